@@ -1,0 +1,749 @@
+#include "tvsi.h"
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <poll.h>
+#include <pthread.h>
+#include <regex.h>
+
+#include "hostdebug.h"
+#include "netinfolocal.h"
+#include "shrpccmn.h"
+#include "tvsihandle.h"
+#include "unixerr.h"
+
+namespace {
+
+constexpr int CACHE_INIT_WAIT_MS = 2000;
+constexpr int WATCH_INTERVAL_MS = 1000;
+constexpr int START_WAIT_TESTS = 102;
+constexpr int START_WAIT_MS = 20;
+/* Who disabled a view: the reset of a handle, or the detach. */
+constexpr int DISABLED_BY_INIT = 104;
+constexpr int DISABLED_BY_DETACH = 359;
+
+/*
+ * Process-wide state:
+ * - InitDone: 2 or more once TvsiInit() has finished.
+ * - CacheMgr: the one handle manager, constructed when the library is loaded.
+ * - recycleMutex: held while a handle is recycled, so that its watcher is joined once. Taken
+ *   before cacheMutex.
+ */
+std::atomic<int32_t> InitDone{0};
+alignas(SharedCacheHandleMgrSType) unsigned char cacheMgrStorage[sizeof(SharedCacheHandleMgrSType)];
+SharedCacheHandleMgrSType& CacheMgr = reinterpret_cast<SharedCacheHandleMgrSType&>(cacheMgrStorage);
+HostMutexSType recycleMutex = {PTHREAD_MUTEX_INITIALIZER, TRUE};
+
+class ScopedMutex {
+public:
+    explicit ScopedMutex(HostMutexSType* mutex) : _mutex(mutex) {
+        _hostmutexLock(_mutex, __LINE__, "tvsi");
+    }
+    ~ScopedMutex() { _hostmutexUnlock(_mutex, __LINE__, "tvsi"); }
+    ScopedMutex(const ScopedMutex&) = delete;
+    ScopedMutex& operator=(const ScopedMutex&) = delete;
+
+private:
+    HostMutexSType* _mutex;
+};
+
+/* The words of a handle that are looked at without its mutex. */
+int32_t load(const int32_t& word) {
+    return __atomic_load_n(&word, __ATOMIC_SEQ_CST);
+}
+void store(int32_t& word, int32_t value) {
+    __atomic_store_n(&word, value, __ATOMIC_SEQ_CST);
+}
+
+void destroyCacheMgr() {
+    CacheMgr.~SharedCacheHandleMgrSType();
+}
+
+bool isInitialised() {
+    return InitDone.fetch_add(0) >= 2;
+}
+
+} // namespace
+
+void CacheMgrInitializer() {
+    new (cacheMgrStorage) SharedCacheHandleMgrSType;
+    atexit(destroyCacheMgr);
+}
+
+char* myStrerror(int err) {
+    static char text[200];
+    HostStrerror(err, text, sizeof text);
+    return text;
+}
+
+void noTvsiInit(char* errBuf, size_t errBufSize) {
+    if (errBuf) {
+        snprintf(errBuf, errBufSize, "Illegal Tvsi call prior to calling TvsiInit()");
+    }
+}
+
+SharedCacheLockHolder::SharedCacheLockHolder(SharedCacheHandleSType* handle)
+    : cache(handle), mutex(&handle->cacheMutex) {
+    _hostmutexLock(mutex, __LINE__, "tvsi");
+    cache->isLocked = TRUE;
+}
+
+void SharedCacheLockHolder::unlock() {
+    if (!mutex) {
+        return;
+    }
+    cache->isLocked = FALSE;
+    _hostmutexUnlock(mutex, __LINE__, "tvsi");
+    mutex = nullptr;
+}
+
+/* The handle and its manager. */
+
+SharedCacheHandleSType::SharedCacheHandleSType() {
+    cacheMutex.initialized = FALSE;
+    init(-1, nullptr);
+}
+
+void SharedCacheHandleSType::init(int newIndex, SharedCacheHandleMgrSType* newMgr) {
+    char* const start = reinterpret_cast<char*>(this);
+    char* const end = start + sizeof *this;
+    char* const mutexStart = reinterpret_cast<char*>(&cacheMutex);
+    char* const mutexEnd = mutexStart + sizeof cacheMutex;
+    memset(start, 0, static_cast<size_t>(mutexStart - start));
+    memset(mutexEnd, 0, static_cast<size_t>(end - mutexEnd));
+    index = newIndex;
+    mgr = newMgr;
+    store(status, SPC_INACTIVE);
+    shrpcPtr = &SharedPageCache;
+    SharedPageCache.clearCacheEnabled(DISABLED_BY_INIT);
+    if (!cacheMutex.initialized) {
+        HostMutexInit(&cacheMutex, FALSE);
+    }
+    shrMemState.initialize();
+    processTableLimit = INT_MAX;
+}
+
+void SharedCacheHandleMgrSType::init() {
+    for (int i = 0; i < MAX_ATTCHED_CACHES; ++i) {
+        cacheArray[i].init(i, this);
+    }
+}
+
+SharedCacheHandleSType* SharedCacheHandleMgrSType::findNextCacheHandle() {
+    for (SharedCacheHandleSType& handle : cacheArray) {
+        if (load(handle.status) == SPC_INACTIVE) {
+            return &handle;
+        }
+    }
+    return nullptr;
+}
+
+SharedCacheHandleSType* SharedCacheHandleMgrSType::findCacheWithName(const char* name) {
+    for (SharedCacheHandleSType& handle : cacheArray) {
+        if (load(handle.status) == SPC_ACTIVE &&
+            strcmp(handle.SharedPageCache.locationStr, name) == 0) {
+            return &handle;
+        }
+    }
+    return nullptr;
+}
+
+int SharedCacheHandleMgrSType::recycleHandle(SharedCacheHandleSType* handle) {
+    ScopedMutex recycling(&recycleMutex);
+    const bool wasActive = load(handle->status) == SPC_ACTIVE;
+    const bool stopped = handle->stopWatcherThread();
+    SharedCacheLockHolder holder(handle);
+    handle->init(handle->index, this);
+    return stopped && wasActive ? TVSI_SUCCESS : TVSI_ERR_CACHE_NOT_ATTACHED;
+}
+
+int SharedCacheHandleSType::checkCacheStatus(SharedCacheLockHolder* holder) {
+    int result = TVSI_ERR_CACHE_CONNECTION_SEVERED;
+    switch (load(status)) {
+    case SPC_ACTIVE:
+        if (checkCacheIsAlive()) {
+            return TVSI_SUCCESS;
+        }
+        break;
+    case SPC_INACTIVE:
+        result = TVSI_ERR_CACHE_NOT_ATTACHED;
+        break;
+    case SPC_DETACHED:
+        break;
+    default:
+        HostCallDebuggerMsg_fl("tvsi", __LINE__);
+    }
+    /* The recycling joins the watcher, whose last act takes the mutex. */
+    holder->unlock();
+    mgr->recycleHandle(this);
+    return result;
+}
+
+/* Attach and detach. */
+
+namespace {
+
+/* Takes the attachment back; a failure is reported on standard error. */
+void unmapSegment(HostShrMemAccessor* accessor) {
+    SysErrorSType error;
+    if (HostShrMemDetach(accessor, &error, 0) == -1) {
+        fprintf(stderr, "Error detaching from SharedPageCache: %s\n", error.msg());
+    }
+}
+
+} // namespace
+
+BoolType SharedCacheHandleSType::attachCacheWithName(const char* cacheName, char* errBuf,
+                                                     size_t errBufSize) {
+    {
+        HostShrMemAccessor accessor(&shrMemState);
+        SysErrorSType error;
+        SharedPageCache.segAddr = HostShrMemAttach(&accessor, cacheName, &error);
+        if (!SharedPageCache.segAddr) {
+            UtlStrlcpy(errBuf, error.msg(), errBufSize);
+            return FALSE;
+        }
+        if (acceptSegment(cacheName, errBuf, errBufSize)) {
+            return TRUE;
+        }
+        unmapSegment(&accessor);
+    }
+    shrMemState.initialize();
+    memset(&SharedPageCache, 0, sizeof SharedPageCache);
+    return FALSE;
+}
+
+BoolType SharedCacheHandleSType::acceptSegment(const char* cacheName, char* errBuf,
+                                               size_t errBufSize) {
+    const size_t segSize = shrMemState.actualSegSize;
+    if (!ShrPcHeaderFits(segSize, errBuf, errBufSize)) {
+        return FALSE;
+    }
+    auto* header = static_cast<ShrPcConfigSType*>(SharedPageCache.segAddr);
+    const uint32_t level = ShrPcLoad(header->compatibilityLevel);
+    if (level != SHRPC_COMPATIBILITY_LEVEL) {
+        badVersion = TRUE;
+        snprintf(errBuf, errBufSize,
+                 "\n   Incompatible shared cache.  The shared cache monitor and this process\n"
+                 "   are from different versions of Talvex.\n"
+                 "     shrpcmonitor process compatibility level = %x\n"
+                 "     This process' shared cache compatibility level = %x.\n",
+                 level, SHRPC_COMPATIBILITY_LEVEL);
+        return FALSE;
+    }
+    if (!header->waitForCacheInit(CACHE_INIT_WAIT_MS)) {
+        snprintf(errBuf, errBufSize,
+                 "[ERROR]: Time out after 2 seconds waiting for cache initialization to complete."
+                 "  Monitor died?");
+        printf("%s\n", errBuf);
+        return FALSE;
+    }
+    /* Checked and used from one copy: the segment may change in between. */
+    const ShrPcConfigSType copy = *header;
+    if (!ShrPcRegionsFit(copy, segSize, errBuf, errBufSize) ||
+        !ShrPcInitFromCopy(&SharedPageCache, header, copy)) {
+        return FALSE;
+    }
+    const size_t entriesThatFit = (segSize - copy.processTableOffset) / sizeof(ShrPcPteSType);
+    processTableLimit = entriesThatFit < INT_MAX ? static_cast<int32_t>(entriesThatFit) : INT_MAX;
+    UtlStrlcpy(SharedPageCache.locationStr, cacheName, sizeof SharedPageCache.locationStr);
+    SharedPageCache.setCacheEnabled();
+    store(status, SPC_ATTACHED);
+    monitorPid = ShrPcLoad(SharedPageCache.processTable[0].stats.processId);
+    return TRUE;
+}
+
+void SharedCacheHandleSType::detachCache() {
+    SharedCacheLockHolder holder(this);
+    const int32_t now = load(status);
+    if (!SharedPageCache._cacheEnabled || (now != SPC_ATTACHED && now != SPC_ACTIVE)) {
+        return;
+    }
+    {
+        HostShrMemAccessor accessor(&shrMemState);
+        unmapSegment(&accessor);
+        store(status, SPC_DETACHED);
+        SharedPageCache.clearCacheEnabled(DISABLED_BY_DETACH);
+    }
+    shrMemState.initialize();
+}
+
+/* The watcher thread. */
+
+BoolType SharedCacheHandleSType::checkCacheIsAlive() {
+    return processTableSize() >= 2 && ShrPcLoad(shrpcPtr->processTable[0].inUse) != 0 &&
+           ShrPcLoad(shrpcPtr->processTable[1].inUse) != 0;
+}
+
+namespace {
+
+bool monitorIsGone(int32_t monitorPid) {
+    return kill(monitorPid, 0) != 0 && errno != EPERM;
+}
+
+bool isToBeWatched(SharedCacheHandleSType* handle) {
+    return !load(handle->timeToShutdown) && handle->checkCacheIsAlive() &&
+           !monitorIsGone(handle->monitorPid) && !HostGetSigTerm();
+}
+
+} // namespace
+
+void* WatcherThreadMain(void* ptr) {
+    auto* handle = static_cast<SharedCacheHandleSType*>(ptr);
+    {
+        ScopedMutex lock(&handle->cacheMutex);
+        if (load(handle->timeToShutdown)) {
+            return nullptr; /* came too late: the attach has been given up */
+        }
+        /* The state last: whoever sees it active may stop the watcher at once. */
+        store(handle->watcherThreadRunning, TRUE);
+        store(handle->status, SPC_ACTIVE);
+    }
+    while (isToBeWatched(handle)) {
+        poll(nullptr, 0, WATCH_INTERVAL_MS);
+        __sync_synchronize();
+    }
+    handle->detachCache();
+    return nullptr;
+}
+
+BoolType SharedCacheHandleSType::startWatcherThread() {
+    const int rc = HostCreateThread(&watcherThreadId, WatcherThreadMain, this);
+    if (rc != 0) {
+        fprintf(stderr, "startWatcherThread: HostCreateThread() failed: %s\n", myStrerror(rc));
+        return FALSE;
+    }
+    for (int i = 0; i < START_WAIT_TESTS; ++i) {
+        /* A watcher that has already found the cache dead has started, too. */
+        if (load(status) != SPC_ATTACHED) {
+            return TRUE;
+        }
+        poll(nullptr, 0, START_WAIT_MS);
+    }
+    joinWatcher();
+    return FALSE;
+}
+
+BoolType SharedCacheHandleSType::stopWatcherThread() {
+    return load(watcherThreadRunning) ? joinWatcher() : FALSE;
+}
+
+BoolType SharedCacheHandleSType::joinWatcher() {
+    store(timeToShutdown, TRUE);
+    __sync_synchronize();
+    const int rc = pthread_join(watcherThreadId, nullptr);
+    if (rc != 0 && rc != ESRCH) {
+        fprintf(stderr, "pthread_join() failed. %s\n", myStrerror(rc));
+        fflush(stderr);
+        return FALSE;
+    }
+    store(watcherThreadRunning, FALSE);
+    return TRUE;
+}
+
+/* Scans of the process table. */
+
+namespace {
+
+constexpr int FIRST_SLOT = 0;
+/* Vok sessions never own the slots of the cache monitor and the Brox. */
+constexpr int FIRST_VOK_SLOT = 2;
+
+/* Takes the first match. */
+struct FirstMatchSType {
+    ShrPcPteSType* pte = nullptr;
+
+    bool wantsMore() const { return !pte; }
+    void take(ShrPcPteSType* match) { pte = match; }
+};
+
+/* Copies or, without an array, counts the matches up to a limit. */
+struct CollectorSType {
+    TvsiResultSType* result;
+    int limit;
+    int count = 0;
+
+    CollectorSType(TvsiResultSType* array, const int* capacity)
+        : result(array), limit(array ? *capacity : INT_MAX) {}
+    bool wantsMore() const { return count < limit; }
+    void take(ShrPcPteSType* match) {
+        if (result) {
+            copyStatsForPte(result + count, match);
+        }
+        ++count;
+    }
+};
+
+/* The one walk over the process table: entries `first` to `end` - 1 in slot order, as long as the
+   sink wants more. Whether an entry is in use is looked at before anything else of it. */
+template <typename Qualifies, typename Sink>
+void scanTable(ShrPcPteSType* table, int first, int end, Qualifies qualifies, Sink* sink) {
+    for (int slot = first; slot < end && sink->wantsMore(); ++slot) {
+        ShrPcPteSType* pte = table + slot;
+        if (ShrPcLoad(pte->inUse) != 0 && qualifies(*pte)) {
+            sink->take(pte);
+        }
+    }
+}
+
+template <typename Qualifies>
+ShrPcPteSType* firstMatch(SharedCacheHandleSType* handle, int first, Qualifies qualifies) {
+    FirstMatchSType match;
+    scanTable(handle->shrpcPtr->processTable, first, handle->processTableSize(), qualifies, &match);
+    return match.pte;
+}
+
+/* The Vok main threads that qualify, into the caller's array. */
+template <typename Qualifies>
+int collectVoks(SharedCacheHandleSType* handle, TvsiResultSType* result, int* resultSize,
+                Qualifies qualifies) {
+    CollectorSType collector(result, resultSize);
+    scanTable(
+        handle->shrpcPtr->processTable, FIRST_VOK_SLOT, handle->processTableSize(),
+        [&qualifies](const ShrPcPteSType& pte) { return pte.isVokMainThd() && qualifies(pte); },
+        &collector);
+    *resultSize = collector.count;
+    return TVSI_SUCCESS;
+}
+
+} // namespace
+
+void copyStatsForPte(TvsiResultSType* result, ShrPcPteSType* ptePtr) {
+    memcpy(result, reinterpret_cast<const char*>(ptePtr) + offsetof(ShrPcPteSType, stats),
+           sizeof *result);
+}
+
+int SharedCacheHandleSType::processTableSize() {
+    const auto entries = static_cast<int32_t>(ShrPcLoad(shrpcPtr->configPtr->numProcesses));
+    return entries < processTableLimit ? entries : processTableLimit;
+}
+
+ShrPcPteSType* SharedCacheHandleSType::pteWithPid(int pid) {
+    return firstMatch(this, FIRST_SLOT, [pid](const ShrPcPteSType& pte) {
+        return ShrPcLoad(pte.stats.processId) == pid;
+    });
+}
+
+ShrPcPteSType* SharedCacheHandleSType::vokPteWithSessionId(int sessionId) {
+    return firstMatch(this, FIRST_VOK_SLOT, [sessionId](const ShrPcPteSType& pte) {
+        return pte.isVokMainThd() && ShrPcLoad(pte.stats.sessionId) == sessionId;
+    });
+}
+
+ShrPcPteSType* SharedCacheHandleSType::pgsvrPteWithSessionId(int sessionId) {
+    return firstMatch(this, FIRST_SLOT, [sessionId](const ShrPcPteSType& pte) {
+        return pte.isVokPgsvr() && ShrPcLoad(pte.stats.sessionId) == sessionId;
+    });
+}
+
+ShrPcPteSType* SharedCacheHandleSType::vokPteWithName(const char* name) {
+    return firstMatch(this, FIRST_VOK_SLOT, [name](const ShrPcPteSType& pte) {
+        return pte.isAnyVok() && strncmp(pte.processName, name, sizeof pte.processName) == 0;
+    });
+}
+
+ShrPcPteSType* SharedCacheHandleSType::getBroxPte() {
+    return &shrpcPtr->processTable[1];
+}
+
+ShrPcPteSType* SharedCacheHandleSType::getShrPcMonPte() {
+    ShrPcPteSType* pte = &shrpcPtr->processTable[0];
+    return ShrPcLoad(pte->statType) == SHRPC_MONITOR ? pte : nullptr;
+}
+
+BoolType checkMask(unsigned int mask) {
+    return mask != 0 && (mask & ~static_cast<unsigned int>(SHRPC_ALL)) == 0;
+}
+
+int SharedCacheHandleSType::getStatsForMask(unsigned int mask, TvsiResultSType* result,
+                                            int* resultSize) {
+    if (mask == SHRPC_BROX && ShrPcLoad(getBroxPte()->statType) != SHRPC_BROX) {
+        *resultSize = 0;
+        return TVSI_SUCCESS;
+    }
+    constexpr unsigned int fixedSlotKinds = SHRPC_MONITOR | SHRPC_BROX;
+    const int end = (mask & ~fixedSlotKinds) == 0 ? FIRST_VOK_SLOT : processTableSize();
+    CollectorSType collector(result, resultSize);
+    scanTable(
+        shrpcPtr->processTable, FIRST_SLOT, end,
+        [mask](const ShrPcPteSType& pte) { return (ShrPcLoad(pte.statType) & mask) != 0; },
+        &collector);
+    *resultSize = collector.count;
+    return TVSI_SUCCESS;
+}
+
+int SharedCacheHandleSType::getVokStatsForVokKindRange(int vokKindMin, int vokKindMax,
+                                                       TvsiResultSType* result, int* resultSize) {
+    return collectVoks(this, result, resultSize, [=](const ShrPcPteSType& pte) {
+        const int32_t kind = ShrPcLoad(pte.stats.u.vok.vokKind);
+        return vokKindMin <= kind && kind <= vokKindMax;
+    });
+}
+
+int SharedCacheHandleSType::getVokStatsForRegexName(const char* regexName, BoolType ignoreCase,
+                                                    TvsiResultSType* result, int* resultSize,
+                                                    char* errMsg, size_t errMsgSize) {
+    regex_t expression;
+    const int flags = REG_EXTENDED | REG_NOSUB | (ignoreCase ? REG_ICASE : 0);
+    const int rc = regcomp(&expression, regexName, flags);
+    if (rc != 0) {
+        if (errMsg && errMsgSize != 0) {
+            regerror(rc, &expression, errMsg, errMsgSize);
+        }
+        return TVSI_ERR_BAD_REGEX;
+    }
+    const int outcome =
+        collectVoks(this, result, resultSize, [&expression](const ShrPcPteSType& pte) {
+            /* Terminated here, whatever the server has written. */
+            char name[sizeof pte.processName + 1];
+            memcpy(name, pte.processName, sizeof pte.processName);
+            name[sizeof pte.processName] = '\0';
+            return regexec(&expression, name, 0, nullptr, 0) == 0;
+        });
+    regfree(&expression);
+    return outcome;
+}
+
+/* The exported functions. */
+
+namespace {
+
+/* Runs a query on the attached cache, under its mutex. */
+template <typename Query> int queryCache(Query query) {
+    SharedCacheHandleSType* handle = CacheMgr.firstCache();
+    SharedCacheLockHolder holder(handle);
+    const int status = handle->checkCacheStatus(&holder);
+    return status == TVSI_SUCCESS ? query(handle) : status;
+}
+
+/* A query for the record of the one entry that `lookup` finds. */
+template <typename Lookup>
+int queryEntry(TvsiResultSType* result, int statusWithoutEntry, Lookup lookup) {
+    return queryCache([=](SharedCacheHandleSType* handle) {
+        ShrPcPteSType* pte = lookup(handle);
+        if (!pte) {
+            return statusWithoutEntry;
+        }
+        copyStatsForPte(result, pte);
+        return static_cast<int>(TVSI_SUCCESS);
+    });
+}
+
+/* An array with its capacity, or no array and a place for the count. */
+bool isGoodArray(const TvsiResultSType* result, const int* resultSize) {
+    return resultSize && (!result || *resultSize >= 1);
+}
+
+} // namespace
+
+void TvsiInit(void) {
+    if (InitDone.fetch_add(1) > 0) {
+        InitDone.fetch_sub(1);
+        return;
+    }
+    CacheMgr.init();
+    InitDone.fetch_add(1);
+}
+
+int TvsiAttachSharedCache(const char* cacheName, char* errBuf, size_t errBufSize) {
+    if (!isInitialised()) {
+        noTvsiInit(errBuf, errBufSize);
+        return TVSI_ERR_NO_INIT;
+    }
+    if (!errBuf) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    errBuf[0] = '\0';
+    if (!cacheName) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    if (CacheMgr.findCacheWithName(cacheName)) {
+        snprintf(errBuf, errBufSize, "Shared cache %s is already attached", cacheName);
+        return TVSI_ERR_CACHE_ALREADY_ATTACHED;
+    }
+    SharedCacheHandleSType* handle = CacheMgr.findNextCacheHandle();
+    if (!handle) {
+        snprintf(errBuf, errBufSize, "No more shared cache handles available");
+        return TVSI_ERR_NO_MORE_HANDLES;
+    }
+    if (!handle->attachCacheWithName(cacheName, errBuf, errBufSize)) {
+        return handle->badVersion ? TVSI_ERR_CACHE_WRONG_VERSION : TVSI_ERR_CACHE_ATTACH_FAILED;
+    }
+    if (!handle->startWatcherThread()) {
+        handle->detachCache();
+        CacheMgr.recycleHandle(handle);
+        snprintf(errBuf, errBufSize, "Unable to start cache watcher thread");
+        return TVSI_ERR_WATCHER_THREAD_FAILED;
+    }
+    return TVSI_SUCCESS;
+}
+
+int TvsiAttachSharedCacheForBrox(const char* broxName, char* errBuf, size_t errBufSize) {
+    if (!isInitialised()) {
+        noTvsiInit(errBuf, errBufSize);
+        return TVSI_ERR_NO_INIT;
+    }
+    if (!errBuf) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    errBuf[0] = '\0';
+    if (!broxName) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    SysErrorSType error;
+    ShrPcLocationArgType location;
+    if (!NetInfoLocalCacheNameForBrox(broxName, &location, &error)) {
+        snprintf(errBuf, errBufSize, "Brox named '%s' not found on this host", broxName);
+        return TVSI_ERR_CACHE_NOT_FOUND;
+    }
+    return TvsiAttachSharedCache(location.locationStr, errBuf, errBufSize);
+}
+
+int TvsiDetachSharedCache(void) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    return CacheMgr.recycleHandle(CacheMgr.firstCache());
+}
+
+int TvsiStatsForProcessId(int pid, TvsiResultSType* result) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    if (pid < 1 || !result) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    return queryEntry(result, TVSI_ERR_NOT_FOUND,
+                      [pid](SharedCacheHandleSType* handle) { return handle->pteWithPid(pid); });
+}
+
+int TvsiStatsForVokSessionId(int sessionId, TvsiResultSType* result) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    if (sessionId < 1 || !result) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    return queryEntry(result, TVSI_ERR_NOT_FOUND, [sessionId](SharedCacheHandleSType* handle) {
+        return handle->vokPteWithSessionId(sessionId);
+    });
+}
+
+int TvsiStatsForPgsvrSessionId(int sessionId, TvsiResultSType* result) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    if (sessionId < 1 || !result) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    return queryEntry(result, TVSI_ERR_NOT_FOUND, [sessionId](SharedCacheHandleSType* handle) {
+        return handle->pgsvrPteWithSessionId(sessionId);
+    });
+}
+
+int TvsiStatsForVokSessionWithName(const char* vokName, TvsiResultSType* result) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    if (!vokName || !result) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    return queryEntry(result, TVSI_ERR_NOT_FOUND, [vokName](SharedCacheHandleSType* handle) {
+        return handle->vokPteWithName(vokName);
+    });
+}
+
+int TvsiStatsForBrox(TvsiResultSType* stats) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    if (!stats) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    return queryEntry(stats, TVSI_ERR_NO_BROX, [](SharedCacheHandleSType* handle) {
+        ShrPcPteSType* pte = handle->getBroxPte();
+        return ShrPcLoad(pte->statType) == SHRPC_BROX ? pte : nullptr;
+    });
+}
+
+int TvsiStatsForShrPcMon(TvsiResultSType* stats) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    if (!stats) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    return queryEntry(stats, TVSI_ERR_CACHE_CONNECTION_SEVERED,
+                      [](SharedCacheHandleSType* handle) { return handle->getShrPcMonPte(); });
+}
+
+int TvsiFetchMaxProcessesInCache(int* result) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    if (!result) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    *result = -1;
+    return queryCache([result](SharedCacheHandleSType* handle) {
+        *result = handle->processTableSize();
+        return static_cast<int>(TVSI_SUCCESS);
+    });
+}
+
+int TvsiCacheIsAlive(void) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    const int status =
+        queryCache([](SharedCacheHandleSType*) { return static_cast<int>(TVSI_SUCCESS); });
+    return status == TVSI_SUCCESS ? 1 : 0;
+}
+
+int TvsiAllStatsForMask(unsigned int mask, TvsiResultSType* result, int* resultSize) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    if (!result || !isGoodArray(result, resultSize) || !checkMask(mask)) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    return queryCache([=](SharedCacheHandleSType* handle) {
+        return handle->getStatsForMask(mask, result, resultSize);
+    });
+}
+
+int TvsiAllVokStatsForVokKindRange(int vokKindMin, int vokKindMax, TvsiResultSType* result,
+                                   int* resultSize) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    if (!isGoodArray(result, resultSize) || vokKindMin > vokKindMax) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    return queryCache([=](SharedCacheHandleSType* handle) {
+        return handle->getVokStatsForVokKindRange(vokKindMin, vokKindMax, result, resultSize);
+    });
+}
+
+int TvsiAllVokStatsForRegexName(const char* regexName, BoolType ignoreCase, TvsiResultSType* result,
+                                int* resultSize, char* errMsg, size_t errMsgSize) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    if (errMsg && errMsgSize != 0) {
+        errMsg[0] = '\0';
+    }
+    if (!isGoodArray(result, resultSize) || !regexName || regexName[0] == '\0') {
+        return TVSI_ERR_BAD_ARG;
+    }
+    return queryCache([=](SharedCacheHandleSType* handle) {
+        return handle->getVokStatsForRegexName(regexName, ignoreCase, result, resultSize, errMsg,
+                                               errMsgSize);
+    });
+}
