@@ -1,0 +1,21 @@
+#include "exitstatus.h"
+
+namespace tvsistat {
+
+std::span<const ExitStatusText> exitStatusTexts() {
+    static constexpr ExitStatusText texts[] = {
+        {ExitStatus::Ok, "the reports were made (also when interrupted)"},
+        {ExitStatus::Failure, "the cache could not be attached or read, for a reason of its own"},
+        {ExitStatus::Usage, "an option or argument is wrong"},
+        {ExitStatus::NoCache, "no such cache or Brox runs on this host"},
+        {ExitStatus::NoPermission, "no permission to read the cache"},
+        {ExitStatus::WrongVersion, "the cache belongs to another version of Talvex"},
+        {ExitStatus::BadExpression, "the regular expression does not compile"},
+        {ExitStatus::CacheGone, "the cache went away"},
+        {ExitStatus::NoMatch, "no process was ever selected"},
+        {ExitStatus::OutputFailed, "standard output could not be written"},
+    };
+    return texts;
+}
+
+} // namespace tvsistat
