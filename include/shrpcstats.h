@@ -100,16 +100,10 @@ enum {
     NUM_LOCK_WAIT_QUEUES = 11
 };
 
-/* A block without fields. C has no such structure, so there the extension is marked as one. */
-#ifdef __cplusplus
-#define SHRPC_EMPTY_BLOCK(name)                                                                    \
-    typedef struct name {                                                                          \
-    } name
-#else
+/* A block without fields, which C knows as an extension only. */
 #define SHRPC_EMPTY_BLOCK(name)                                                                    \
     __extension__ typedef struct name {                                                            \
     } name
-#endif
 
 /* 32-bit counters that every kind keeps; member `cmn` of every record. */
 typedef struct ShrPcCommonStatSType {
@@ -963,5 +957,7 @@ static_assert(offsetof(TvsiResultSType, olvName) == 1760, "olvName");
 static_assert(offsetof(TvsiResultSType, statType) == 1792, "statType");
 static_assert(offsetof(TvsiResultSType, space_waster) == 1796, "space_waster");
 static_assert(sizeof(TvsiResultSType) == 1800, "TvsiResultSType has 1800 bytes");
+
+#undef SHRPC_EMPTY_BLOCK
 
 #endif

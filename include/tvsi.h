@@ -18,18 +18,19 @@
  * from before and after an update.
  *
  * When the server dies. A thread of the library looks at the cache once a second. When
- * the cache monitor or the Brox has left, the segment is unmapped; the next query answers
- * TVSI_ERR_CACHE_CONNECTION_SEVERED once, and from then on queries answer
- * TVSI_ERR_CACHE_NOT_ATTACHED until the next attach. The query that finds the cache dead
- * may wait up to about one second for that thread.
+ * the cache monitor or the Brox has left, the segment is unmapped; the queries under way,
+ * or else the next one, answer TVSI_ERR_CACHE_CONNECTION_SEVERED, and from then on queries
+ * answer TVSI_ERR_CACHE_NOT_ATTACHED until the next attach. A query that finds the cache
+ * dead may wait up to about one second for that thread.
  *
  * Threads. Queries may be made from any number of threads at once; they take turns. The
  * caller must not let TvsiAttachSharedCache(), TvsiAttachSharedCacheForBrox() or
  * TvsiDetachSharedCache() overlap with each other or with a query: the library does not
  * guard against it. A child of fork() must not use an attachment of its parent.
  *
- * Broken invariants of the library itself (a mutex that cannot be locked) end the process
- * with a report on standard error.
+ * Broken invariants end the process with a report on standard error: a mutex that cannot
+ * be locked, or, in the attach, a segment of the right version and sizes in which a lock
+ * record of the server has another name than it must have.
  */
 #ifndef TVSI_H
 #define TVSI_H
@@ -56,11 +57,12 @@ void TvsiInit(void);
  *
  * `errBuf`, `errBufSize` bytes: receives the reason of a failure, cut to the size and
  * NUL-terminated; empty on success. One byte at least must be writable, whatever the size.
- * It stays empty when the size of a structure in the segment differs: the library prints
- * which one on standard output.
+ * It stays empty with TVSI_ERR_BAD_ARG; when the size of a structure in the segment differs
+ * (the library prints which one on standard output); and when the cache monitor has recorded
+ * no key.
  *
- * Waits up to 2 seconds for a cache that is still starting, and up to 2 seconds for the
- * watching thread.
+ * Waits up to 2 seconds for a cache that is still starting, and up to about 3 seconds for a
+ * watching thread that does not start.
  *
  * Returns TVSI_SUCCESS, TVSI_ERR_NO_INIT, TVSI_ERR_BAD_ARG, TVSI_ERR_CACHE_ALREADY_ATTACHED,
  * TVSI_ERR_NO_MORE_HANDLES, TVSI_ERR_CACHE_ATTACH_FAILED, TVSI_ERR_CACHE_WRONG_VERSION or
@@ -69,9 +71,10 @@ void TvsiInit(void);
 int TvsiAttachSharedCache(const char* cacheName, char* errBuf, size_t errBufSize);
 
 /*
- * Finds the cache on this host that serves the Brox named `broxName` (NUL-terminated; what
- * stands before its last "!" is ignored) and attaches it. `errBuf`, waiting and threads as
- * for TvsiAttachSharedCache().
+ * Finds the cache on this host that serves the Brox named `broxName` (NUL-terminated) and
+ * attaches it. The Brox is looked up under the name as given; a prefix that ends in "!" is
+ * left out of the cache's location string. `errBuf`, waiting and threads as for
+ * TvsiAttachSharedCache().
  *
  * Returns what TvsiAttachSharedCache() returns, and TVSI_ERR_CACHE_NOT_FOUND.
  */

@@ -11,7 +11,7 @@ enum {
     TVSI_ERR_CACHE_ALREADY_ATTACHED = 2,
     /* No process of the cache matches. The cache stays attached. */
     TVSI_ERR_NOT_FOUND = 3,
-    /* An argument was refused; nothing was looked at or written. */
+    /* An argument was refused; nothing was looked at. A message buffer is made empty. */
     TVSI_ERR_BAD_ARG = 4,
     /* The cache has gone since the attach and the connection has been given up: attach again.
        From TvsiStatsForShrPcMon() also: slot 0 is not the cache monitor's (still attached). */
@@ -26,8 +26,9 @@ enum {
     TVSI_ERR_CACHE_ATTACH_FAILED = 9,
     /* The thread that watches the cache could not be started. */
     TVSI_ERR_WATCHER_THREAD_FAILED = 10,
-    /* The cache belongs to a server of another version. Stays the answer to every failing
-       attach until TvsiDetachSharedCache() or a query has reset the connection. */
+    /* The cache belongs to a server of another version. Stays the answer to every attach that
+       fails to map or accept a segment until TvsiDetachSharedCache() or a query has reset the
+       connection. */
     TVSI_ERR_CACHE_WRONG_VERSION = 11,
     /* No cache on this host serves the Brox named. */
     TVSI_ERR_CACHE_NOT_FOUND = 12,

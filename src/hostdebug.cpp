@@ -24,28 +24,28 @@ HostFatalReportFuncType* HostFatalReportFunc;
 
 namespace {
 
-// State of the process. Any thread may raise these, so each is an atomic.
-std::atomic<int> fatalErr{0};              // fatal events begun, never lowered
-std::atomic<int> hostCallDebuggerCount{0}; // entries into HostCallDebuggerMsg, never lowered
-std::atomic<int> printingStacks{0};        // threads at the stack print
-std::atomic<int> hostFatalReportCount{0};  // nesting of the report step
-std::atomic<int> forkCount{0};             // threads at the start of a child
+/* State of the process. Any thread may raise these, so each is an atomic. */
+std::atomic<int> fatalErr{0};              /* fatal events begun, never lowered */
+std::atomic<int> hostCallDebuggerCount{0}; /* entries into HostCallDebuggerMsg, never lowered */
+std::atomic<int> printingStacks{0};        /* threads at the stack print */
+std::atomic<int> hostFatalReportCount{0};  /* nesting of the report step */
+std::atomic<int> forkCount{0};             /* threads at the start of a child */
 static_assert(std::atomic<int>::is_always_lock_free);
 
-constexpr int DEFAULT_CORE_DELAY = 60;    // seconds
-constexpr size_t MESSAGE_SIZE = 4096;     // a fatal message with its terminator
-constexpr size_t SAFE_LINE_SIZE = 512;    // any other line written past the buffers
-constexpr size_t PATH_SIZE = 4097;        // a file name with its terminator
-constexpr size_t BOX_LINE_WIDTH = 78;     // text between the edges of the message box
-constexpr size_t BOX_BREAK_LENGTH = 76;   // a longer line is broken at the next blank
-constexpr size_t BOX_LONGEST_LINE = 2046; // and here at the latest
-constexpr int VFORK_FAILURE_LINE = 1148;  // reported place, doesn't follow the source
+constexpr int DEFAULT_CORE_DELAY = 60;    /* seconds */
+constexpr size_t MESSAGE_SIZE = 4096;     /* a fatal message with its terminator */
+constexpr size_t SAFE_LINE_SIZE = 512;    /* any other line written past the buffers */
+constexpr size_t PATH_SIZE = 4097;        /* a file name with its terminator */
+constexpr size_t BOX_LINE_WIDTH = 78;     /* text between the edges of the message box */
+constexpr size_t BOX_BREAK_LENGTH = 76;   /* a longer line is broken at the next blank */
+constexpr size_t BOX_LONGEST_LINE = 2046; /* and here at the latest */
+constexpr int VFORK_FAILURE_LINE = 1148;  /* reported place, doesn't follow the source */
 constexpr int64_t NANOS_ROUNDED_DOWN = 499999999;
 constexpr char BOX_EDGE[] =
     "________________________________________________________________________________";
 static_assert(sizeof BOX_EDGE == 80 + 1);
 
-// Orders everything around it, for whoever looks at the process from outside or from a debugger.
+/* Orders everything around it, for whoever looks at the process from outside or from a debugger. */
 void fullBarrier() {
     __sync_synchronize();
 }
@@ -73,7 +73,7 @@ bool isInterruption(int errNum) {
     HostSignalSafePrint(line);
 }
 
-// The stack printer can't attach to a process whose real user is not the effective one.
+/* The stack printer can't attach to a process whose real user is not the effective one. */
 void unifyUserIds() {
     const uid_t effective = geteuid();
     if (effective == 0 || effective == getuid()) {
@@ -90,7 +90,7 @@ void unifyUserIds() {
     printf("setreuid(%d, %d) failed, errno %d, %s\n", id, id, failure, text);
 }
 
-// Nor to one that is not dumpable.
+/* Nor to one that is not dumpable. */
 void becomeDumpable() {
     const int dumpable = prctl(PR_GET_DUMPABLE, 0, 0, 0, 0);
     printf("prctl(PR_GET_DUMPABLE, 0, 0, 0, 0) = %d\n", dumpable);
@@ -108,7 +108,7 @@ void becomeDumpable() {
     printf("prctl(PR_GET_DUMPABLE) = %d\n", prctl(PR_GET_DUMPABLE, 0, 0, 0, 0));
 }
 
-// Waits until the child is gone, also when somebody else collected it.
+/* Waits until the child is gone, also when somebody else collected it. */
 void awaitChild(pid_t child) {
     for (;;) {
         sleepMilliseconds(200);
@@ -143,7 +143,7 @@ void runStackPrinter(const PStackArgs& printer) {
     becomeDumpable();
     fflush(stdout);
 
-    // The program's own handler must not collect the child or act on its end.
+    /* The program's own handler must not collect the child or act on its end. */
     struct sigaction defaultAction = {};
     struct sigaction oldAction;
     defaultAction.sa_handler = SIG_DFL;
@@ -152,7 +152,7 @@ void runStackPrinter(const PStackArgs& printer) {
 
     ForkStateType start;
     start.cmdPath = printer.commandPath;
-    start.argStrings = const_cast<char* const*>(args); // execv changes none of them
+    start.argStrings = const_cast<char* const*>(args); /* execv changes none of them */
     start.forPstack = TRUE;
     start.doUtlVForkAndExec();
     if (start.childId == -1) {
@@ -183,7 +183,7 @@ void printStack() {
     safePrintf("\nEnd of C-level stack for process %d\n\n", pid);
 }
 
-// What only the first fatal event of the process does.
+/* What only the first fatal event of the process does. */
 void reportFirstEvent(const char* msg) {
     unsigned short millis = 0;
     const time_t now = HostFtime(&millis);
@@ -227,7 +227,7 @@ void awaitDebugger(int delay) {
     }
 }
 
-// Seconds since the epoch, to the nearest; 0 when the clock fails.
+/* Seconds since the epoch, to the nearest; 0 when the clock fails. */
 time_t roundedWallClock() {
     timespec now;
     if (clock_gettime(CLOCK_REALTIME, &now) != 0) {
@@ -236,7 +236,7 @@ time_t roundedWallClock() {
     return now.tv_nsec > NANOS_ROUNDED_DOWN ? now.tv_sec + 1 : now.tv_sec;
 }
 
-// format: print format with one text.
+/* format: print format with one text. */
 void boxText(const char* format, const char* text) {
     char line[PATH_SIZE];
     snprintf(line, sizeof line, format, text);
@@ -253,7 +253,7 @@ void boxErrno(int errNum) {
     VerMessage(stderr, line);
 }
 
-// Only one thread at a time starts a child.
+/* Only one thread at a time starts a child. */
 void acquireForkTurn() {
     while (forkCount.fetch_add(1) != 0) {
         forkCount.fetch_sub(1);
@@ -261,7 +261,7 @@ void acquireForkTurn() {
     }
 }
 
-// Runs in the child, on the memory and the stack of its suspended parent.
+/* Runs in the child, on the memory and the stack of its suspended parent. */
 [[noreturn]] void execInChild(ForkStateType* start) {
     execv(start->cmdPath, start->argStrings);
     start->errNum = errno;
@@ -271,7 +271,7 @@ void acquireForkTurn() {
     _exit(1);
 }
 
-} // namespace
+} /* namespace */
 
 void HostCallDebuggerMsg(const char* msg) {
     fatalErr.fetch_add(1);
@@ -326,7 +326,8 @@ void HostCheckFatalErr() {
     if (fatalErr.fetch_add(0) == 0) {
         return;
     }
-    fflush(nullptr);
+    /* Not all streams: that would wait for whoever blocks in a read. exit() flushes the others. */
+    preWaitForDebugger();
     for (int left = HostDebugCoreDelay(); left > 0; left -= 2) {
         if (fatalErr.fetch_add(0) == 0 || HostGetSigTermAtomic() != 0) {
             return;
@@ -402,8 +403,8 @@ void ForkStateType::doUtlVForkAndExec() {
     fflush(stdout);
     fflush(stderr);
     do {
-        // Not posix_spawn: a child that can't exec says so in this object and on standard error,
-        // while this thread is suspended.
+        /* Not posix_spawn: a child that can't exec says so in this object and on standard error,
+         * while this thread is suspended. */
         // NOLINTBEGIN(clang-analyzer-security.insecureAPI.vfork, clang-analyzer-unix.Vfork)
         const pid_t child = vfork();
         if (child == 0) {

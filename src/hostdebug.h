@@ -1,7 +1,9 @@
-// The fatal-error path: what happens when the library meets a condition it cannot continue from.
-//
-// The event is reported on standard error, the process's stack is printed with the installation's
-// pstack program (once a process), a debugger is waited for, and the process ends.
+/*
+ * The fatal-error path: what happens when the library meets a condition it cannot continue from.
+ *
+ * The event is reported on standard error, the process's stack is printed with the installation's
+ * pstack program (once a process), a debugger is waited for, and the process ends.
+ */
 #ifndef HOSTDEBUG_H
 #define HOSTDEBUG_H
 
@@ -10,36 +12,36 @@
 
 #include "shrpcstats.h"
 
-// Reports msg, prints the stack, waits for a debugger and ends the process. Any thread may call it.
+/* Reports msg, prints the stack, waits for a debugger and ends the process. Any thread may call. */
 [[noreturn]] void HostCallDebuggerMsg(const char* msg);
 
-// The same for a failed guarantee: file is a source file name without extension.
+/* The same for a failed guarantee: file is a source file name without extension. */
 [[noreturn]] void HostCallDebuggerMsg_fl(const char* file, int line);
 
-// Reports a failure of the set-up at load time, with the caller's errno, and ends the process with
-// status 3. Returns only if another exit of the process is already in progress.
+/* Reports a failure of the set-up at load time, with the caller's errno, and ends the process with
+ * status 3. Returns only if another exit of the process is already in progress. */
 void hostInitCrash(const char* msg);
 
-// If a fatal event has begun anywhere in the process, flushes all streams and gives it time: at
-// most HostDebugCoreDelay() seconds, less when a termination request arrives.
+/* If a fatal event has begun anywhere in the process, flushes the standard streams and gives it
+ * time: at most HostDebugCoreDelay() seconds, less when a termination request arrives. */
 void HostCheckFatalErr();
 
-// How long to wait for a debugger, in seconds: TX_CORE_TIME_OUT, or 60.
+/* How long to wait for a debugger, in seconds: TX_CORE_TIME_OUT, or 60. */
 int HostDebugCoreDelay();
 
-// Writes text on the standard error descriptor, past all buffers. Safe in a signal handler.
+/* Writes text on the standard error descriptor, past all buffers. Safe in a signal handler. */
 void HostSignalSafePrint(const char* text);
 
-// Flushes standard output and standard error.
+/* Flushes standard output and standard error. */
 void preWaitForDebugger();
 
-// Writes text to f as lines of an 82 character wide box, broken at blanks where they get too long.
+/* Writes text to f as lines of a box 82 characters wide, broken at blanks where they are longer. */
 void VerMessage(FILE* f, const char* text);
 
-// Writes one line of the box. A line too long for the box is left without its right edge.
+/* Writes one line of the box. A line too long for the box is left without its right edge. */
 void dumpShortLine(FILE* f, const char* line);
 
-// The stack printer's call: all three are texts, flag may be null.
+/* The stack printer's call: all three are texts, flag may be null. */
 struct PStackArgs {
     const char* commandName;
     const char* commandPath;
@@ -47,37 +49,38 @@ struct PStackArgs {
 };
 
 struct TciCTimeStringType;
-struct ForkArgsSType; // redirections of a child; this library starts none that has them
+struct ForkArgsSType; /* redirections of a child; this library starts none that has them */
 
-// One start of a child program. Used by one thread at a time.
+/* One start of a child program. Used by one thread at a time. */
 struct ForkStateType {
-    const char* cmdPath = nullptr;        // program to run
-    char* const* argStrings = nullptr;    // its argument vector, ended by a null
-    const ForkArgsSType* fArgs = nullptr; // always null here
-    pid_t childId = -1;                   // -1: no child was started
+    const char* cmdPath = nullptr;        /* program to run */
+    char* const* argStrings = nullptr;    /* its argument vector, ended by a null */
+    const ForkArgsSType* fArgs = nullptr; /* always null here */
+    pid_t childId = -1;                   /* -1: no child was started */
     int errNum = 0;
-    int line = 0; // place of the failure
+    int line = 0; /* place of the failure */
     BoolType forTxHostProcess = 0;
     BoolType forPerformOnServer = 0;
-    BoolType forPstack = 0; // the child may trace this process
+    BoolType forPstack = 0; /* the child may trace this process */
     char errMsg[256] = "";
 
-    // Starts cmdPath. Starts of several threads run one after the other. Does not wait for the
-    // child: whoever finds childId set owns it.
+    /* Starts cmdPath. Starts of several threads run one after the other. Does not wait for the
+     * child: whoever finds childId set owns it. */
     void doUtlVForkAndExec();
 
-    // Describes errNum in errMsg: what failed, the number and its text.
+    /* Describes errNum in errMsg: what failed, the number and its text. */
     void printOsErr(const char* what);
 };
 
-// Reports a fatal event to a server. when: the time of the event as ctimeImpl leaves it for
-// HOST_DATETIME_CONFIGURABLE_MS, to be completed with millis.
-// Null, and nothing in this library sets it; read by the first thread that meets a fatal event.
+/* Reports a fatal event to a server. when: the time of the event as ctimeImpl leaves it for
+ * HOST_DATETIME_CONFIGURABLE_MS, to be completed with millis.
+ * Null, and nothing in this library sets it; read by the first thread that meets a fatal event. */
 typedef void HostFatalReportFuncType(const char* msg, const TciCTimeStringType* when,
                                      unsigned short millis);
 extern HostFatalReportFuncType* HostFatalReportFunc;
 
-// Clears HostFatalReportFunc and the state of the report. Called once, while the library is loaded.
+/* Clears HostFatalReportFunc and the state of the report. Called once, while the library is loaded.
+ */
 void hostClearFatalReport();
 
 #endif

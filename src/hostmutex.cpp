@@ -8,11 +8,11 @@
 
 namespace {
 
-// Names this module in the guarantee message; the line numbers are part of the interface and don't
-// follow the source.
+/* Names this module in the guarantee message; the line numbers are part of the interface and don't
+ * follow the source. */
 constexpr char MODULE[] = "hostmutex";
 
-// format: print format of the step's failure, for errno.
+/* format: print format of the step's failure, for errno. */
 void requireSuccess(int rc, const char* format, int line) {
     if (rc == HOST_MUTEX_SUCCESS) {
         return;
@@ -21,7 +21,7 @@ void requireSuccess(int rc, const char* format, int line) {
     HostCallDebuggerMsg_fl(MODULE, line);
 }
 
-} // namespace
+} /* namespace */
 
 void HostMutexInit(HostMutexSType* mutex, [[maybe_unused]] BoolType checked) {
     if (pthread_mutex_init(&mutex->mutex, nullptr) != HOST_MUTEX_SUCCESS) {

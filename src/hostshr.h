@@ -26,7 +26,7 @@ typedef char HostFnameStrType[4097];
  * and never takes a lock.
  */
 struct HostShrSpinLockSType {
-    uint32_t lock;
+    volatile uint32_t lock;
     int32_t lastUnlockPid;
     uint64_t ownerCacheSignature;
     BoolType isHashTableLock;
@@ -34,7 +34,7 @@ struct HostShrSpinLockSType {
     uint8_t debugLock;
     uint8_t frameLife;
     char lockName[38]; /* NUL-padded */
-    uint32_t queueLock;
+    volatile uint32_t queueLock;
     int32_t pageRefCountDirty;
     int64_t sharedCounterValue;
     uint64_t queueOwnerCacheSignature;
@@ -45,7 +45,7 @@ struct HostShrSpinLockSType {
     int32_t queueTail;
     int32_t frameAge;
     int32_t pad2;
-    int32_t _hashTableRwLock;
+    volatile int32_t _hashTableRwLock;
     char pad3[60];
 
     /* Ends the process when the lock's name does not begin with `expectedName`. */
@@ -102,16 +102,14 @@ struct HostShrMemStateType {
 };
 
 /* Holds the mutex of a HostShrMemStateType for its scope. */
-class HostShrMemAccessor {
-public:
+struct HostShrMemAccessor {
+    HostShrMemStateType* _state;
+
     explicit HostShrMemAccessor(HostShrMemStateType* state);
     ~HostShrMemAccessor();
     HostShrMemAccessor(const HostShrMemAccessor&) = delete;
     HostShrMemAccessor& operator=(const HostShrMemAccessor&) = delete;
     HostShrMemStateType* state() const { return _state; }
-
-private:
-    HostShrMemStateType* _state;
 };
 
 /* Maps one segment at an address that is a multiple of `alignValue`. */
@@ -131,7 +129,7 @@ struct SharedMemoryAligner {
     /* One try; TRUE when the segment is mapped at an acceptable address. */
     BoolType tryMemAttach(void* desiredAddr, SysErrorSType* sErr);
 
-private:
+    /* Hands the accepted address to the state. */
     void storeResult() const;
 };
 

@@ -28,8 +28,8 @@ int debug_conn = 0;
 
 namespace {
 
-constexpr size_t kMaxNameLength = 4096;
-constexpr char kAutomounterPrefix[] = "/tmp_mnt/";
+constexpr size_t MAX_NAME_LENGTH = 4096;
+constexpr char AUTOMOUNTER_PREFIX[] = "/tmp_mnt/";
 
 char userName[HOST_MAX_USERNAME_SIZE];
 pthread_once_t userNameFetched = PTHREAD_ONCE_INIT;
@@ -41,11 +41,11 @@ bool endsInSlash(const char* path) {
 
 /* A file name in the making. What doesn't fit is dropped. */
 struct WorkTextType {
-    char text[kMaxNameLength + 1] = "";
+    char text[MAX_NAME_LENGTH + 1] = "";
     size_t length = 0;
 
     void put(char c) {
-        if (length == kMaxNameLength) {
+        if (length == MAX_NAME_LENGTH) {
             return;
         }
         text[length++] = c;
@@ -79,13 +79,13 @@ void copyValue(const char* value, WorkTextType* work) {
 
 /* Takes the variable name, plain or in braces, that starts at in. Returns what follows it, null
  * when there is no name or it is too long for one. */
-const char* takeVariableName(const char* in, char (&name)[kMaxNameLength + 1]) {
+const char* takeVariableName(const char* in, char (&name)[MAX_NAME_LENGTH + 1]) {
     bool braced = *in == '{';
     if (braced) {
         in++;
     }
     size_t length = strspn(in, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_");
-    if (length == 0 || length > kMaxNameLength) {
+    if (length == 0 || length > MAX_NAME_LENGTH) {
         return nullptr;
     }
     UtlStrlcpy(name, in, length + 1);
@@ -93,27 +93,22 @@ const char* takeVariableName(const char* in, char (&name)[kMaxNameLength + 1]) {
     return braced && *in == '}' ? in + 1 : in;
 }
 
-/* TRUE when a variable has a value although HostGetEnv has refused it: the value is too long. */
-bool hasLongValue(const char* name) {
-    const char* value = secure_getenv(name);
-    return value != nullptr && *value != '\0';
-}
-
 /* Replaces the variable whose dollar sign is at in. Returns where copying goes on. */
 const char* copyVariable(const char* in, WorkTextType* work) {
     if (in[1] == '$') {
         return in + strspn(in, "$");
     }
-    char name[kMaxNameLength + 1];
-    char value[kMaxNameLength];
+    char name[MAX_NAME_LENGTH + 1];
     const char* rest = takeVariableName(in + 1, name);
-    if (rest != nullptr && HostGetEnv(name, value, sizeof(value))) {
-        copyValue(value, work);
-        return rest;
-    }
-    if (rest == nullptr || hasLongValue(name)) {
+    /* Not HostGetEnv: a value that is too long and one that is unset are different cases. */
+    const char* value = rest != nullptr ? secure_getenv(name) : nullptr;
+    if (rest == nullptr || (value != nullptr && strlen(value) >= MAX_NAME_LENGTH)) {
         work->put('$');
         return in + 1;
+    }
+    if (value != nullptr && *value != '\0') {
+        copyValue(value, work);
+        return rest;
     }
     return work->endsInSlash() && *rest == '/' ? rest + 1 : rest;
 }
@@ -204,7 +199,7 @@ BoolType startAtHome(const char* name, char* result, size_t size) {
 
 /* Makes a relative name absolute; it stays relative when the current directory is unknown. */
 void startAtCurrentDirectory(const char* name, char* result, size_t size) {
-    char directory[kMaxNameLength + 1];
+    char directory[MAX_NAME_LENGTH + 1];
     if (getcwd(directory, sizeof(directory)) == nullptr) {
         directory[0] = '\0';
     } else if (!endsInSlash(directory)) {
@@ -254,11 +249,6 @@ bool cutPointStep(char* path) {
     return at != nullptr && cutOut(at, at + 2);
 }
 
-/* A ".." that leads out of a relative path has nothing before it that it could undo. */
-bool leadsOut(const char* path, const char* component, const char* end) {
-    return path[0] != '/' && end - component == 2 && strncmp(component, "..", 2) == 0;
-}
-
 bool cutParentStep(char* path) {
     for (char* at = strstr(path + 1, "/.."); at != nullptr; at = strstr(at + 1, "/..")) {
         const char* rest = at + strlen("/..");
@@ -269,9 +259,7 @@ bool cutParentStep(char* path) {
         while (component > path && component[-1] != '/') {
             component--;
         }
-        if (!leadsOut(path, component, at)) {
-            return cutOut(component, *rest == '/' ? rest + 1 : rest);
-        }
+        return cutOut(component, *rest == '/' ? rest + 1 : rest);
     }
     return false;
 }
@@ -360,7 +348,7 @@ struct SoftLimitType {
     const char* setFailure;
 };
 
-constexpr SoftLimitType kSoftLimits[] = {
+constexpr SoftLimitType SOFT_LIMITS[] = {
     {RLIMIT_CPU, "getrlimit(RLIMIT_CPU) error", "setrlimit(RLIMIT_CPU) error"},
     {RLIMIT_DATA, "getrlimit(RLIMIT_DATA) error", "setrlimit(RLIMIT_DATA) error"},
     {RLIMIT_FSIZE, "getrlimit(RLIMIT_FSIZE) error", "setrlimit(RLIMIT_FSIZE) error"},
@@ -382,7 +370,7 @@ void raiseSoftLimits() {
     if (HostEnvExists("TALVEX_NO_SETRLIMIT")) {
         return;
     }
-    for (const SoftLimitType& limit : kSoftLimits) {
+    for (const SoftLimitType& limit : SOFT_LIMITS) {
         raiseSoftLimit(limit);
     }
 }
@@ -411,8 +399,7 @@ void warnIfUnreadable(const char* device) {
     }
     SysErrorSType err;
     err.setErr(errno);
-    snprintf(err._errMsg, sizeof(err._errMsg), "netsocket: HostOpen( %s , O_RDONLY) failed",
-             device);
+    err.setMsg("netsocket: HostOpen( %s , O_RDONLY) failed", device);
     fflush(stdout);
     fprintf(stderr, "unable to open %s, %s\n", device, err.msg());
     fflush(stderr);
@@ -440,8 +427,8 @@ struct tm* HostLocaltimeR(time_t* t, struct tm* buf) {
 }
 
 BoolType HostNanoSleep(int64_t nanosecs) {
-    constexpr int64_t kSecond = 1000000000;
-    struct timespec span = {nanosecs / kSecond, nanosecs % kSecond};
+    constexpr int64_t SECOND = 1000000000;
+    struct timespec span = {nanosecs / SECOND, nanosecs % SECOND};
     int rc = clock_nanosleep(CLOCK_MONOTONIC, 0, &span, nullptr);
     return rc == EINTR || rc == ERESTART;
 }
@@ -507,8 +494,8 @@ void HostExpandFileName(const char* inbuf, char* outbuf, size_t outbufLength,
         return;
     }
     HostUnixExpandFileName(inbuf, outbuf, outbufLength, disableSoftLinkExpansion, defaultCwd);
-    size_t length = strlen(kAutomounterPrefix);
-    if (strncmp(outbuf, kAutomounterPrefix, length) == 0) {
+    size_t length = strlen(AUTOMOUNTER_PREFIX);
+    if (strncmp(outbuf, AUTOMOUNTER_PREFIX, length) == 0) {
         cutOut(outbuf, outbuf + length - 1);
     }
 }
@@ -546,7 +533,7 @@ BoolType UnixIoStat(const char* file, struct stat64* buf, char* msg, size_t msgS
 }
 
 BoolType HostFileExistSize(const char* fileName, int64_t* size, HostErrSType* hostErr) {
-    char path[kMaxNameLength + 1];
+    char path[MAX_NAME_LENGTH + 1];
     HostExpandFileName(fileName, path, sizeof(path), TRUE, TRUE);
     return HostPathExistSize(path, size, nullptr, hostErr);
 }

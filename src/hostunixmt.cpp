@@ -13,8 +13,8 @@ namespace {
 constexpr size_t MIN_THREAD_STACK_SIZE = 524288;
 constexpr int SAVED_SIGNAL_COUNT = 50;
 
-// State of the process: the count of termination requests (any thread, signal handlers), and the
-// signal actions that were replaced (cleared at load; nothing in this library saves one).
+/* State of the process: the count of termination requests (any thread, signal handlers), and the
+ * signal actions that were replaced (cleared at load; nothing in this library saves one). */
 std::atomic<int> sigTermCount{0};
 static_assert(std::atomic<int>::is_always_lock_free);
 struct sigaction oldHandlers[SAVED_SIGNAL_COUNT];
@@ -26,7 +26,7 @@ size_t roundedToPages(size_t size) {
     return (size + pageSize - 1) / pageSize * pageSize;
 }
 
-} // namespace
+} /* namespace */
 
 int HostCreateThread(HostThreadIdType* id, HostThreadMainFuncType* func, void* arg) {
     return HostCreateThread_(id, func, arg, MIN_THREAD_STACK_SIZE);

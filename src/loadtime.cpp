@@ -13,7 +13,7 @@ void detectProcessor() {
     __builtin_cpu_init();
 }
 
-constexpr LoadTimeStepSType kSteps[] = {
+constexpr LoadTimeStepSType STEPS[] = {
     {LOADTIME_PROCESSOR, "processor detection", detectProcessor},
     {LOADTIME_PROCESSOR, "processor check", CpuCheckCpu},
     {LOADTIME_HOST, "host module", HostModuleInitializer},
@@ -26,7 +26,7 @@ constexpr LoadTimeStepSType kSteps[] = {
 };
 
 void runSteps(LoadTimePriorityEType priority) {
-    for (const LoadTimeStepSType& step : kSteps) {
+    for (const LoadTimeStepSType& step : STEPS) {
         if (step.priority == priority) {
             step.run();
         }
@@ -48,6 +48,6 @@ __attribute__((constructor)) void runDefaultSteps() {
 } // namespace
 
 const LoadTimeStepSType* loadTimeSteps(size_t* count) {
-    *count = sizeof(kSteps) / sizeof(kSteps[0]);
-    return kSteps;
+    *count = sizeof(STEPS) / sizeof(STEPS[0]);
+    return STEPS;
 }

@@ -15,6 +15,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "hostmutex.h"
 #include "hostshr.h"
 #include "hostunix.h"
 #include "hostunixmt.h"
@@ -33,7 +34,7 @@ pthread_once_t globalDirOnce = PTHREAD_ONCE_INIT;
 const char* globalDir;
 BoolType globalDirIsOverride;
 std::atomic<uint64_t> cachedHostId;
-pthread_mutex_t cacheMutex = PTHREAD_MUTEX_INITIALIZER;
+HostMutexSType cacheMutex = {PTHREAD_MUTEX_INITIALIZER, TRUE};
 char cachedHostName[257];
 char cachedIpAddress[46];
 CachedFtokKeyType cachedFtokKey;
@@ -41,8 +42,8 @@ bool cachedFtokKeySet;
 
 class CacheLock {
 public:
-    CacheLock() { pthread_mutex_lock(&cacheMutex); }
-    ~CacheLock() { pthread_mutex_unlock(&cacheMutex); }
+    CacheLock() { _hostmutexLock(&cacheMutex, __LINE__, "netinfolocal"); }
+    ~CacheLock() { _hostmutexUnlock(&cacheMutex, __LINE__, "netinfolocal"); }
     CacheLock(const CacheLock&) = delete;
     CacheLock& operator=(const CacheLock&) = delete;
 };
@@ -66,10 +67,8 @@ public:
             HostClose(release());
         }
     }
-    void reset(int fd) {
-        close();
-        _fd = fd;
-    }
+    /* Only while it owns none. */
+    void adopt(int fd) { _fd = fd; }
 
 private:
     int _fd;
@@ -188,7 +187,7 @@ bool isShortForm(const NetInfoTx64_34xSType& header) {
 }
 
 NetInfoResultEnum openRegistryFile(const char* path, ScopedDescriptor* file, SysErrorSType* err) {
-    file->reset(openForReading(path));
+    file->adopt(openForReading(path));
     if (file->get() >= 0) {
         return NIRES_OK;
     }
@@ -217,6 +216,7 @@ NetInfoResultEnum readHeader(const char* path, ScopedDescriptor* file, NetInfoTx
         return NIRES_OK;
     }
     header->creationTimeH = 0;
+    file->close();
     if (openRegistryFile(path, file, err) != NIRES_OK) {
         return NIRES_ERROR;
     }
@@ -536,7 +536,7 @@ void formatAddress(const in6_addr& address, char* text, size_t textSize) {
         return;
     }
     unsigned groups[8];
-    for (int i = 0; i < 8; ++i) {
+    for (size_t i = 0; i < 8; ++i) {
         groups[i] = static_cast<unsigned>(bytes[2 * i] << 8 | bytes[2 * i + 1]);
     }
     const ZeroRun zeros = longestZeroRun(groups);
@@ -694,7 +694,7 @@ BoolType findCacheWithBroxName(int /*count*/, const char* name, NetInfoResultEnu
 }
 
 void NetInfoLocalForeach(const char* /*machine*/, NetInfoFEFuncType* cb, void* userData,
-                         SysErrorSType* err, const char* /*netldiName*/) {
+                         SysErrorSType* /*err*/, const char* /*netldiName*/) {
     HostFnameStrType unexpanded;
     registryDirectory(unexpanded, sizeof unexpanded);
     HostFnameStrType path;
@@ -716,7 +716,7 @@ void NetInfoLocalForeach(const char* /*machine*/, NetInfoFEFuncType* cb, void* u
         }
         name[length - suffixLength] = '\0';
         NetInfoSType netInfo;
-        const NetInfoResultEnum result = NetInfoFindLocal(name, &netInfo, err);
+        const NetInfoResultEnum result = NetInfoFindLocal(name, &netInfo, nullptr);
         found = cb(++count, name, result, &netInfo, userData);
     }
     closedir(directory);

@@ -161,7 +161,7 @@ struct ShrPcCacheAddress {
 typedef BoolType NetInfoFEFuncType(int count, const char* name, NetInfoResultEnum result,
                                    NetInfoSType* netInfo, void* userData);
 
-/* The registry file of the process registered as `name`, cut at 4096 characters. */
+/* The registry file of the process registered as `name`, cut to `resultSize`. */
 void NetInfoLocalLockFileName(const char* name, char* result, size_t resultSize);
 
 /* Reads the registry file of `name` into `netInfo` and judges its writer. `err` may be null. */
@@ -192,7 +192,7 @@ BoolType NetInfoLocalGetUniqueHostId(uint64_t* result, SysErrorSType* err, BoolT
 BoolType NetInfoLocalCacheNameForBrox(const char* broxName, ShrPcLocationArgType* locArg,
                                       SysErrorSType* serr);
 
-/* Walks the registry directory; `machine` and `netldiName` are not used. */
+/* Walks the registry directory; `machine`, `err` and `netldiName` are not used. */
 void NetInfoLocalForeach(const char* machine, NetInfoFEFuncType* cb, void* userData,
                          SysErrorSType* err, const char* netldiName);
 

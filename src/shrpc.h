@@ -14,9 +14,8 @@
  *   seg + miscDataOffset          miscellaneous data                      438936
  *   seg + frameHistoryOffset      frame history                           40 each
  *   seg + sharedCountersOffset    shared counters                         192 x numSharedCounters
- *   seg + freeFrameBitListOffset  free-frame bits                         8 x (numPages / 64)
- *   seg + freePceBitListOffset    free-PCE bits                           8 x (numFreeListPces /
- * 64)
+ *   seg + freeFrameBitListOffset  free-frame bits                         numPages / 8
+ *   seg + freePceBitListOffset    free-PCE bits                           numFreeListPces / 8
  *
  * Native byte order, natural alignment; offsets count from the start of the segment.
  *

@@ -38,6 +38,13 @@ void fillFreeList(ShrPcFreeList* list, ShrPcStateSType* owner, const void* segme
     list->myStartIndex = 0;
 }
 
+/* A private copy of a lock record, aligned and still, which in the segment it need not be. */
+HostShrSpinLockSType lockAt(const void* region, size_t offset) {
+    HostShrSpinLockSType lock;
+    memcpy(&lock, static_cast<const char*>(region) + offset, sizeof lock);
+    return lock;
+}
+
 /* A part of the segment that must lie inside. */
 struct RegionSType {
     const char* name;
@@ -123,10 +130,12 @@ BoolType checkSize(long mySize, long expSize, const char* msg, int lineNum) {
 }
 
 void verifyLockNames(ShrPcStateSType* shrpcPtr) {
-    shrpcPtr->miscDataPtr->globalSessionStatsLock.verifyLockName("GlobalStats");
-    shrpcPtr->miscDataPtr->checkpointInfo.lock.verifyLockName("ChkptInfo");
-    shrpcPtr->hashTableLocksPtr->verifyLockNameAndNum("HashTable_%d", 0);
-    shrpcPtr->pageFrameLocksPtr->frameLock.verifyLockNameAndNum("FrameLock_%d", 0);
+    const void* miscData = shrpcPtr->miscDataPtr;
+    lockAt(miscData, offsetof(ShrPcMiscDataSType, globalSessionStatsLock))
+        .verifyLockName("GlobalStats");
+    lockAt(miscData, offsetof(ShrPcMiscDataSType, checkpointInfo.lock)).verifyLockName("ChkptInfo");
+    lockAt(shrpcPtr->hashTableLocksPtr, 0).verifyLockNameAndNum("HashTable_%d", 0);
+    lockAt(shrpcPtr->pageFrameLocksPtr, 0).verifyLockNameAndNum("FrameLock_%d", 0);
 }
 
 BoolType ShrPcInit(ShrPcStateSType* shrpcPtr, ShrPcConfigSType* configInfoPtr,

@@ -11,17 +11,17 @@
 
 namespace {
 
-// Flag bits of errFlags.
+/* Flag bits of errFlags. */
 constexpr uint32_t FLAG_INTERRUPTED = 1;
 constexpr uint32_t FLAG_WOULD_BLOCK = 2;
-constexpr uint32_t FLAG_SIGTERM = 4; // a termination request was pending at an interruption
+constexpr uint32_t FLAG_SIGTERM = 4; /* a termination request was pending at an interruption */
 
 struct ErrnoCode {
     int num;
     SysErrEType code;
 };
 
-// The codes are named as the errno values are, so that one name makes an entry.
+/* The codes are named as the errno values are, so that one name makes an entry. */
 #define ERRNO_CODE(name)                                                                           \
     { E##name, SYSERR_##name }
 
@@ -67,7 +67,7 @@ constexpr ErrnoCode errnoCodes[] = {
     ERRNO_CODE(NOSYS),
     ERRNO_CODE(NOTEMPTY),
     ERRNO_CODE(LOOP),
-    {41, static_cast<SysErrEType>(-41)}, // Linux has no error 41
+    {41, static_cast<SysErrEType>(-41)}, /* Linux has no error 41 */
     ERRNO_CODE(NOMSG),
     ERRNO_CODE(IDRM),
     ERRNO_CODE(CHRNG),
@@ -84,7 +84,7 @@ constexpr ErrnoCode errnoCodes[] = {
     ERRNO_CODE(NOANO),
     ERRNO_CODE(BADRQC),
     ERRNO_CODE(BADSLT),
-    {58, static_cast<SysErrEType>(-58)}, // nor an error 58
+    {58, static_cast<SysErrEType>(-58)}, /* nor an error 58 */
     ERRNO_CODE(BFONT),
     ERRNO_CODE(NOSTR),
     ERRNO_CODE(NODATA),
@@ -165,7 +165,7 @@ constexpr bool everyNumberHasItsLine() {
 static_assert(ERRNO_CODE_COUNT == EDQUOT + 1 && EDQUOT == 122);
 static_assert(everyNumberHasItsLine());
 
-// Numbers without a code of their own are carried negated.
+/* Numbers without a code of their own are carried negated. */
 SysErrEType negatedCode(int num) {
     return static_cast<SysErrEType>(static_cast<int32_t>(0U - static_cast<unsigned>(num)));
 }
@@ -180,7 +180,7 @@ SysErrEType codeOfErrno(int errNum) {
     return errnoCodes[errNum].code;
 }
 
-// Print formats of the resolver's codes, by code.
+/* Print formats of the resolver's codes, by code. */
 constexpr const char* resolverFormats[] = {
     "unknown h_errno = %d\n",
     "h_errno = %d, HOST_NOT_FOUND, Authoritive Answer Host not found",
@@ -199,14 +199,14 @@ struct FlagText {
     const char* text;
 };
 
-// In the order in which they are appended.
+/* In the order in which they are appended. */
 constexpr FlagText flagTexts[] = {
     {FLAG_WOULD_BLOCK, " EWOULDBLOCK"},
     {FLAG_INTERRUPTED, " EINTR"},
     {FLAG_SIGTERM, " SIGTERM"},
 };
 
-} // namespace
+} /* namespace */
 
 void SysErrorSType::initialize() {
     errFlags = 0;
@@ -240,7 +240,7 @@ void SysErrorSType::setHErr(int code, SysErrCategoryEType category) {
     errCode = category == SYSERRCAT_ERRNO ? codeOfErrno(code) : negatedCode(code);
 }
 
-int SysErrorSType::errNum() const {
+int SysErrorSType::errNum() {
     return static_cast<int>(errFlags >> 32);
 }
 

@@ -1,7 +1,9 @@
-// The system error record: how an operation that failed on a system call reports its failure.
-//
-// The failing step fills the record (number, code, description), the reader completes its text once
-// through msg(). A record belongs to one thread at a time.
+/*
+ * The system error record: how an operation that failed on a system call reports its failure.
+ *
+ * The failing step fills the record (number, code, description), the reader completes its text once
+ * through msg(). A record belongs to one thread at a time.
+ */
 #ifndef SYSERROR_H
 #define SYSERROR_H
 
@@ -10,8 +12,8 @@
 
 #include "shrpcstats.h"
 
-// The library's own classification of errors. Values appear in messages and are compared by
-// callers, so none may move. Numbers without a code of their own are carried negated.
+/* The library's own classification of errors. Values appear in messages and are compared by
+ * callers, so none may move. Numbers without a code of their own are carried negated. */
 enum SysErrEType : int32_t {
     SYSERR_NONE,
     SYSERR_UNKNOWN,
@@ -158,54 +160,54 @@ enum SysErrEType : int32_t {
 static_assert(SYSERR_INTR == 19 && SYSERR_AGAIN == 38 && SYSERR_PERM == 60);
 static_assert(SYSERR_DEADLOCK == 124 && SYSERR_NOSYS == 136 && SYSERR_SSL_GENERIC == 140);
 
-// Which numbering the number of a record belongs to.
+/* Which numbering the number of a record belongs to. */
 enum SysErrCategoryEType : int32_t {
-    SYSERRCAT_ERRNO = 0,  // an errno value
-    SYSERRCAT_HERRNO = 1, // a code of the host name resolver
-    SYSERRCAT_OPENSSL = 2 // declared, never produced by this library
+    SYSERRCAT_ERRNO = 0,  /* an errno value */
+    SYSERRCAT_HERRNO = 1, /* a code of the host name resolver */
+    SYSERRCAT_OPENSSL = 2 /* declared, never produced by this library */
 };
 
 struct SysErrorSType {
-    int64_t errFlags;    // high half: the error number (signed); low half: flag bits
-    SysErrEType errCode; // SYSERR_NONE: no classified error
-    int32_t eaiError;    // host name resolver result, 0 if none
+    int64_t errFlags;    /* high half: the error number (signed); low half: flag bits */
+    SysErrEType errCode; /* SYSERR_NONE: no classified error */
+    int32_t eaiError;    /* host name resolver result, 0 if none */
     SysErrCategoryEType categ;
-    BoolType errMsgFinished; // finishMsg has completed the text
-    char _errMsg[1024];      // always terminated
+    BoolType errMsgFinished; /* finishMsg has completed the text */
+    char _errMsg[1024];      /* always terminated */
 
     SysErrorSType() { initialize(); }
 
-    // Empties the record. categ is left alone: whatever sets errCode sets categ too.
+    /* Empties the record. categ is left alone: whatever sets errCode sets categ too. */
     void initialize();
 
-    // Stores the number and the flags that it implies. FALSE for an error that is not a hard one
-    // (an interrupted or a would-block call), else TRUE.
+    /* Stores the number and the flags that it implies. FALSE for an error that is not a hard one
+     * (an interrupted or a would-block call), else TRUE. */
     BoolType setErrNum(int errNum);
 
-    // Records an errno value with its code. errNum -1: a failure without a system error.
-    // Returns as setErrNum does. Does not touch the text.
+    /* Records an errno value with its code. errNum -1: a failure without a system error.
+     * Returns as setErrNum does. Does not touch the text. */
     BoolType setErr(int errNum);
 
-    // Records a failure of the host name resolver.
+    /* Records a failure of the host name resolver. */
     void setHErr(int code, SysErrCategoryEType category);
 
-    int errNum() const;
+    int errNum();
     BoolType hasError() const;
 
-    // Replaces the text by what the print format makes; what does not fit is cut.
+    /* Replaces the text by what the print format makes; what does not fit is cut. */
     void setMsg(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-    // Appends to the text; what does not fit is cut.
+    /* Appends to the text; what does not fit is cut. */
     void appendStr(const char* s);
 
-    // Completes the text with the name and description of the error, once.
+    /* Completes the text with the name and description of the error, once. */
     void finishMsg();
 
-    // The finished text, valid as long as the record.
+    /* The finished text, valid as long as the record. */
     const char* msg();
 
-    // Takes over the error of another record (which is completed by this), with a word on what
-    // failed unless the other text already says so.
+    /* Takes over the error of another record (which is completed by this), with a word on what
+     * failed unless the other text already says so. */
     void copyFrom(const char* what, SysErrorSType* other);
 };
 static_assert(offsetof(SysErrorSType, errFlags) == 0);

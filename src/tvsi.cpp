@@ -179,9 +179,10 @@ int SharedCacheHandleSType::checkCacheStatus(SharedCacheLockHolder* holder) {
     default:
         HostCallDebuggerMsg_fl("tvsi", __LINE__);
     }
+    SharedCacheHandleMgrSType* const owner = mgr; /* others recycle once the mutex is free */
     /* The recycling joins the watcher, whose last act takes the mutex. */
     holder->unlock();
-    mgr->recycleHandle(this);
+    owner->recycleHandle(this);
     return result;
 }
 
@@ -287,6 +288,17 @@ bool monitorIsGone(int32_t monitorPid) {
     return kill(monitorPid, 0) != 0 && errno != EPERM;
 }
 
+/* For a watcher that cannot be joined: its last act is the detach, after the rest of its sleep. */
+void awaitDetach(const SharedCacheHandleSType& handle) {
+    constexpr int stepMs = 20;
+    for (int waited = 0; waited < 2 * WATCH_INTERVAL_MS; waited += stepMs) {
+        if (load(handle.status) != SPC_ACTIVE) {
+            return;
+        }
+        poll(nullptr, 0, stepMs);
+    }
+}
+
 bool isToBeWatched(SharedCacheHandleSType* handle) {
     return !load(handle->timeToShutdown) && handle->checkCacheIsAlive() &&
            !monitorIsGone(handle->monitorPid) && !HostGetSigTerm();
@@ -341,6 +353,7 @@ BoolType SharedCacheHandleSType::joinWatcher() {
     if (rc != 0 && rc != ESRCH) {
         fprintf(stderr, "pthread_join() failed. %s\n", myStrerror(rc));
         fflush(stderr);
+        awaitDetach(*this);
         return FALSE;
     }
     store(watcherThreadRunning, FALSE);
@@ -355,15 +368,17 @@ constexpr int FIRST_SLOT = 0;
 /* Vok sessions never own the slots of the cache monitor and the Brox. */
 constexpr int FIRST_VOK_SLOT = 2;
 
-/* Takes the first match. */
+/* A sink takes a match and says whether it wants another. This one keeps the first. */
 struct FirstMatchSType {
     ShrPcPteSType* pte = nullptr;
 
-    bool wantsMore() const { return !pte; }
-    void take(ShrPcPteSType* match) { pte = match; }
+    bool take(ShrPcPteSType* match) {
+        pte = match;
+        return false;
+    }
 };
 
-/* Copies or, without an array, counts the matches up to a limit. */
+/* Copies the matches into an array or, without one, counts them, up to a limit. */
 struct CollectorSType {
     TvsiResultSType* result;
     int limit;
@@ -371,12 +386,11 @@ struct CollectorSType {
 
     CollectorSType(TvsiResultSType* array, const int* capacity)
         : result(array), limit(array ? *capacity : INT_MAX) {}
-    bool wantsMore() const { return count < limit; }
-    void take(ShrPcPteSType* match) {
+    bool take(ShrPcPteSType* match) {
         if (result) {
             copyStatsForPte(result + count, match);
         }
-        ++count;
+        return ++count < limit;
     }
 };
 
@@ -384,10 +398,10 @@ struct CollectorSType {
    sink wants more. Whether an entry is in use is looked at before anything else of it. */
 template <typename Qualifies, typename Sink>
 void scanTable(ShrPcPteSType* table, int first, int end, Qualifies qualifies, Sink* sink) {
-    for (int slot = first; slot < end && sink->wantsMore(); ++slot) {
+    for (int slot = first; slot < end; ++slot) {
         ShrPcPteSType* pte = table + slot;
-        if (ShrPcLoad(pte->inUse) != 0 && qualifies(*pte)) {
-            sink->take(pte);
+        if (ShrPcLoad(pte->inUse) != 0 && qualifies(*pte) && !sink->take(pte)) {
+            return;
         }
     }
 }
@@ -399,24 +413,33 @@ ShrPcPteSType* firstMatch(SharedCacheHandleSType* handle, int first, Qualifies q
     return match.pte;
 }
 
-/* The Vok main threads that qualify, into the caller's array. */
+/* The entries `first` to `end` - 1 that qualify, into the caller's array. */
+template <typename Qualifies>
+int collect(ShrPcPteSType* table, int first, int end, TvsiResultSType* result, int* resultSize,
+            Qualifies qualifies) {
+    CollectorSType collector(result, resultSize);
+    if (collector.limit > 0) {
+        scanTable(table, first, end, qualifies, &collector);
+    }
+    *resultSize = collector.count;
+    return TVSI_SUCCESS;
+}
+
 template <typename Qualifies>
 int collectVoks(SharedCacheHandleSType* handle, TvsiResultSType* result, int* resultSize,
                 Qualifies qualifies) {
-    CollectorSType collector(result, resultSize);
-    scanTable(
-        handle->shrpcPtr->processTable, FIRST_VOK_SLOT, handle->processTableSize(),
-        [&qualifies](const ShrPcPteSType& pte) { return pte.isVokMainThd() && qualifies(pte); },
-        &collector);
-    *resultSize = collector.count;
-    return TVSI_SUCCESS;
+    return collect(handle->shrpcPtr->processTable, FIRST_VOK_SLOT, handle->processTableSize(),
+                   result, resultSize, [&qualifies](const ShrPcPteSType& pte) {
+                       return pte.isVokMainThd() && qualifies(pte);
+                   });
 }
 
 } // namespace
 
 void copyStatsForPte(TvsiResultSType* result, ShrPcPteSType* ptePtr) {
-    memcpy(result, reinterpret_cast<const char*>(ptePtr) + offsetof(ShrPcPteSType, stats),
-           sizeof *result);
+    /* A memcpy of a constant size becomes string instructions, which take longer than a call. */
+    memmove(result, reinterpret_cast<const char*>(ptePtr) + offsetof(ShrPcPteSType, stats),
+            sizeof *result);
 }
 
 int SharedCacheHandleSType::processTableSize() {
@@ -469,13 +492,9 @@ int SharedCacheHandleSType::getStatsForMask(unsigned int mask, TvsiResultSType* 
     }
     constexpr unsigned int fixedSlotKinds = SHRPC_MONITOR | SHRPC_BROX;
     const int end = (mask & ~fixedSlotKinds) == 0 ? FIRST_VOK_SLOT : processTableSize();
-    CollectorSType collector(result, resultSize);
-    scanTable(
-        shrpcPtr->processTable, FIRST_SLOT, end,
-        [mask](const ShrPcPteSType& pte) { return (ShrPcLoad(pte.statType) & mask) != 0; },
-        &collector);
-    *resultSize = collector.count;
-    return TVSI_SUCCESS;
+    return collect(
+        shrpcPtr->processTable, FIRST_SLOT, end, result, resultSize,
+        [mask](const ShrPcPteSType& pte) { return (ShrPcLoad(pte.statType) & mask) != 0; });
 }
 
 int SharedCacheHandleSType::getVokStatsForVokKindRange(int vokKindMin, int vokKindMax,
@@ -500,8 +519,9 @@ int SharedCacheHandleSType::getVokStatsForRegexName(const char* regexName, BoolT
     }
     const int outcome =
         collectVoks(this, result, resultSize, [&expression](const ShrPcPteSType& pte) {
-            /* Terminated here, whatever the server has written. */
-            char name[sizeof pte.processName + 1];
+            /* Terminated here, whatever the server has written. Aligned, or the C library reads
+               across cache lines that have just been written, which stalls each match. */
+            alignas(32) char name[sizeof pte.processName + 1];
             memcpy(name, pte.processName, sizeof pte.processName);
             name[sizeof pte.processName] = '\0';
             return regexec(&expression, name, 0, nullptr, 0) == 0;
@@ -522,9 +542,16 @@ template <typename Query> int queryCache(Query query) {
     return status == TVSI_SUCCESS ? query(handle) : status;
 }
 
-/* A query for the record of the one entry that `lookup` finds. */
+/* The whole of a function that answers with the record of the one entry that `lookup` finds.
+   `goodKey`: the argument that the entry is looked up by is one that can be. */
 template <typename Lookup>
-int queryEntry(TvsiResultSType* result, int statusWithoutEntry, Lookup lookup) {
+int queryEntry(bool goodKey, TvsiResultSType* result, int statusWithoutEntry, Lookup lookup) {
+    if (!isInitialised()) {
+        return TVSI_ERR_NO_INIT;
+    }
+    if (!goodKey || !result) {
+        return TVSI_ERR_BAD_ARG;
+    }
     return queryCache([=](SharedCacheHandleSType* handle) {
         ShrPcPteSType* pte = lookup(handle);
         if (!pte) {
@@ -543,9 +570,9 @@ bool isGoodArray(const TvsiResultSType* result, const int* resultSize) {
 } // namespace
 
 void TvsiInit(void) {
-    if (InitDone.fetch_add(1) > 0) {
-        InitDone.fetch_sub(1);
-        return;
+    int32_t untouched = 0;
+    if (!InitDone.compare_exchange_strong(untouched, 1)) {
+        return; /* done, or under way in another thread */
     }
     CacheMgr.init();
     InitDone.fetch_add(1);
@@ -613,73 +640,39 @@ int TvsiDetachSharedCache(void) {
 }
 
 int TvsiStatsForProcessId(int pid, TvsiResultSType* result) {
-    if (!isInitialised()) {
-        return TVSI_ERR_NO_INIT;
-    }
-    if (pid < 1 || !result) {
-        return TVSI_ERR_BAD_ARG;
-    }
-    return queryEntry(result, TVSI_ERR_NOT_FOUND,
+    return queryEntry(pid >= 1, result, TVSI_ERR_NOT_FOUND,
                       [pid](SharedCacheHandleSType* handle) { return handle->pteWithPid(pid); });
 }
 
 int TvsiStatsForVokSessionId(int sessionId, TvsiResultSType* result) {
-    if (!isInitialised()) {
-        return TVSI_ERR_NO_INIT;
-    }
-    if (sessionId < 1 || !result) {
-        return TVSI_ERR_BAD_ARG;
-    }
-    return queryEntry(result, TVSI_ERR_NOT_FOUND, [sessionId](SharedCacheHandleSType* handle) {
-        return handle->vokPteWithSessionId(sessionId);
-    });
+    return queryEntry(sessionId >= 1, result, TVSI_ERR_NOT_FOUND,
+                      [sessionId](SharedCacheHandleSType* handle) {
+                          return handle->vokPteWithSessionId(sessionId);
+                      });
 }
 
 int TvsiStatsForPgsvrSessionId(int sessionId, TvsiResultSType* result) {
-    if (!isInitialised()) {
-        return TVSI_ERR_NO_INIT;
-    }
-    if (sessionId < 1 || !result) {
-        return TVSI_ERR_BAD_ARG;
-    }
-    return queryEntry(result, TVSI_ERR_NOT_FOUND, [sessionId](SharedCacheHandleSType* handle) {
-        return handle->pgsvrPteWithSessionId(sessionId);
-    });
+    return queryEntry(sessionId >= 1, result, TVSI_ERR_NOT_FOUND,
+                      [sessionId](SharedCacheHandleSType* handle) {
+                          return handle->pgsvrPteWithSessionId(sessionId);
+                      });
 }
 
 int TvsiStatsForVokSessionWithName(const char* vokName, TvsiResultSType* result) {
-    if (!isInitialised()) {
-        return TVSI_ERR_NO_INIT;
-    }
-    if (!vokName || !result) {
-        return TVSI_ERR_BAD_ARG;
-    }
-    return queryEntry(result, TVSI_ERR_NOT_FOUND, [vokName](SharedCacheHandleSType* handle) {
-        return handle->vokPteWithName(vokName);
-    });
+    return queryEntry(
+        vokName != nullptr, result, TVSI_ERR_NOT_FOUND,
+        [vokName](SharedCacheHandleSType* handle) { return handle->vokPteWithName(vokName); });
 }
 
 int TvsiStatsForBrox(TvsiResultSType* stats) {
-    if (!isInitialised()) {
-        return TVSI_ERR_NO_INIT;
-    }
-    if (!stats) {
-        return TVSI_ERR_BAD_ARG;
-    }
-    return queryEntry(stats, TVSI_ERR_NO_BROX, [](SharedCacheHandleSType* handle) {
+    return queryEntry(true, stats, TVSI_ERR_NO_BROX, [](SharedCacheHandleSType* handle) {
         ShrPcPteSType* pte = handle->getBroxPte();
         return ShrPcLoad(pte->statType) == SHRPC_BROX ? pte : nullptr;
     });
 }
 
 int TvsiStatsForShrPcMon(TvsiResultSType* stats) {
-    if (!isInitialised()) {
-        return TVSI_ERR_NO_INIT;
-    }
-    if (!stats) {
-        return TVSI_ERR_BAD_ARG;
-    }
-    return queryEntry(stats, TVSI_ERR_CACHE_CONNECTION_SEVERED,
+    return queryEntry(true, stats, TVSI_ERR_CACHE_CONNECTION_SEVERED,
                       [](SharedCacheHandleSType* handle) { return handle->getShrPcMonPte(); });
 }
 
@@ -692,7 +685,11 @@ int TvsiFetchMaxProcessesInCache(int* result) {
     }
     *result = -1;
     return queryCache([result](SharedCacheHandleSType* handle) {
-        *result = handle->processTableSize();
+        const int entries = handle->processTableSize();
+        if (entries < 2) {
+            return static_cast<int>(TVSI_ERR_CACHE_CONNECTION_SEVERED); /* died a moment ago */
+        }
+        *result = entries;
         return static_cast<int>(TVSI_SUCCESS);
     });
 }

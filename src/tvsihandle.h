@@ -12,7 +12,8 @@
  *           recycleHandle: a query, or TvsiDetachSharedCache()
  *
  * Threads and locks. cacheMutex serialises the queries, the watcher's start, the detach and
- * the reset of a handle; it is taken before the mutex of shrMemState, never after. Nobody
+ * the reset of a handle; it is taken before the mutex of shrMemState, never after, and after
+ * the mutex that lets one thread at a time recycle. Nobody
  * who joins the watcher holds it, for the watcher's last act takes it. The state, the stop
  * request and the running flag are also looked at without it: they are atomic words.
  */
@@ -34,7 +35,7 @@ enum { SPC_INACTIVE = 0, SPC_ATTACHED = 1, SPC_ACTIVE = 2, SPC_DETACHED = 3 };
 enum { MAX_ATTCHED_CACHES = 1 };
 
 struct SharedCacheHandleMgrSType;
-class SharedCacheLockHolder;
+struct SharedCacheLockHolder;
 
 struct SharedCacheHandleSType {
     HostThreadIdType watcherThreadId;
@@ -119,17 +120,15 @@ struct SharedCacheHandleMgrSType {
 };
 
 /* Holds the cacheMutex of a handle for its scope, or until unlock(). */
-class SharedCacheLockHolder {
-public:
-    explicit SharedCacheLockHolder(SharedCacheHandleSType* cache);
+struct SharedCacheLockHolder {
+    SharedCacheHandleSType* cache;
+    HostMutexSType* mutex; /* null once released */
+
+    explicit SharedCacheLockHolder(SharedCacheHandleSType* handle);
     ~SharedCacheLockHolder() { unlock(); }
     SharedCacheLockHolder(const SharedCacheLockHolder&) = delete;
     SharedCacheLockHolder& operator=(const SharedCacheLockHolder&) = delete;
     void unlock();
-
-private:
-    SharedCacheHandleSType* cache;
-    HostMutexSType* mutex; /* null once released */
 };
 
 /* Copies the 1800 bytes of a result from the entry, as they stand. */

@@ -6,7 +6,7 @@
 
 #include "utl.h"
 
-// The name in the table is the name of the constant.
+/* The name in the table is the name of the constant. */
 #define ERRNO_ENTRY(name)                                                                          \
     { #name, name }
 
@@ -171,7 +171,7 @@ const char* errnoName(int errNum) {
     return ErrnoTableLinux[errNum - 1].name;
 }
 
-} // namespace
+} /* namespace */
 
 const ErrnoTableEntry* ErrGetErrnoTable(int* count) {
     *count = ERRNO_COUNT;
@@ -185,7 +185,8 @@ void HostStrerror(int errNum, char* buf, size_t bufSize) {
     UtlStrlcpy(buf, errnoName(errNum), bufSize);
     UtlStrlcat(buf, " ", bufSize);
 
-    // The GNU form returns a constant text for the numbers it knows and uses the space for others.
+    /* The GNU form returns a constant text for the numbers it knows and uses the space for others.
+     */
     const size_t length = strlen(buf);
     char* space = buf + length;
     const char* description = strerror_r(errNum, space, bufSize - length);

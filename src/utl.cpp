@@ -18,13 +18,13 @@
 namespace {
 
 /* What strftime may write, terminator included. */
-constexpr size_t kDateLimit = 99;
+constexpr size_t DATE_LIMIT = 99;
 
-/* What strftime turns into kMsConversion, and that conversion with the point before it. */
-constexpr char kMsInsertion[] = ".%%.3d";
-constexpr char kMsConversion[] = "%.3d";
+/* What strftime turns into MS_CONVERSION, and that conversion with the point before it. */
+constexpr char MS_INSERTION[] = ".%%.3d";
+constexpr char MS_CONVERSION[] = "%.3d";
 
-constexpr char kFallbackTail[] = "%H:%M:%S %Z";
+constexpr char FALLBACK_TAIL[] = "%H:%M:%S %Z";
 constexpr char tFormatDefault[] = "%b %d %H:%M";
 
 char dtFormat[100];
@@ -56,7 +56,7 @@ struct DateFieldType {
     const char* alternatives[4];
 };
 
-constexpr DateFieldType kDateFields[] = {
+constexpr DateFieldType DATE_FIELDS[] = {
     {"month", {"m", "b", "B", "h"}},
     {"day", {"d"}},
     {"hour", {"H", "Ip", "IP"}},
@@ -90,7 +90,7 @@ void missingFields(const char* format, char* names, size_t size) {
     char letters[sizeof(dtFormat)];
     collectConversions(format, letters, sizeof(letters));
     names[0] = '\0';
-    for (const DateFieldType& field : kDateFields) {
+    for (const DateFieldType& field : DATE_FIELDS) {
         if (hasField(letters, field)) {
             continue;
         }
@@ -112,7 +112,7 @@ BoolType insertMilliseconds(const char* format, char* result, size_t size) {
         length = UtlStrlcat(result, text, size);
         char letter = scan.letter(*format);
         if (letter == 'S' || letter == 'r') {
-            length = UtlStrlcat(result, kMsInsertion, size);
+            length = UtlStrlcat(result, MS_INSERTION, size);
         }
         if (length >= size) {
             return FALSE;
@@ -128,7 +128,7 @@ BoolType formatWorks(const char* format) {
     unsigned short millis = 0;
     time_t now = HostFtime(&millis);
     struct tm local;
-    return strftime(scratch, kDateLimit, format, HostLocaltimeR(&now, &local)) > 0 &&
+    return strftime(scratch, DATE_LIMIT, format, HostLocaltimeR(&now, &local)) > 0 &&
            insertMilliseconds(format, scratch, sizeof(scratch));
 }
 
@@ -154,7 +154,7 @@ BoolType takeConfiguredFormat() {
 
 void buildDateFormats() {
     if (!takeConfiguredFormat()) {
-        snprintf(dtFormat, sizeof(dtFormat), "%s %s", nl_langinfo(D_FMT), kFallbackTail);
+        snprintf(dtFormat, sizeof(dtFormat), "%s %s", nl_langinfo(D_FMT), FALLBACK_TAIL);
     }
     insertMilliseconds(dtFormat, dtFormatMs, sizeof(dtFormatMs));
 }
@@ -177,9 +177,9 @@ size_t printWithMilliseconds(const char* text, unsigned millis, char* result, si
         char literal[2] = {*text, '\0'};
         const char* piece = literal;
         size_t consumed = 1;
-        if (strncmp(text, kMsConversion, strlen(kMsConversion)) == 0) {
+        if (strncmp(text, MS_CONVERSION, strlen(MS_CONVERSION)) == 0) {
             piece = digits;
-            consumed = strlen(kMsConversion);
+            consumed = strlen(MS_CONVERSION);
         } else if (strncmp(text, "%%", 2) == 0) {
             consumed = 2;
         }
@@ -219,7 +219,7 @@ void ctimeImpl(time_t t, HostDateTimeKindEType kind, TciCTimeStringType* result)
     pthread_once(&dtFormatInitialized, buildDateFormats);
     const char* format = kind == HOST_DATETIME_CONFIGURABLE_MS ? dtFormatMs : dtFormat;
     struct tm local;
-    if (strftime(result->msg, kDateLimit, format, HostLocaltimeR(&t, &local)) == 0) {
+    if (strftime(result->msg, DATE_LIMIT, format, HostLocaltimeR(&t, &local)) == 0) {
         result->msg[0] = '\0';
     }
 }
@@ -261,17 +261,17 @@ void UtlTimeStampMsStr_hostagent(char* result, size_t resultSize) {
 }
 
 void threadSafePrintTimestamp() {
-    /* The text takes less than kTextSize; a line feed and the terminator always have room. */
-    constexpr size_t kTextSize = 126;
+    /* The text takes less than TEXT_SIZE; a line feed and the terminator always have room. */
+    constexpr size_t TEXT_SIZE = 126;
     char line[128];
     unsigned short millis = 0;
     time_t now = HostFtime(&millis);
-    size_t length = printTimeStamp(now, millis, line, kTextSize);
-    if (length < 1 || length >= kTextSize) {
+    size_t length = printTimeStamp(now, millis, line, TEXT_SIZE);
+    if (length < 1 || length >= TEXT_SIZE) {
         HostSignalSafePrint("(error from UtlTimeStampMs)\n");
         return;
     }
-    snprintf(line + length, kTextSize - length, " %ldms thread 0x%lx", now * 1000 + millis,
+    snprintf(line + length, TEXT_SIZE - length, " %ldms thread 0x%lx", now * 1000 + millis,
              pthread_self());
     UtlStrlcat(line, "\n", sizeof(line));
     HostSignalSafePrint(line);
@@ -416,7 +416,7 @@ struct BitCheckType {
     const char* message;
 };
 
-constexpr BitCheckType kBitChecks[] = {
+constexpr BitCheckType BIT_CHECKS[] = {
     {[](auto* p) { return findsSingleBits(p->ffs); }, "bad tx_ffs() result"},
     {[](auto* p) { return findsSingleBits(p->ffs8); }, "bad tx_ffs8() result"},
     {[](auto* p) { return findsSingleBits(p->msb); }, "bad tx_msb() result"},
@@ -433,7 +433,7 @@ constexpr BitCheckType kBitChecks[] = {
 } // namespace
 
 const char* txBitPrimitivesFault(const TxBitPrimitivesSType* primitives) {
-    for (const BitCheckType& check : kBitChecks) {
+    for (const BitCheckType& check : BIT_CHECKS) {
         if (!check.isRight(primitives)) {
             return check.message;
         }

@@ -12,10 +12,10 @@ UtlExitFuncSType NextRegisteredExitFuncPtr;
 
 namespace {
 
-// The status that tells a parent that the process ended on request.
+/* The status that tells a parent that the process ended on request. */
 constexpr int STATUS_TERMINATED = 5;
 
-// How many times UtlExit was called in this process.
+/* How many times UtlExit was called in this process. */
 std::atomic<int> InExit{0};
 
 void awaitFatalEvents() {
@@ -29,7 +29,7 @@ int statusToReport(int status) {
     return HostGetSigTermAtomic() != 0 ? STATUS_TERMINATED : status;
 }
 
-// Each function runs once, also when it leads back here.
+/* Each function runs once, also when it leads back here. */
 void runExitFunctions() {
     UtlExitFuncSType* const head = &NextRegisteredExitFuncPtr;
     for (UtlExitFuncSType* entry = head->next; entry != nullptr && entry != head;
@@ -42,7 +42,7 @@ void runExitFunctions() {
     }
 }
 
-} // namespace
+} /* namespace */
 
 void UtlExitFuncListInit() {
     NextRegisteredExitFuncPtr.next = &NextRegisteredExitFuncPtr;
