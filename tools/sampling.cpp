@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <fmt/format.h>
 
+#include "report.h"
+
 namespace tvsistat {
 namespace {
 
@@ -106,10 +108,13 @@ Failure Sampler::failureOf(int status) const {
     case TVSI_ERR_CACHE_NOT_ATTACHED:
         return {ExitStatus::CacheGone,
                 fmt::format("{} has gone away: its monitor or its Brox has ended", title)};
-    case TVSI_ERR_BAD_REGEX:
+    case TVSI_ERR_BAD_REGEX: {
+        std::string expression;
+        appendPrintable(expression, std::get<NameSelection>(selection).expression);
         return {ExitStatus::BadExpression,
-                fmt::format("the regular expression '{}' does not compile: {}",
-                            std::get<NameSelection>(selection).expression, expressionError)};
+                fmt::format("the regular expression '{}' does not compile: {}", expression,
+                            expressionError)};
+    }
     default:
         return {ExitStatus::Failure,
                 fmt::format("{} cannot be read: the library answers {}", title, status)};
