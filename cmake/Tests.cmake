@@ -1,0 +1,52 @@
+# tvsi_add_test(NAME SOURCES file... [LIBRARIES target...] [TIMEOUT seconds] [SERIAL])
+#
+# A GoogleTest program; each of its tests is one CTest test in a process of its own. LIBRARIES
+# defaults to tvsi_internal; a program that goes through the exported functions names tvsi instead
+# (never both: the objects would exist twice). SERIAL keeps its tests from running beside others.
+#
+# tvsi_add_command_test(NAME COMMAND command... [TIMEOUT seconds] [SERIAL]
+#     [ENVIRONMENT VARIABLE=VALUE...])
+#
+# A command that fails by its exit status; 77 skips it.
+#
+# TIMEOUT is 60 seconds unless given; instrumented builds get four times as much.
+
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+function(tvsi_test_properties result timeout serial)
+    if(NOT timeout)
+        set(timeout 60)
+    endif()
+    if(TVSI_SANITIZE OR TVSI_COVERAGE)
+        math(EXPR timeout "${timeout} * 4")
+    endif()
+    set(${result} TIMEOUT ${timeout} RUN_SERIAL ${serial} PARENT_SCOPE)
+endfunction()
+
+function(tvsi_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES")
+    if(NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "tvsi_add_test(${name}): wrong arguments ${arg_UNPARSED_ARGUMENTS}")
+    endif()
+    if(NOT arg_LIBRARIES)
+        set(arg_LIBRARIES tvsi_internal)
+    endif()
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+    tvsi_test_properties(properties "${arg_TIMEOUT}" ${arg_SERIAL})
+    gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST
+        DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
+endfunction()
+
+function(tvsi_add_command_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT" "COMMAND;ENVIRONMENT")
+    if(NOT arg_COMMAND OR arg_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR
+            "tvsi_add_command_test(${name}): wrong arguments ${arg_UNPARSED_ARGUMENTS}")
+    endif()
+    add_test(NAME ${name} COMMAND ${arg_COMMAND})
+    tvsi_test_properties(properties "${arg_TIMEOUT}" ${arg_SERIAL})
+    set_tests_properties(${name} PROPERTIES ${properties} SKIP_RETURN_CODE 77
+        ENVIRONMENT "${arg_ENVIRONMENT}")
+endfunction()

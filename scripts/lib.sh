@@ -1,0 +1,66 @@
+# shellcheck shell=bash
+# Functions that the scripts share. Sourcing it changes to the repository's root.
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
+
+# The Debian packages that each purpose needs.
+declare -A packages=(
+    [build]="cmake g++ gcc libc6-dev libcli11-dev libfmt-dev ninja-build"
+    [test]="binutils libgmock-dev libgtest-dev pkg-config procps python3"
+    [fuzz]="clang libclang-rt-14-dev"
+    [coverage]="gcovr"
+    [bench]="libbenchmark-dev"
+    [lint]="clang clang-format clang-tidy git shellcheck"
+)
+
+say() { printf '\n== %s\n' "$*"; }
+
+fail() {
+    printf 'error: %s\n' "$*" >&2
+    exit 1
+}
+
+# Runs apt-get as root, with no questions asked.
+apt_get() {
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null ||
+            fail "packages are missing and there is no sudo: run this once as root"
+        as_root=(sudo)
+    fi
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get -qq -o Dpkg::Use-Pty=0 "$@" </dev/null
+}
+
+is_installed() {
+    [ "$(dpkg-query --show --showformat '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+# need PURPOSE...: installs what these purposes lack.
+need() {
+    local purpose package missing=()
+    command -v dpkg-query >/dev/null || fail "this script knows Debian's packages only"
+    for purpose in "$@"; do
+        for package in ${packages[$purpose]}; do
+            is_installed "$package" || missing+=("$package")
+        done
+    done
+    [ ${#missing[@]} -eq 0 ] && return
+    say "Installing ${missing[*]}"
+    apt_get update || echo "The package lists could not be renewed; trying with those at hand."
+    apt_get install --yes --no-install-recommends "${missing[@]}" >/dev/null ||
+        fail "the packages could not be installed: ${missing[*]}"
+}
+
+# build PRESET [TARGET...]: configures build/PRESET and builds it, warnings being errors.
+build() {
+    local preset=$1
+    shift
+    say "Building $preset"
+    cmake --preset "$preset" -DTVSI_WERROR=ON --log-level=WARNING >/dev/null
+    cmake --build --preset "$preset" ${1:+--target "$@"}
+}
+
+# The environment must not change what the library does in a test or demonstration.
+unset TALVEX TALVEX_GLOBAL_DIR TALVEX_NO_SETRLIMIT TX_CFTIME TX_CORE_TIME_OUT TX_DEBUG_SHARED_MEM \
+    TX_DEBUG_SOCKETS TX_DISABLE_SHMDT TX_DISABLE_WARNING TX_LOGIN_NAME TX_TXLIST_TIME_FORMAT

@@ -1,0 +1,23 @@
+/* What this process holds, to compare before and after. */
+#ifndef TESTSUPPORT_PROCESSSTATE_H
+#define TESTSUPPORT_PROCESSSTATE_H
+
+#include <ostream>
+
+namespace testsupport {
+
+struct ProcessState {
+    std::size_t mappings = 0;     /* all lines of the memory map */
+    std::size_t sharedMemory = 0; /* those of System V segments */
+    std::size_t descriptors = 0;  /* without the one that counts them */
+    std::size_t threads = 0;
+};
+
+ProcessState processState();
+std::ostream& operator<<(std::ostream& out, const ProcessState& state);
+/* The attachments of one segment, of all processes; 0 when it is gone. */
+std::size_t attachments(int segmentId);
+
+} // namespace testsupport
+
+#endif
