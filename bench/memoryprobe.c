@@ -1,0 +1,75 @@
+/*
+ * Prints the bytes of memory that this process alone holds, at first, once it has loaded the
+ * library named by the first argument, and once it has attached the cache named by the second one
+ * and queried it.
+ */
+#include <dlfcn.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "tvsi.h"
+
+/* Kilobytes of pages that nobody else has, other than those of the segment. */
+static long privateKilobytes(void) {
+    FILE* maps = fopen("/proc/self/smaps", "r");
+    if (!maps) {
+        return -1;
+    }
+    long sum = 0;
+    int isSegment = 0;
+    char line[512];
+    while (fgets(line, sizeof line, maps)) {
+        long kilobytes = 0;
+        if (strstr(line, "/SYSV") != NULL) {
+            isSegment = 1;
+        } else if (strncmp(line, "VmFlags:", 8) == 0) {
+            isSegment = 0;
+        } else if (!isSegment && sscanf(line, "Private_%*[CleanDirty]: %ld", &kilobytes) == 1) {
+            sum += kilobytes;
+        }
+    }
+    fclose(maps);
+    return sum;
+}
+
+static void* function(void* library, const char* name) {
+    void* address = dlsym(library, name);
+    if (!address) {
+        fprintf(stderr, "%s\n", dlerror());
+    }
+    return address;
+}
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        return 2;
+    }
+    privateKilobytes(); /* the first time takes memory */
+    const long atFirst = privateKilobytes();
+    void* library = dlopen(argv[1], RTLD_NOW);
+    if (!library) {
+        fprintf(stderr, "%s\n", dlerror());
+        return 1;
+    }
+    const long loaded = privateKilobytes();
+
+    void (*init)(void);
+    int (*attach)(const char*, char*, size_t);
+    int (*query)(int, TvsiResultSType*);
+    *(void**)&init = function(library, "TvsiInit");
+    *(void**)&attach = function(library, "TvsiAttachSharedCache");
+    *(void**)&query = function(library, "TvsiStatsForProcessId");
+    if (!init || !attach || !query) {
+        return 1;
+    }
+    char text[1024];
+    TvsiResultSType result;
+    init();
+    if (attach(argv[2], text, sizeof text) != TVSI_SUCCESS) {
+        fprintf(stderr, "%s\n", text);
+        return 1;
+    }
+    query(1, &result);
+    printf("%ld %ld %ld\n", atFirst * 1024, loaded * 1024, privateKilobytes() * 1024);
+    return 0;
+}

@@ -1,0 +1,506 @@
+/*
+ * The queries, through the shared library, each against its limit: what the memory itself costs.
+ *
+ * A limit reads the library's own mapping of the segment, so that both walk the same page tables,
+ * and writes where the query writes.
+ */
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <pthread.h>
+#include <regex.h>
+#include <stdexcept>
+#include <thread>
+
+#include "benchcache.h"
+#include "benchmain.h"
+#include "standin/countermover.h"
+#include "tvsi.h"
+
+namespace bench {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int nobodysPid = 4999999;
+constexpr int nobodysSession = 999999;
+constexpr const char* nobodysName = "SessionOfNobody";
+/* Most names are passed by its first few characters, as with a user's own search. */
+constexpr const char* nobodysExpression = "^Session[0-9]*x$";
+
+void require(int status, int expected, const char* what) {
+    if (status != expected) {
+        throw std::runtime_error(std::string(what) + " returned " + std::to_string(status));
+    }
+}
+
+/* An attached cache with what its queries and limits need. Its segment goes with the process,
+   however that ends. */
+class AttachedCache {
+public:
+    explicit AttachedCache(int entries);
+    AttachedCache(const AttachedCache&) = delete;
+    AttachedCache& operator=(const AttachedCache&) = delete;
+    ~AttachedCache() { TvsiDetachSharedCache(); }
+
+    const BenchCache& cache() const { return cache_; }
+    int entries() const { return cache_.entries(); }
+    ShrPcPteSType* table() const { return table_; }
+    TvsiResultSType* results() { return results_.data(); }
+    const TvsiResultSType* contiguous() const { return contiguous_.data(); }
+
+private:
+    BenchCache cache_;
+    ShrPcPteSType* table_ = nullptr;
+    std::vector<TvsiResultSType> results_;
+    std::vector<TvsiResultSType> contiguous_;
+};
+
+AttachedCache::AttachedCache(int entries)
+    : cache_(entries), results_(static_cast<std::size_t>(entries)),
+      contiguous_(static_cast<std::size_t>(entries)) {
+    TvsiInit();
+    char text[1024];
+    if (TvsiAttachSharedCache(cache_.name().c_str(), text, sizeof text) != TVSI_SUCCESS) {
+        throw std::runtime_error(text);
+    }
+    cache_.segment().remove();
+    table_ = secondProcessTable(cache_);
+    std::memset(static_cast<void*>(contiguous_.data()), 1,
+                contiguous_.size() * sizeof contiguous_[0]);
+}
+
+std::unique_ptr<AttachedCache> attached;
+
+AttachedCache& attachedCache(int entries) {
+    if (!attached) {
+        attached = std::make_unique<AttachedCache>(entries);
+    }
+    return *attached;
+}
+
+/* The limits. */
+
+template <typename Qualifies>
+const ShrPcPteSType* bareLoop(const ShrPcPteSType* table, int first, int end, Qualifies qualifies) {
+    for (int slot = first; slot < end; ++slot) {
+        if (ShrPcLoad(table[slot].inUse) != 0 && qualifies(table[slot])) {
+            return table + slot;
+        }
+    }
+    return nullptr;
+}
+
+/* Less than a query may do: whether an entry is in use isn't looked at. */
+const ShrPcPteSType* bareKeyLoop(const ShrPcPteSType* table, int end) {
+    for (int slot = 0; slot < end; ++slot) {
+        if (ShrPcLoad(table[slot].stats.processId) == nobodysPid) {
+            return table + slot;
+        }
+    }
+    return nullptr;
+}
+
+/* A qualified entry would end the loop early and flatter the query. */
+void requireMiss(const ShrPcPteSType* entry) {
+    if (entry) {
+        throw std::runtime_error("the bare loop found an entry");
+    }
+}
+
+bool isPageServer(const ShrPcPteSType& entry) {
+    const std::uint32_t kind = ShrPcLoad(entry.statType);
+    return kind == SHRPC_VOK_PGSVR_MAIN || kind == SHRPC_VOK_PGSVR_THD;
+}
+
+bool isVok(const ShrPcPteSType& entry) {
+    return ShrPcLoad(entry.statType) == SHRPC_VOK;
+}
+
+class Expression {
+public:
+    Expression() {
+        if (regcomp(&compiled_, nobodysExpression, REG_EXTENDED | REG_NOSUB) != 0) {
+            throw std::runtime_error("regcomp failed");
+        }
+    }
+    Expression(const Expression&) = delete;
+    Expression& operator=(const Expression&) = delete;
+    ~Expression() { regfree(&compiled_); }
+    bool matches(const char* text) const { return regexec(&compiled_, text, 0, nullptr, 0) == 0; }
+
+private:
+    regex_t compiled_{};
+};
+
+class LockPair {
+public:
+    void operator()() {
+        pthread_mutex_lock(&mutex_);
+        pthread_mutex_unlock(&mutex_);
+    }
+
+private:
+    pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+};
+
+/* A query and its limit, for a cache of any size. */
+struct Query {
+    const char* name;
+    const char* limitName;
+    std::function<void(AttachedCache&)> subject;
+    std::function<void(AttachedCache&)> limit;
+    std::function<Target(int entries)> target;
+};
+
+Target lookupTarget(int entries) {
+    return entries >= 1000 ? Target{Target::ratio, 1.10} : Target{};
+}
+
+Target copyTarget(int entries) {
+    if (entries < 1000) {
+        return {};
+    }
+    return {Target::ratio, entries < 10000 ? 1.35 : 1.8};
+}
+
+const std::vector<Query>& queries() {
+    static const std::vector<Query> all = {
+        {"miss by process id", "bare loop",
+         [](AttachedCache& cache) {
+             require(TvsiStatsForProcessId(nobodysPid, cache.results()), TVSI_ERR_NOT_FOUND, "pid");
+         },
+         [](AttachedCache& cache) {
+             requireMiss(bareLoop(cache.table(), 0, cache.entries(), [](const auto& entry) {
+                 return ShrPcLoad(entry.stats.processId) == nobodysPid;
+             }));
+         },
+         lookupTarget},
+        {"miss by session id", "bare loop",
+         [](AttachedCache& cache) {
+             require(TvsiStatsForVokSessionId(nobodysSession, cache.results()), TVSI_ERR_NOT_FOUND,
+                     "session");
+         },
+         [](AttachedCache& cache) {
+             requireMiss(bareLoop(cache.table(), 2, cache.entries(), [](const auto& entry) {
+                 return isVok(entry) && ShrPcLoad(entry.stats.sessionId) == nobodysSession;
+             }));
+         },
+         lookupTarget},
+        {"miss by page server session id", "bare loop",
+         [](AttachedCache& cache) {
+             require(TvsiStatsForPgsvrSessionId(nobodysSession, cache.results()),
+                     TVSI_ERR_NOT_FOUND, "page server");
+         },
+         [](AttachedCache& cache) {
+             requireMiss(bareLoop(cache.table(), 0, cache.entries(), [](const auto& entry) {
+                 return isPageServer(entry) && ShrPcLoad(entry.stats.sessionId) == nobodysSession;
+             }));
+         },
+         lookupTarget},
+        {"miss by name", "bare loop with `strncmp`",
+         [](AttachedCache& cache) {
+             require(TvsiStatsForVokSessionWithName(nobodysName, cache.results()),
+                     TVSI_ERR_NOT_FOUND, "name");
+         },
+         [](AttachedCache& cache) {
+             requireMiss(bareLoop(cache.table(), 2, cache.entries(), [](const auto& entry) {
+                 const std::uint32_t kind = ShrPcLoad(entry.statType);
+                 return (kind == SHRPC_VOK || kind == SHRPC_VokThr) &&
+                        std::strncmp(entry.processName, nobodysName, sizeof entry.processName) == 0;
+             }));
+         },
+         lookupTarget},
+        {"count by kind range, no match", "bare loop",
+         [](AttachedCache& cache) {
+             int count = 0;
+             require(TvsiAllVokStatsForVokKindRange(-2, -1, nullptr, &count), TVSI_SUCCESS,
+                     "range");
+             require(count, 0, "range");
+             (void)cache;
+         },
+         [](AttachedCache& cache) {
+             requireMiss(bareLoop(cache.table(), 2, cache.entries(), [](const auto& entry) {
+                 if (!isVok(entry)) {
+                     return false;
+                 }
+                 const std::int32_t kind = ShrPcLoad(entry.stats.u.vok.vokKind);
+                 return kind >= -2 && kind <= -1;
+             }));
+         },
+         lookupTarget},
+        {"mask query, copy of every entry", "one `memcpy` of as many bytes",
+         [](AttachedCache& cache) {
+             int count = cache.entries();
+             require(TvsiAllStatsForMask(SHRPC_ALL, cache.results(), &count), TVSI_SUCCESS, "mask");
+             require(count, cache.entries(), "mask");
+         },
+         [](AttachedCache& cache) {
+             std::memcpy(cache.results(), cache.contiguous(),
+                         static_cast<std::size_t>(cache.entries()) * sizeof(TvsiResultSType));
+             benchmark::ClobberMemory();
+         },
+         copyTarget},
+        {"count by expression, no match", "bare loop of `regexec`",
+         [](AttachedCache& cache) {
+             int count = 0;
+             require(
+                 TvsiAllVokStatsForRegexName(nobodysExpression, FALSE, nullptr, &count, nullptr, 0),
+                 TVSI_SUCCESS, "expression");
+             require(count, 0, "expression");
+             (void)cache;
+         },
+         [](AttachedCache& cache) {
+             static const Expression expression;
+             requireMiss(bareLoop(cache.table(), 2, cache.entries(), [](const auto& entry) {
+                 return isVok(entry) && expression.matches(entry.processName);
+             }));
+         },
+         lookupTarget},
+    };
+    return all;
+}
+
+void addWarm(const Plan& plan) {
+    const int entries = plan.entries;
+    for (const Query& query : queries()) {
+        addFigure({query.name, entries, query.limitName, query.target(entries)}, [=] {
+            AttachedCache& cache = attachedCache(entries);
+            return compare(
+                plan.warm(), [&] { query.subject(cache); }, [&] { query.limit(cache); });
+        });
+    }
+}
+
+/* The least that a search by process id could cost. */
+void addKeyLoop(const Plan& plan) {
+    const int entries = plan.entries;
+    addFigure({"miss by process id, against the least", entries, "bare loop over the ids alone"},
+              [=] {
+                  AttachedCache& cache = attachedCache(entries);
+                  return compare(
+                      plan.warm(), [&] { queries()[0].subject(cache); },
+                      [&] { requireMiss(bareKeyLoop(cache.table(), entries)); });
+              });
+}
+
+void addCold(const Plan& plan) {
+    const int entries = plan.entries;
+    for (const Query& query : queries()) {
+        addFigure({std::string(query.name) + ", cold caches", entries, query.limitName}, [=] {
+            AttachedCache& cache = attachedCache(entries);
+            return compare(
+                plan.single(15), [&] { query.subject(cache); }, [&] { query.limit(cache); },
+                [](bool) { evictCaches(); });
+        });
+    }
+}
+
+/* A server at work: each entry's owner brings its record up to date ten times a second. */
+class Writer {
+public:
+    explicit Writer(const BenchCache& cache) {
+        for (int slot = 0; slot < cache.entries(); ++slot) {
+            ShrPcPteSType& entry = cache.entry(static_cast<std::uint32_t>(slot));
+            movers_.emplace_back(entry.stats, entry.statType, static_cast<std::uint32_t>(slot));
+            movers_.back().start(std::time(nullptr));
+        }
+        thread_ = std::thread([this] { write(); });
+    }
+    Writer(const Writer&) = delete;
+    Writer& operator=(const Writer&) = delete;
+    ~Writer() {
+        stop_ = true;
+        thread_.join();
+    }
+
+private:
+    void write() {
+        /* In small portions, as the owners don't act all at once. */
+        constexpr std::size_t portions = 50;
+        for (std::size_t portion = 0; !stop_; portion = (portion + 1) % portions) {
+            const auto next = Clock::now() + 100ms / portions;
+            for (std::size_t i = portion; i < movers_.size(); i += portions) {
+                movers_[i].update(std::time(nullptr));
+            }
+            std::this_thread::sleep_until(next);
+        }
+    }
+
+    std::vector<standin::CounterMover> movers_;
+    std::atomic<bool> stop_{false};
+    std::thread thread_;
+};
+
+/* A second thread, for work that is to be done on two at once. */
+class Companion {
+public:
+    Companion() : thread_([this] { run(); }) {}
+    Companion(const Companion&) = delete;
+    Companion& operator=(const Companion&) = delete;
+    ~Companion() {
+        start(nullptr);
+        thread_.join();
+    }
+    /* Runs `work` on both threads; returns when both have done it. */
+    void alongside(const std::function<void()>& work) {
+        start(&work);
+        work();
+        while (finished_ != started_) {
+            std::this_thread::yield();
+        }
+    }
+
+private:
+    void start(const std::function<void()>* work) {
+        work_ = work;
+        ++started_;
+    }
+
+    void run() {
+        for (int next = 1;; ++next) {
+            while (started_ < next) {
+                std::this_thread::yield();
+            }
+            if (!work_) {
+                return;
+            }
+            (*work_)();
+            finished_ = next;
+        }
+    }
+
+    const std::function<void()>* work_ = nullptr; /* published by started_ */
+    std::atomic<int> started_{0};
+    std::atomic<int> finished_{0};
+    std::thread thread_;
+};
+
+Comparison compareWithWriter(const Plan& plan, const Query& query, int entries) {
+    AttachedCache& cache = attachedCache(entries);
+    const Writer writer(cache.cache());
+    return compare(
+        plan.warm(), [&] { query.subject(cache); }, [&] { query.limit(cache); });
+}
+
+/* The time that passes for each query when two threads make them as fast as they can. Queries
+   exclude one another, so their limit does, too. */
+Comparison compareOnTwoThreads(const Plan& plan, const Query& query, int entries) {
+    AttachedCache& cache = attachedCache(entries);
+    const Writer writer(cache.cache());
+    Companion companion;
+    std::mutex mutex;
+    const int calls = 20000 / entries + 1; /* outlast the start of the other thread by far */
+    const std::function<void()> subject = [&] {
+        for (int i = 0; i < calls; ++i) {
+            query.subject(cache);
+        }
+    };
+    const std::function<void()> limit = [&] {
+        for (int i = 0; i < calls; ++i) {
+            const std::lock_guard lock(mutex);
+            query.limit(cache);
+        }
+    };
+    Comparison result = compare(
+        plan.warm(Time::passing), [&] { companion.alongside(subject); },
+        [&] { companion.alongside(limit); });
+    for (double* value : {&result.subject, &result.limit, &result.excess}) {
+        *value /= 2 * calls;
+    }
+    return result;
+}
+
+void addWithWriter(const Plan& plan) {
+    const int entries = plan.entries;
+    for (const Query& query : queries()) {
+        const std::string name = query.name;
+        if (name != "miss by process id" && !name.starts_with("mask query")) {
+            continue;
+        }
+        addFigure({name + ", beside a writer", entries, query.limitName},
+                  [=] { return compareWithWriter(plan, query, entries); });
+        addFigure({name + ", two threads beside a writer", entries,
+                   std::string(query.limitName) + ", each under a mutex"},
+                  [=] { return compareOnTwoThreads(plan, query, entries); });
+    }
+}
+
+/* What a call costs whatever the table's size. */
+void addFixedCosts(const Plan& plan) {
+    const int entries = plan.entries;
+    addFigure({"TvsiCacheIsAlive", 0, "lock pair"}, [=] {
+        attachedCache(entries);
+        return compare(
+            plan.warm(), [] { require(TvsiCacheIsAlive(), 1, "alive"); }, LockPair());
+    });
+    addFigure({"TvsiFetchMaxProcessesInCache", 0, "lock pair"}, [=] {
+        attachedCache(entries);
+        return compare(
+            plan.warm(),
+            [] {
+                int count = 0;
+                require(TvsiFetchMaxProcessesInCache(&count), TVSI_SUCCESS, "max");
+            },
+            LockPair());
+    });
+    addFigure(
+        {"miss by process id, above the lock pair", entries, "lock pair", {Target::excessNs, 40}},
+        [=] {
+            AttachedCache& cache = attachedCache(entries);
+            return compare(
+                plan.warm(), [&] { queries()[0].subject(cache); }, LockPair());
+        });
+    addFigure({"bare loop over the process ids alone", entries, "lock pair"}, [=] {
+        AttachedCache& cache = attachedCache(entries);
+        return compare(
+            plan.warm(), [&] { requireMiss(bareKeyLoop(cache.table(), entries)); }, LockPair());
+    });
+    struct RecordQuery {
+        const char* name;
+        int (*function)(TvsiResultSType*);
+        int slot;
+    };
+    for (const RecordQuery& query :
+         {RecordQuery{"TvsiStatsForBrox", TvsiStatsForBrox, 1},
+          RecordQuery{"TvsiStatsForShrPcMon", TvsiStatsForShrPcMon, 0}}) {
+        addFigure({query.name, 0, "lock pair and one copy", {Target::ratio, 1.3}}, [=] {
+            AttachedCache& cache = attachedCache(entries);
+            LockPair lockPair;
+            return compare(
+                plan.warm(),
+                [&] { require(query.function(cache.results()), TVSI_SUCCESS, query.name); },
+                [&] {
+                    lockPair();
+                    /* Of a size that the compiler doesn't know: the C library's copy is faster
+                       than what the compiler makes of 1800. */
+                    std::size_t size = sizeof(TvsiResultSType);
+                    benchmark::DoNotOptimize(size);
+                    std::memcpy(static_cast<void*>(cache.results()),
+                                &cache.table()[query.slot].stats, size);
+                    benchmark::ClobberMemory();
+                });
+        });
+    }
+}
+
+} // namespace
+
+void registerBenchmarks(const Plan& plan) {
+    if (plan.isFirst) {
+        addFixedCosts(plan);
+    }
+    addWarm(plan);
+    addKeyLoop(plan);
+    addCold(plan);
+    addWithWriter(plan);
+}
+
+void cleanUp() {
+    attached.reset();
+}
+
+} // namespace bench
