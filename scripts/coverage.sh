@@ -8,6 +8,7 @@ need build test coverage
 build coverage
 find build/coverage -name '*.gcda' -delete
 say "Testing"
-ctest --preset coverage
+# Without the test that leaves a process no file size, which is then too small for the counters.
+ctest --preset coverage --exclude-regex LeavesTheLimitsAloneWhenTheVariableExists
 say "Lines of src/ that the tests executed"
 gcovr --root . --filter src/ --fail-under-line 95 build/coverage
