@@ -567,6 +567,19 @@ bool isGoodArray(const TvsiResultSType* result, const int* resultSize) {
     return resultSize && (!result || *resultSize >= 1);
 }
 
+/* What every attach looks at first; makes a good errBuf empty. */
+int refuseAttach(const char* name, char* errBuf, size_t errBufSize) {
+    if (!isInitialised()) {
+        noTvsiInit(errBuf, errBufSize);
+        return TVSI_ERR_NO_INIT;
+    }
+    if (!errBuf) {
+        return TVSI_ERR_BAD_ARG;
+    }
+    errBuf[0] = '\0';
+    return name ? TVSI_SUCCESS : TVSI_ERR_BAD_ARG;
+}
+
 } // namespace
 
 void TvsiInit(void) {
@@ -579,16 +592,9 @@ void TvsiInit(void) {
 }
 
 int TvsiAttachSharedCache(const char* cacheName, char* errBuf, size_t errBufSize) {
-    if (!isInitialised()) {
-        noTvsiInit(errBuf, errBufSize);
-        return TVSI_ERR_NO_INIT;
-    }
-    if (!errBuf) {
-        return TVSI_ERR_BAD_ARG;
-    }
-    errBuf[0] = '\0';
-    if (!cacheName) {
-        return TVSI_ERR_BAD_ARG;
+    const int refusal = refuseAttach(cacheName, errBuf, errBufSize);
+    if (refusal != TVSI_SUCCESS) {
+        return refusal;
     }
     if (CacheMgr.findCacheWithName(cacheName)) {
         snprintf(errBuf, errBufSize, "Shared cache %s is already attached", cacheName);
@@ -612,16 +618,9 @@ int TvsiAttachSharedCache(const char* cacheName, char* errBuf, size_t errBufSize
 }
 
 int TvsiAttachSharedCacheForBrox(const char* broxName, char* errBuf, size_t errBufSize) {
-    if (!isInitialised()) {
-        noTvsiInit(errBuf, errBufSize);
-        return TVSI_ERR_NO_INIT;
-    }
-    if (!errBuf) {
-        return TVSI_ERR_BAD_ARG;
-    }
-    errBuf[0] = '\0';
-    if (!broxName) {
-        return TVSI_ERR_BAD_ARG;
+    const int refusal = refuseAttach(broxName, errBuf, errBufSize);
+    if (refusal != TVSI_SUCCESS) {
+        return refusal;
     }
     SysErrorSType error;
     ShrPcLocationArgType location;
