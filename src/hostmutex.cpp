@@ -43,20 +43,6 @@ BoolType HostRecursiveMutexInit(HostMutexSType* mutex) {
     return TRUE;
 }
 
-void _hostmutexLock(HostMutexSType* m, int line, const char* file) {
-    const int rc = pthread_mutex_lock(&m->mutex);
-    if (rc != HOST_MUTEX_SUCCESS) {
-        HostMutexError("hostmutexLock", rc, line, file);
-    }
-}
-
-void _hostmutexUnlock(HostMutexSType* m, int line, const char* file) {
-    const int rc = pthread_mutex_unlock(&m->mutex);
-    if (rc != HOST_MUTEX_SUCCESS) {
-        HostMutexError("hostmutexUnlock", rc, line, file);
-    }
-}
-
 void HostMutexError(const char* op, int rc, int lineNum, const char* file) {
     printf("HostMutexError: op=%s rc=%d errno=%d at line %d in %s\n", op, rc, errno, lineNum, file);
     HostCallDebuggerMsg_fl(MODULE, 95);
