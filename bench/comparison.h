@@ -59,8 +59,13 @@ template <typename Function> double timeCalls(Time time, int calls, Function& fu
     return (nanosecondsNow(time) - start) / calls;
 }
 
-/* As many calls as fill a batch; the first ones also warm the caches. */
+/* As many calls as fill a batch. The first one, which may have pages mapped, doesn't count: it
+   alone could outlast a batch, which would then be of a single call and of the clock's own time. */
 template <typename Function> int callsInBatch(const Effort& effort, Function& function) {
+    if (effort.batch.count() == 0) {
+        return 1;
+    }
+    function();
     int calls = 1;
     while (timeCalls(effort.time, calls, function) * calls <
            static_cast<double>(effort.batch.count())) {
