@@ -65,6 +65,14 @@ sigset_t blockSignals(std::initializer_list<int> signals) {
     return set;
 }
 
+/* SIGCHLD doesn't count: a member that fails to start is reported by the start itself. */
+bool isToldToStop() {
+    sigset_t pending;
+    sigpending(&pending);
+    return sigismember(&pending, SIGTERM) || sigismember(&pending, SIGINT) ||
+           sigismember(&pending, SIGHUP);
+}
+
 /* True when the line has left this process. */
 bool announce(const standin::Server& server) {
     std::printf("ready cache=%s monitor=%d brox=%d entries=%u\n", server.cacheName().c_str(),
@@ -120,6 +128,7 @@ int serve(int argc, char** argv) {
     /* Before the first fork: the members must not be without the launcher's mask for a moment. */
     const sigset_t signals = blockSignals({SIGTERM, SIGINT, SIGHUP, SIGCHLD});
     std::signal(SIGPIPE, SIG_IGN);
+    options.server.mustStop = isToldToStop;
     standin::Server server(options.server);
     if (!announce(server)) {
         complain("cannot write to standard output");
@@ -134,6 +143,8 @@ int serve(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         return serve(argc, argv);
+    } catch (const standin::StartInterrupted&) {
+        return 0;
     } catch (const std::exception& failure) {
         complain(failure.what());
         return exitFailure;

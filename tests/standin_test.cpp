@@ -158,6 +158,16 @@ TEST(StandinProgram, LeavesNothingWhenItIsToldToStop) {
     }
 }
 
+TEST(StandinProgram, GivesUpItsStartWhenItIsToldToStop) {
+    const TemporaryDirectory directory;
+    testsupport::RunningProgram server(commandFor(directory, {{"--sessions", "1000"}}));
+    ASSERT_TRUE(eventually([&] { return filesIn(directory) == 4; }));
+    server.send(SIGTERM);
+    EXPECT_EQ(server.wait(), 0);
+    EXPECT_EQ(server.out() + server.err(), "") << "not ready before it ended";
+    EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
+}
+
 TEST(StandinProgram, SurvivesKilledMembersAndIsReplacedWhenItIsKilledItself) {
     const TemporaryDirectory directory;
     ServerProgram server(directory, {{"--rate", "100"}});

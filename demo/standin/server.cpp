@@ -326,6 +326,9 @@ void Server::startBrox(const ServerOptions& options) {
 
 void Server::startOthers(const ServerOptions& options) {
     const auto startOther = [&](const OtherMember& other) {
+        if (options.mustStop()) {
+            throw StartInterrupted();
+        }
         const auto slot = static_cast<std::uint32_t>(members_.size());
         members_.emplace_back(other.identity.name, [&](MemberProcess& self) {
             const SharedSegment segment = SharedSegment::attach(segmentId_);

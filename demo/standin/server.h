@@ -10,7 +10,9 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -33,6 +35,14 @@ struct ServerOptions {
     double updatesPerSecond = 10;
     std::optional<std::uint64_t> hostId; /* default: the host id file's, else a random one */
     mode_t segmentMode = 0600;
+    /* Asked before each member but the monitor and the Brox starts; an answer of true gives up the
+     * start. */
+    std::function<bool()> mustStop = [] { return false; };
+};
+
+/* The start of a server was given up. */
+struct StartInterrupted : std::runtime_error {
+    StartInterrupted() : std::runtime_error("told to stop while the server started") {}
 };
 
 /* The reason why the options make no server, in one sentence; empty when they do. */
@@ -45,8 +55,8 @@ class Server {
 public:
     /*
      * Starts everything and returns when the cache is ready. Replaces what a dead server of the
-     * same name left behind. Throws std::invalid_argument for faulty options and std::exception
-     * otherwise; nothing is left behind then.
+     * same name left behind. Throws std::invalid_argument for faulty options, StartInterrupted
+     * when mustStop() says so and std::exception otherwise; nothing is left behind then.
      */
     explicit Server(const ServerOptions& options);
     Server(const Server&) = delete;
