@@ -7,7 +7,6 @@
  */
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <poll.h>
 #include <pthread.h>
 #include <sstream>
@@ -81,15 +80,6 @@ int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout) {
 namespace bench {
 namespace {
 
-std::unique_ptr<BenchCache> cache;
-
-const BenchCache& cacheOf(int entries) {
-    if (!cache) {
-        cache = std::make_unique<BenchCache>(entries);
-    }
-    return *cache;
-}
-
 enum Step { lookup, finding, alignment, mapping, checks, watcher, asleep, whole, stepCount };
 
 std::vector<double> timedAttach(const BenchCache& target) {
@@ -117,7 +107,7 @@ std::vector<double> timedAttach(const BenchCache& target) {
    is there or not as the watcher happens to start. */
 const std::vector<std::vector<double>>& attaches(int entries, int count) {
     static std::vector<std::vector<double>> all;
-    const BenchCache& target = cacheOf(entries);
+    const BenchCache& target = sharedCache(entries);
     while (static_cast<int>(all.size()) < count) {
         all.push_back(numbersFromFork([&] { return timedAttach(target); }));
     }
@@ -164,7 +154,7 @@ std::vector<double> firstQuery(const BenchCache& target, bool populated) {
 }
 
 Comparison compareFirstWithSecond(int entries, int pairCount) {
-    const BenchCache& target = cacheOf(entries);
+    const BenchCache& target = sharedCache(entries);
     Pairs pairs;
     while (pairs.count() < pairCount) {
         const auto numbers = numbersFromFork([&] { return firstQuery(target, false); });
@@ -196,8 +186,8 @@ struct UnusedPages {
 };
 
 UnusedPages populateUnusedPages(int entries) {
-    cache.reset();
-    const BenchCache& target = cacheOf(entries);
+    dropSharedCache();
+    const BenchCache& target = sharedCache(entries);
     const int id = target.segment().id();
     const auto plain = numbersFromFork([&] { return firstQuery(target, false); });
     const double before = residentBytes(id);
@@ -210,7 +200,7 @@ UnusedPages populateUnusedPages(int entries) {
 
 /* With all of the segment in memory already. */
 Comparison comparePopulation(int entries, int pairCount) {
-    const BenchCache& target = cacheOf(entries);
+    const BenchCache& target = sharedCache(entries);
     numbersFromFork([&] { return firstQuery(target, true); });
     Pairs pairs;
     while (pairs.count() < pairCount) {
@@ -225,7 +215,7 @@ Comparison comparePopulation(int entries, int pairCount) {
 enum Moment { atFirst, loaded, attached };
 
 Comparison compareMemory(Moment moment, int entries) {
-    const BenchCache& target = cacheOf(entries);
+    const BenchCache& target = sharedCache(entries);
     const std::string outputFile = (target.directory() / "memory").string();
     runProgram({MEMORY_PROBE, TVSI_LIBRARY, target.name()}, outputFile);
     std::ifstream output(outputFile);
@@ -268,7 +258,12 @@ void registerBenchmarks(const Plan& plan) {
                Unit::bytes},
               [=] { return compareMemory(attached, entries); });
     addSteps(entries, count);
-    addFigure({"first miss by process id after an attach", entries, "the second one"},
+    addFigure({"first miss by process id after an attach",
+               entries,
+               "the second one",
+               {},
+               Unit::nanoseconds,
+               true},
               [=] { return compareFirstWithSecond(entries, count); });
     addFigure(
         {"mapping unused pages in one call, and a first miss", entries, "the first miss alone"},
@@ -281,7 +276,7 @@ void registerBenchmarks(const Plan& plan) {
 }
 
 void cleanUp() {
-    cache.reset();
+    dropSharedCache();
 }
 
 } // namespace bench

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <random>
 #include <sstream>
 #include <stdexcept>
@@ -18,6 +19,8 @@ testsupport::TestCacheOptions optionsFor(int entries) {
     return options;
 }
 
+std::unique_ptr<BenchCache> shared;
+
 } // namespace
 
 BenchCache::BenchCache(int entries) : TestCache(optionsFor(entries)), entries_(entries) {
@@ -32,6 +35,17 @@ BenchCache::BenchCache(int entries) : TestCache(optionsFor(entries)), entries_(e
         std::memset(&entry(static_cast<std::uint32_t>(slot)).stats.u, 1,
                     sizeof(ShrPcStatsSType::u));
     }
+}
+
+const BenchCache& sharedCache(int entries) {
+    if (!shared) {
+        shared = std::make_unique<BenchCache>(entries);
+    }
+    return *shared;
+}
+
+void dropSharedCache() {
+    shared.reset();
 }
 
 ShrPcPteSType* secondProcessTable(const BenchCache& cache) {

@@ -1,12 +1,11 @@
 /*
  * The cache that the benchmarks query: every slot in use, three Voks to each page server in an
- * order that no branch predictor knows. One in a process.
+ * order that no branch predictor knows.
  */
 #ifndef BENCH_BENCHCACHE_H
 #define BENCH_BENCHCACHE_H
 
 #include <cstdint>
-#include <memory>
 
 #include "support/testcache.h"
 
@@ -22,6 +21,10 @@ public:
 private:
     int entries_;
 };
+
+/* The one cache of a benchmark process, made when it is first asked for. */
+const BenchCache& sharedCache(int entries);
+void dropSharedCache();
 
 /* Where this process has mapped the segment besides the cache's own mapping; throws when it
    hasn't. */

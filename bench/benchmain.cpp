@@ -93,9 +93,11 @@ private:
                     quantity(subject, figure.unit).c_str(), quantity(limit, figure.unit).c_str(),
                     ratio, reached.c_str());
         std::fflush(stdout);
+        const std::string anEntry =
+            figure.growsWithEntries ? quantity(subject / figure.entries, figure.unit) : "";
         table_ += "| " + figure.subject + " | " + entries + " | " + quantity(subject, figure.unit);
-        table_ += " | " + figure.limit + " | " + quantity(limit, figure.unit) + " | " +
-                  withDigits(ratio, 3);
+        table_ += " | " + anEntry + " | " + figure.limit + " | " + quantity(limit, figure.unit) +
+                  " | " + withDigits(ratio, 3);
         table_ += " | " + reached + " |\n";
     }
 

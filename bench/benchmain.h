@@ -33,6 +33,7 @@ struct Figure {
     std::string limit;
     Target target = {};
     Unit unit = Unit::nanoseconds;
+    bool growsWithEntries = false; /* what one entry takes is shown, too */
 };
 
 struct Plan {

@@ -267,33 +267,39 @@ const std::vector<Query>& queries() {
     return all;
 }
 
+/* A row of a query that passes all of the table. */
+void addQuery(const Plan& plan, const std::string& subject, const std::string& limit,
+              const std::function<Comparison()>& measure, const Target& target = {}) {
+    addFigure({subject, plan.entries, limit, target, Unit::nanoseconds, true}, measure);
+}
+
 void addWarm(const Plan& plan) {
     const int entries = plan.entries;
     for (const Query& query : queries()) {
-        addFigure({query.name, entries, query.limitName, query.target(entries)}, [=] {
+        const auto measure = [=] {
             AttachedCache& cache = attachedCache(entries);
             return compare(
                 plan.warm(), [&] { query.subject(cache); }, [&] { query.limit(cache); });
-        });
+        };
+        addQuery(plan, query.name, query.limitName, measure, query.target(entries));
     }
 }
 
 /* The least that a search by process id could cost. */
 void addKeyLoop(const Plan& plan) {
     const int entries = plan.entries;
-    addFigure({"miss by process id, against the least", entries, "bare loop over the ids alone"},
-              [=] {
-                  AttachedCache& cache = attachedCache(entries);
-                  return compare(
-                      plan.warm(), [&] { queries()[0].subject(cache); },
-                      [&] { requireMiss(bareKeyLoop(cache.table(), entries)); });
-              });
+    addQuery(plan, "miss by process id, against the least", "bare loop over the ids alone", [=] {
+        AttachedCache& cache = attachedCache(entries);
+        return compare(
+            plan.warm(), [&] { queries()[0].subject(cache); },
+            [&] { requireMiss(bareKeyLoop(cache.table(), entries)); });
+    });
 }
 
 void addCold(const Plan& plan) {
     const int entries = plan.entries;
     for (const Query& query : queries()) {
-        addFigure({std::string(query.name) + ", cold caches", entries, query.limitName}, [=] {
+        addQuery(plan, std::string(query.name) + ", cold caches", query.limitName, [=] {
             AttachedCache& cache = attachedCache(entries);
             return compare(
                 plan.single(15), [&] { query.subject(cache); }, [&] { query.limit(cache); },
@@ -424,11 +430,11 @@ void addWithWriter(const Plan& plan) {
         if (name != "miss by process id" && !name.starts_with("mask query")) {
             continue;
         }
-        addFigure({name + ", beside a writer", entries, query.limitName},
-                  [=] { return compareWithWriter(plan, query, entries); });
-        addFigure({name + ", two threads beside a writer", entries,
-                   std::string(query.limitName) + ", each under a mutex"},
-                  [=] { return compareOnTwoThreads(plan, query, entries); });
+        addQuery(plan, name + ", beside a writer", query.limitName,
+                 [=] { return compareWithWriter(plan, query, entries); });
+        addQuery(plan, name + ", two threads beside a writer",
+                 std::string(query.limitName) + ", each under a mutex",
+                 [=] { return compareOnTwoThreads(plan, query, entries); });
     }
 }
 

@@ -1,6 +1,4 @@
 /* The command line tool as its users meet it: a whole process. */
-#include <memory>
-
 #include "benchcache.h"
 #include "benchmain.h"
 #include "childprocess.h"
@@ -8,17 +6,8 @@
 namespace bench {
 namespace {
 
-std::unique_ptr<BenchCache> cache;
-
-const BenchCache& cacheOf(int entries) {
-    if (!cache) {
-        cache = std::make_unique<BenchCache>(entries);
-    }
-    return *cache;
-}
-
 Comparison compareReport(int entries, int pairCount) {
-    const BenchCache& target = cacheOf(entries);
+    const BenchCache& target = sharedCache(entries);
     const std::string report = (target.directory() / "report").string();
     const std::string copy = (target.directory() / "copy").string();
     Pairs pairs;
@@ -30,13 +19,15 @@ Comparison compareReport(int entries, int pairCount) {
 }
 
 /* Processor time as a share of the time that passes. */
-Comparison compareSampling(int entries, int reportCount, int pairCount) {
-    const BenchCache& target = cacheOf(entries);
+Comparison compareProcessorTime(int entries, int pairCount,
+                                const std::vector<std::string>& sampling) {
+    const BenchCache& target = sharedCache(entries);
     const std::string report = (target.directory() / "report").string();
+    std::vector<std::string> command = {TVSISTAT, "--brox", target.broxName()};
+    command.insert(command.end(), sampling.begin(), sampling.end());
     Pairs pairs;
     while (pairs.count() < pairCount) {
-        const ProcessCost cost = runProgram(
-            {TVSISTAT, "--brox", target.broxName(), "0.1", std::to_string(reportCount)}, report);
+        const ProcessCost cost = runProgram(command, report);
         pairs.add(cost.cpuNs, cost.wallNs);
     }
     return pairs.medians();
@@ -48,12 +39,15 @@ void registerBenchmarks(const Plan& plan) {
     const int entries = plan.entries;
     addFigure({"tvsistat, one report, whole process", entries, "`cat` of the same bytes"},
               [=] { return compareReport(entries, plan.quick ? 1 : 30); });
-    addFigure({"tvsistat, ten reports a second, processor time", entries, "one core"},
-              [=] { return compareSampling(entries, plan.quick ? 2 : 30, plan.quick ? 1 : 3); });
+    addFigure({"of this, processor time", entries, "the whole process"},
+              [=] { return compareProcessorTime(entries, plan.quick ? 1 : 30, {}); });
+    addFigure({"tvsistat, ten reports a second, processor time", entries, "one core"}, [=] {
+        return compareProcessorTime(entries, plan.quick ? 1 : 3, {"0.1", plan.quick ? "2" : "30"});
+    });
 }
 
 void cleanUp() {
-    cache.reset();
+    dropSharedCache();
 }
 
 } // namespace bench

@@ -61,8 +61,8 @@ static_memory() {
     describe_machine
     static_memory
     echo
-    echo "| Measured | Entries | Takes | Compared with | Takes | Ratio | Target |"
-    echo "|---|--:|--:|---|--:|--:|---|"
+    echo "| Measured | Entries | Takes | An entry | Compared with | Takes | Ratio | Target |"
+    echo "|---|--:|--:|--:|---|--:|--:|---|"
 } >"$figures"
 
 started=$SECONDS
