@@ -6,6 +6,7 @@
 #include <barrier>
 #include <cstring>
 #include <dlfcn.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <langinfo.h>
 #include <thread>
@@ -29,13 +30,12 @@ extern "C" char* secure_getenv(const char* name) noexcept {
 
 namespace {
 
+using testing::EndsWith;
+using testing::Pair;
+using testing::StartsWith;
 using testsupport::inNovember;
 using testsupport::november16;
-using testsupport::Outcome;
 using testsupport::ScopedFault;
-
-constexpr time_t may16 = 1778955607;
-constexpr time_t september16 = 1789582807;
 
 std::string stamp() {
     char text[128];
@@ -51,21 +51,12 @@ std::string date(time_t t) {
 }
 
 /* The texts with milliseconds and without, and the warnings. */
-Outcome datesWith(const std::string& format, const char* ofLocale = nullptr) {
+testsupport::Outcome datesWith(const std::string& format, const char* ofLocale = nullptr) {
     return inNovember([&] {
         formatOfLocale = ofLocale;
         setenv("TX_CFTIME", format.c_str(), 1);
-        const std::string withMilliseconds = stamp();
-        printf("%s|%s", withMilliseconds.c_str(), date(november16).c_str());
+        printf("%s|%s", stamp().c_str(), date(november16).c_str());
     });
-}
-
-std::string times(int count, const std::string& text) {
-    std::string all;
-    for (int i = 0; i < count; i++) {
-        all += text;
-    }
-    return all;
 }
 
 std::string lacks(const std::string& fields) {
@@ -74,10 +65,13 @@ std::string lacks(const std::string& fields) {
 
 const std::string localeDefault = "11/16/26 18:20:07.042 UTC|11/16/26 18:20:07 UTC";
 const std::string invalid = "\nWARNING: Invalid format for $TX_CFTIME!\nUsing locale default.\n\n";
+const std::string x79(79, 'x');
+/* Its text has 98 characters: it fits without the milliseconds, not with them. */
+const std::string textOf98 = "%m%d%H%M%S%c%c%c" + std::string(16, 'x');
 
 TEST(DateFormat, IsTheConfiguredOneIfItHasEveryFieldAndFits) {
     const std::string base = "%m %d %H:%M:%S"; /* as long as its text */
-    const std::string x79 = times(79, "x");
+    const std::string c = "Mon Nov 16 18:20:07 2026";
     const std::tuple<std::string, std::string, std::string> cases[] = {
         {"", localeDefault, ""},
         {"%Y-%m-%d %H:%M:%S", "2026-11-16 18:20:07.042|2026-11-16 18:20:07", ""},
@@ -88,46 +82,38 @@ TEST(DateFormat, IsTheConfiguredOneIfItHasEveryFieldAndFits) {
         {"%b %d %H:%M:%S%%S%", "Nov 16 18:20:07.042%S%|Nov 16 18:20:07%S%", ""},
         {"%b %d %H:%M:%S%%%%.3d%%%%", "Nov 16 18:20:07.042%.3d%|Nov 16 18:20:07%%.3d%%", ""},
         {"%b %d %I:%M:%S", localeDefault, lacks("hour")},
-        {"%b %d %p:%M:%S", localeDefault, lacks("hour")},
         {"%%d %H:%M:%S %b", localeDefault, lacks("day")},
         {"%-m %e %H:%S", localeDefault, lacks("month day minutes")},
         {"%T %D%ES", localeDefault, lacks("month day hour minutes seconds")},
-        {times(20, "%c"), localeDefault, invalid},
-        /* text of 98 characters: fits without the milliseconds, not with them */
-        {"%m%d%H%M%S" + times(22, "%Y"), "|1116182007" + times(22, "2026"), ""},
-        {"%m%d%H%M%S" + times(22, "%Y") + "x", localeDefault, invalid},
+        {"%c%c%c%c%c", localeDefault, invalid},
+        {textOf98, "|1116182007" + c + c + c + std::string(16, 'x'), ""},
+        {textOf98 + "x", localeDefault, invalid},
         /* format of 99 characters with the milliseconds, and of one more */
         {base + x79, "11 16 18:20:07.042" + x79 + "|11 16 18:20:07" + x79, ""},
         {base + x79 + "x", localeDefault, invalid},
         {std::string(100, 'x'), localeDefault, ""}};
     for (const auto& [format, texts, warning] : cases) {
         const auto outcome = datesWith(format);
-        EXPECT_EQ(outcome.out, texts) << format;
-        EXPECT_EQ(outcome.err, warning) << format;
+        EXPECT_THAT((std::pair(outcome.out, outcome.err)), Pair(texts, warning)) << format;
     }
 }
 
 TEST(DateFormat, IsOtherwiseTheLocalesOneIfThatFits) {
     EXPECT_EQ(datesWith("", "%d.%m.%Y").out, "16.11.2026 18:20:07.042 UTC|16.11.2026 18:20:07 UTC");
-    for (const size_t length : {85U, 86U, 200U}) {
-        const std::string format(length, 'x');
-        const auto outcome = datesWith("", format.c_str());
-        EXPECT_EQ(outcome.status, 0);
-        EXPECT_EQ(outcome.out.substr(outcome.out.find('|')),
-                  length == 85 ? "|" + format + " 18:20:07 UTC" : "|");
-    }
+    const std::string x85(85, 'x');
+    EXPECT_THAT(datesWith("", x85.c_str()).out, EndsWith("|" + x85 + " 18:20:07 UTC"));
+    EXPECT_THAT(datesWith("", (x85 + "x").c_str()).out, EndsWith("|"));
+    EXPECT_THAT(datesWith("", (x85 + x85).c_str()).out, EndsWith("|"));
 }
 
 /* A text from outside is never a print format of its own. */
 TEST(DateFormat, BringsNoConversionOfItsOwnIntoTheStamp) {
-    const std::pair<std::string, std::string> cases[] = {
-        {"%%n", "%n"},     {"%%s%%s%%s", "%s%s%s"}, {"%%hhn", "%hhn"},
-        {"%%1$n", "%1$n"}, {"%%*d", "%*d"},         {"%%99999999d", "%99999999d"},
-        {"%%", "%"},       {"%%.3", "%.3"},         {"%%.3ld", "%.3ld"}};
-    for (const auto& [format, text] : cases) {
-        const std::string configured = datesWith("%m %d %H:%M:%S " + format).out;
-        EXPECT_EQ(configured.rfind("11 16 18:20:07.042 " + text + "|", 0), 0U);
-        EXPECT_EQ(datesWith("", format.c_str()).out.rfind(text + " 18:20:07.042 UTC|", 0), 0U);
+    for (const std::string text :
+         {"%n", "%s", "%hhn", "%1$n", "%*d", "%99999999d", "%", "%.3", "%.3ld"}) {
+        EXPECT_THAT(datesWith("%m %d %H:%M:%S %" + text).out,
+                    StartsWith("11 16 18:20:07.042 " + text + "|"));
+        EXPECT_THAT(datesWith("", ("%" + text).c_str()).out,
+                    StartsWith(text + " 18:20:07.042 UTC|"));
     }
 }
 
@@ -135,9 +121,9 @@ TEST(DateFormat, IsFixedByItsFirstUseAndWarnedOfOnce) {
     const auto outcome = inNovember([] {
         setenv("TX_CFTIME", "%H", 1);
         std::barrier start(8);
-        std::vector<std::jthread> threads(8);
-        for (std::jthread& thread : threads) {
-            thread = std::jthread([&] {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 8; i++) {
+            threads.emplace_back([&] {
                 start.arrive_and_wait();
                 EXPECT_EQ(stamp(), "11/16/26 18:20:07.042 UTC");
             });
@@ -145,9 +131,9 @@ TEST(DateFormat, IsFixedByItsFirstUseAndWarnedOfOnce) {
         threads.clear();
         setenv("TX_CFTIME", "%Y-%m-%d %H:%M:%S", 1);
         printf("%s", stamp().c_str());
-        char text[9]; /* cut */
-        EXPECT_EQ(UtlTimeStampMs(text, sizeof text), 25);
-        EXPECT_STREQ(text, "11/16/26");
+        char cut[9];
+        EXPECT_EQ(UtlTimeStampMs(cut, sizeof cut), 25);
+        EXPECT_STREQ(cut, "11/16/26");
     });
     EXPECT_EQ(outcome.out, "11/16/26 18:20:07.042 UTC");
     EXPECT_EQ(outcome.err, lacks("month day minutes seconds"));
@@ -180,11 +166,10 @@ TEST(TimeStamp, LineHasTheTimeInMillisecondsAndTheThread) {
     char id[32];
     snprintf(id, sizeof id, "%lx", pthread_self()); /* the child's thread has the same id */
     const std::string end = std::string(" 1794853207042ms thread 0x") + id;
-    const std::string x79 = times(79, "x");
     const std::pair<std::string, std::string> cases[] = {
         {"", "11/16/26 18:20:07.042 UTC" + end},
         {"%m %d %H:%M:%S" + x79, ("11 16 18:20:07.042" + x79 + end).substr(0, 125)},
-        {"%m%d%H%M%S" + times(22, "%Y"), "(error from UtlTimeStampMs)"}};
+        {textOf98, "(error from UtlTimeStampMs)"}};
     for (const auto& [format, line] : cases) {
         const auto outcome = inNovember([&] {
             setenv("TX_CFTIME", format.c_str(), 1);
@@ -194,20 +179,15 @@ TEST(TimeStamp, LineHasTheTimeInMillisecondsAndTheThread) {
     }
 }
 
-TEST(Clock, GivesSecondsAndWholeMilliseconds) {
+TEST(Clock, ReadsAsZeroWhenItFailsOrTheTimeHasNoLocalForm) {
     const auto outcome = inNovember([] {
         unsigned short milliseconds = 7;
         EXPECT_EQ(HostFtime(&milliseconds), november16);
-        EXPECT_EQ(milliseconds, 42);
+        EXPECT_EQ(milliseconds, 42) << "whole ones";
         const ScopedFault fault("clock_gettime", EINVAL);
         EXPECT_EQ(HostFtime(&milliseconds), 0);
         EXPECT_EQ(milliseconds, 0);
-    });
-    EXPECT_EQ(outcome.out, "");
-}
 
-TEST(Clock, TimeThatHasNoLocalFormIsReportedAndReadsAsZero) {
-    const auto outcome = inNovember([] {
         time_t outOfRange = INT64_MAX;
         struct tm local;
         memset(&local, 0xFF, sizeof local);
@@ -230,63 +210,56 @@ TEST(Clock, SleepTellsWhetherASignalCutItShort) {
     }
 }
 
-TEST(Environment, ValueThatDoesNotFitCountsAsUnset) {
+TEST(Environment, ValueThatDoesNotFitOrRaisedPrivilegesCountAsUnset) {
     const std::string v99(99, 'v');
     const std::tuple<std::string, size_t, bool> cases[] = {
-        {v99, 100, true}, {v99 + "v", 100, false}, {"ab", 3, true},
-        {"ab", 1, false}, {"ab", 0, false},        {"", 100, false}};
-    for (const auto& [value, size, isFound] : cases) {
+        {v99, 100, true}, {v99 + "v", 100, false}, {"", 100, false},
+        {"ab", 3, true},  {"ab", 1, false},        {"ab", 0, false}};
+    for (const auto& [value, size, fits] : cases) {
         setenv("TX_TEST", value.c_str(), 1);
-        std::string text(128, '#');
-        EXPECT_EQ(HostGetEnv("TX_TEST", text.data(), size), isFound ? TRUE : FALSE);
-        EXPECT_EQ(text.substr(size), std::string(128 - size, '#'));
-        EXPECT_EQ(text.substr(0, size).c_str(), size == 0 ? "" : isFound ? value : "");
-        EXPECT_TRUE(HostEnvExists("TX_TEST"));
+        for (const bool isRaised : {false, true}) {
+            hasRaisedPrivileges = isRaised;
+            const bool isFound = fits && !isRaised;
+            std::string text(128, '#');
+            EXPECT_EQ(HostGetEnv("TX_TEST", text.data(), size), isFound ? TRUE : FALSE);
+            EXPECT_EQ(text.substr(size), std::string(128 - size, '#'));
+            EXPECT_EQ(text.substr(0, size).c_str(), isFound ? value : "");
+            EXPECT_EQ(HostEnvExists("TX_TEST"), isRaised ? FALSE : TRUE);
+        }
     }
-}
-
-TEST(Environment, CountsAsUnsetWithRaisedPrivilegesToo) {
-    char text[8];
-    setenv("TX_TEST", "x", 1);
-    hasRaisedPrivileges = true;
-    EXPECT_FALSE(HostGetEnv("TX_TEST", text, sizeof text));
-    EXPECT_FALSE(HostEnvExists("TX_TEST"));
+    char path[16]; /* still with raised privileges */
+    HostUnixExpandFileName("/a${TX_TEST}/b", path, sizeof path, TRUE, TRUE);
+    EXPECT_STREQ(path, "/a/b");
     hasRaisedPrivileges = false;
-    EXPECT_TRUE(HostEnvExists("TX_TEST"));
-    unsetenv("TX_TEST");
-    EXPECT_FALSE(HostGetEnv("TX_TEST", text, sizeof text));
-    EXPECT_FALSE(HostEnvExists("TX_TEST"));
 }
 
-std::string listed(time_t t) {
-    char text[200];
-    UtlListTimeStr(t, text, sizeof text);
-    return text;
+std::string listed(time_t t, size_t size = 200) {
+    std::string text(size, '#');
+    UtlListTimeStr(t, text.data(), size);
+    return text.c_str();
 }
 
 TEST(ListingTime, FollowsItsFormatAsFixedByItsFirstUse) {
+    constexpr time_t may16 = 1778955607;
+    constexpr time_t september16 = 1789582807;
     const std::string x120(120, 'x');
     const std::pair<std::string, std::string> cases[] = {
-        {"", "May 16 18:20|Sep 16 18:20|May 16 18:20"},
-        {"%Y %m", "2026 05|2026 09|2026 05"},
-        {x120 + "%B", x120 + "May|Sep 16 18:20|May 16 18:20"},
-        {x120 + "1234567", x120 + "1234567|" + x120 + "1234567|" + x120 + "1234567"},
-        {x120 + "12345678", "May 16 18:20|Sep 16 18:20|May 16 18:20"},
-        {times(40, "%c"), "May 16 18:20|Sep 16 18:20|May 16 18:20"}};
+        {"%Y %m", "2026 05|2026 09|2026 05|"},
+        {x120 + "%B", x120 + "May|Sep 16 18:20|May 16 18:20|"},
+        {x120 + "1234567", x120 + "1234567|" + x120 + "1234567|" + x120 + "1234567|"},
+        {x120 + "12345678", "May 16 18:20|Sep 16 18:20|May 16 18:20|"}};
     for (const auto& [format, texts] : cases) {
         const auto outcome = inNovember([&] {
             setenv("TX_TXLIST_TIME_FORMAT", format.c_str(), 1);
-            printf("%s|", listed(may16).c_str());
-            unsetenv("TX_TXLIST_TIME_FORMAT");
-            printf("%s|", listed(september16).c_str());
-            printf("%s", listed(may16).c_str());
+            for (const time_t t : {may16, september16, may16}) {
+                printf("%s|", listed(t).c_str());
+                unsetenv("TX_TXLIST_TIME_FORMAT");
+            }
             EXPECT_EQ(listed(0), "unknown date");
+            EXPECT_EQ(listed(0, 4), "unk");
         });
         EXPECT_EQ(outcome.out, texts) << format;
     }
-    char text[4];
-    UtlListTimeStr(0, text, sizeof text);
-    EXPECT_STREQ(text, "unk");
 }
 
 } // namespace
