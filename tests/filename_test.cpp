@@ -8,23 +8,23 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
 
 namespace {
 
+using testing::FieldsAre;
+using testing::Pair;
 using testsupport::inChild;
 using testsupport::pairs;
 using testsupport::ScopedFault;
 using testsupport::ScopedOverride;
 using testsupport::ScopedShortReads;
-using testsupport::TemporaryDirectory;
-
-using Expansion = decltype(HostUnixExpandFileName);
 
 std::string expand(const std::string& name, BoolType keepsLinks = TRUE,
-                   Expansion* expansion = HostUnixExpandFileName) {
+                   decltype(HostUnixExpandFileName)* expansion = HostUnixExpandFileName) {
     std::string result(4097 + 8, '#');
     expansion(name.c_str(), result.data(), 4097, keepsLinks, TRUE);
     EXPECT_EQ(result.substr(4097), "########");
@@ -57,15 +57,7 @@ TEST(FileName, IsExpandedAndNormalised) {
     }
     const std::string n4096(4096, 'N');
     const std::string a4095(4095, 'a');
-    std::vector<std::pair<std::string, std::string>> cases = {
-        {"", ""},
-        {"/" + std::string(5000, 'a'), "/" + a4095},
-        {std::string(5000, '"') + "/x", "/x"},
-        {"/$LONGEST/x", "/" + longest},
-        {"/x$" + n4096 + "/y", "/x/y"},
-        {"$" + n4096 + "N", "$" + std::string(4095, 'N')},
-        {a4095, "/usr/" + std::string(4091, 'a')}};
-    const auto table = pairs(R"(
+    auto cases = pairs(R"(
         /x=/x  x=/usr/x  a/b/../c=/usr/a/c  .=/usr  ..=/  "/x y"=/x y  /"/x=/x
         $HOME//x=/home/u/x  ${HOME}x=/home/u/x  ${ABS}x=/absx  ${ABS=/abs  $ABS}=/abs}
         $ABS-x=/abs-x  /$ABS/x=/abs/x  /x$ABS=/x/abs  $ABS$ABS=/abs/abs  /$DOUBLED=/a/b/c
@@ -78,7 +70,13 @@ TEST(FileName, IsExpandedAndNormalised) {
         /x/y/..=/x/  /x/y/../=/x/  /a/b/c/../../d=/a/d  /a//../b=/b  /a/./../b=/b
         /a/../b/../c=/c  /x/.y/..z/...=/x/.y/..z/...  /x/..y/..=/x/  /x./y../z=/x./y../z
         ///x////y/////=/x/y/  /.=/.  /..=/..  /./x=/./x  /../x=/../x  /x/../../y=/../y)");
-    cases.insert(cases.end(), table.begin(), table.end());
+    cases.insert(cases.end(), {{"", ""},
+                               {"/" + std::string(5000, 'a'), "/" + a4095},
+                               {std::string(5000, '"') + "/x", "/x"},
+                               {"/$LONGEST/x", "/" + longest},
+                               {"/x$" + n4096 + "/y", "/x/y"},
+                               {"$" + n4096 + "N", "$" + std::string(4095, 'N')},
+                               {a4095, "/usr/" + std::string(4091, 'a')}});
     for (const auto& [name, expected] : cases) {
         EXPECT_EQ(expand(name), expected) << name.substr(0, 100);
     }
@@ -96,45 +94,44 @@ TEST(FileName, TildeStandsForAHomeDirectory) {
                "  /~root/x=/~root/x  ~" + name + "nn/x=/home/" + name + "/x")) {
         EXPECT_EQ(expand(path), expected) << path;
     }
-    EXPECT_EQ(expand("~nosuchuser", FALSE), "~nosuchuser");
     const ScopedFault interrupted("getpwnam_r", EINTR, 1, 2);
     EXPECT_EQ(expand("~root/x"), rootsHome + "/x");
     const ScopedFault failing("getpwnam_r", EIO);
     EXPECT_EQ(expand("~root/x"), "/home/root/x");
 }
 
-/* file, dir/file, and links */
-struct Tree {
-    TemporaryDirectory directory;
+/* In an own directory: file, dir/file, and links. */
+struct Files : testing::Test {
+    testsupport::TemporaryDirectory directory;
     std::string root = std::filesystem::canonical(directory.path());
 
-    Tree() {
+    Files() {
         std::filesystem::create_directory(root + "/dir");
         std::ofstream(root + "/file") << "12345";
         std::ofstream(root + "/dir/file") << "1234567";
         for (const auto& [name, target] :
-             pairs("link=dir  twice=link  dangling=missing  loop=loop  top=/")) {
+             pairs("link=dir  twice=link  dangling=missing  loop=loop  top=/  ~none=dir")) {
             std::filesystem::create_symlink(target, root + "/" + name);
         }
     }
 };
 
-TEST(FileName, IsResolvedAsFarAsItExists) {
-    const Tree tree;
-    ASSERT_EQ(chdir(tree.root.c_str()), 0);
+TEST_F(Files, NameIsResolvedAsFarAsItExists) {
+    ASSERT_EQ(chdir(root.c_str()), 0);
     for (const auto& [name, expected] : pairs(R"(
             file=/file  dir=/dir/  dir/=/dir/  link=/dir/  twice/file=/dir/file
             link/file=/dir/file  link/none=/dir/none  twice/none/deeper/=/dir/none/deeper/
             none/x=/none/x  link/../file=/file  dangling=/dangling  dangling/x=/dangling/x
             loop/x=/loop/x  file/x=/file/x)")) {
-        EXPECT_EQ(expand(name, FALSE), tree.root + expected) << name;
+        EXPECT_EQ(expand(name, FALSE), root + expected) << name;
     }
-    EXPECT_EQ(expand("link"), tree.root + "/link");
+    EXPECT_EQ(expand("link"), root + "/link");
+    EXPECT_EQ(expand("~none", FALSE), "~none");
     EXPECT_EQ(expand("top", FALSE), "/");
     EXPECT_EQ(expand("top/no-such-name/x", FALSE), "/no-such-name/x");
     EXPECT_EQ(expand("/./tmp", FALSE), "/tmp/");
     const ScopedFault denied("realpath", EACCES);
-    EXPECT_EQ(expand("link/file", FALSE), tree.root + "/link/file");
+    EXPECT_EQ(expand("link/file", FALSE), root + "/link/file");
 }
 
 TEST(FileName, LosesTheAutomountersPrefix) {
@@ -146,9 +143,8 @@ TEST(FileName, LosesTheAutomountersPrefix) {
     EXPECT_EQ(expand("/tmp_mnt/home/u"), "/tmp_mnt/home/u");
 }
 
-TEST(FileTest, TellsSizeAndWhatIsWrong) {
-    const Tree tree;
-    setenv("TREE", tree.root.c_str(), 1);
+TEST_F(Files, SizeOrWhatIsWrongIsTold) {
+    setenv("TREE", root.c_str(), 1);
     const std::tuple<std::string, int64_t, BoolType, int> cases[] = {
         {"/file", 5, TRUE, 77},         {"/link/file", 7, TRUE, 77},
         {"/none", -1, FALSE, ENOENT},   {"/dangling", -1, FALSE, ENOENT},
@@ -159,11 +155,10 @@ TEST(FileTest, TellsSizeAndWhatIsWrong) {
         HostErrSType error;
         error.theErrno = 77;
         const BoolType isFound = expectedSize >= 0;
-        const std::string path = tree.root + name;
-        EXPECT_EQ(HostPathExistSize(path.c_str(), &size, &exists, &error), isFound) << name;
-        EXPECT_EQ(size, expectedSize);
-        EXPECT_EQ(exists, expectedToExist);
-        EXPECT_EQ(error.theErrno, expectedError);
+        EXPECT_EQ(HostPathExistSize((root + name).c_str(), &size, &exists, &error), isFound);
+        EXPECT_THAT(std::tuple(size, exists, error.theErrno),
+                    FieldsAre(expectedSize, expectedToExist, expectedError))
+            << name;
         const std::string unexpanded = "${TREE}/dir/.." + name;
         size = -1;
         EXPECT_EQ(HostFileExistSize(unexpanded.c_str(), &size, &error), isFound);
@@ -172,13 +167,11 @@ TEST(FileTest, TellsSizeAndWhatIsWrong) {
     }
 }
 
-TEST(FileTest, StatTextIsThatOfTheError) {
-    const Tree tree;
+TEST_F(Files, StatTextIsThatOfTheError) {
     struct stat64 info = {};
     char message[64] = "untouched";
     const ScopedFault interrupted("stat64", EINTR, 1, 3);
-    EXPECT_TRUE(UnixIoStat((tree.root + "/file").c_str(), &info, message, sizeof message));
-    EXPECT_EQ(interrupted.hits(), 3);
+    EXPECT_TRUE(UnixIoStat((root + "/file").c_str(), &info, message, sizeof message));
     EXPECT_EQ(info.st_size, 5);
     EXPECT_STREQ(message, "untouched");
     EXPECT_FALSE(UnixIoStat("/no-such-name", &info, message, sizeof message));
@@ -187,13 +180,12 @@ TEST(FileTest, StatTextIsThatOfTheError) {
     EXPECT_STREQ(message, "ENO");
 }
 
-TEST(FileTest, FallsBackToTheRealIdsAndReturns) {
+TEST_F(Files, StatFallsBackToTheRealIdsAndReturns) {
     if (getuid() != 0) {
         GTEST_SKIP() << "needs root";
     }
-    const Tree tree;
-    std::filesystem::permissions(tree.root + "/dir", std::filesystem::perms(0700)); /* root's */
-    std::filesystem::permissions(tree.root, std::filesystem::perms(0755));
+    std::filesystem::permissions(root + "/dir", std::filesystem::perms(0700)); /* root's */
+    std::filesystem::permissions(root, std::filesystem::perms(0755));
     const std::tuple<uid_t, gid_t, std::string, std::string> cases[] = {
         {0, 65534, "/dir/file", "1 7 1 0"},   {0, 0, "/dir/file", "1 7 1 0"},
         {0, 65534, "/dir/none", "0 -1 1 13"}, {0, 65534, "/none", "0 -1 0 2"},
@@ -208,34 +200,30 @@ TEST(FileTest, FallsBackToTheRealIdsAndReturns) {
             int64_t size = -1;
             BoolType exists = 9;
             HostErrSType error;
-            const BoolType found =
-                HostPathExistSize((tree.root + name).c_str(), &size, &exists, &error);
+            const BoolType found = HostPathExistSize((root + name).c_str(), &size, &exists, &error);
             printf("%d %ld %d %d", found, size, exists, error.theErrno);
-            EXPECT_EQ(geteuid(), 65534U);
-            EXPECT_EQ(getegid(), effectiveGroup);
+            EXPECT_THAT(std::pair(geteuid(), getegid()), Pair(65534U, effectiveGroup));
+            const bool switches = real != 65534;
             HostUserIdSType saved = {7, 7};
-            EXPECT_EQ(HostUseRealId_(&saved), real != 65534);
-            EXPECT_EQ(saved.uid, real == 65534 ? 7 : 65534U);
-            EXPECT_EQ(saved.gid, real == 65534 ? 7 : effectiveGroup);
-            EXPECT_EQ(geteuid(), real);
-            EXPECT_EQ(getegid(), real);
+            EXPECT_EQ(HostUseRealId_(&saved), switches);
+            EXPECT_EQ(saved.uid, switches ? 65534U : 7U);
+            EXPECT_EQ(saved.gid, switches ? effectiveGroup : 7U);
+            EXPECT_THAT(std::pair(geteuid(), getegid()), Pair(real, real));
         });
         EXPECT_EQ(outcome.out, result);
     }
 }
 
-TEST(FileAccess, OpenIsRepeatedAndClosedOnExec) {
-    const Tree tree;
+TEST_F(Files, OpenIsRepeatedAndClosedOnExec) {
     umask(0);
     const ScopedFault interrupted("open", EINTR, 1, 3);
-    const int file = HostOpen((tree.root + "/new").c_str(), O_RDWR | O_CREAT, 0640);
+    const int file = HostOpen((root + "/new").c_str(), O_RDWR | O_CREAT, 0640);
     EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
-    const auto permissions = std::filesystem::status(tree.root + "/new").permissions();
-    EXPECT_EQ(permissions, std::filesystem::perms(0640));
+    EXPECT_EQ(std::filesystem::status(root + "/new").permissions(), std::filesystem::perms(0640));
     EXPECT_EQ(HostClose(file), 0);
 }
 
-TEST(FileAccess, CloseIsRepeatedAndTellsTheLastResult) {
+TEST_F(Files, CloseIsRepeatedAndTellsTheLastResult) {
     for (const int error : {EINTR, ERESTART, EIO}) {
         int calls = 0;
         const ScopedOverride<decltype(close)> failingTwice("close", [&](int) {
@@ -248,15 +236,13 @@ TEST(FileAccess, CloseIsRepeatedAndTellsTheLastResult) {
     }
 }
 
-TEST(FileAccess, ReadGoesOnToItsEnd) {
-    const Tree tree;
-    const std::string path = tree.root + "/dir/file"; /* 1234567 */
+TEST_F(Files, ReadGoesOnToItsEnd) {
     const std::tuple<ssize_t, size_t, int, int, ssize_t, const char*> cases[] = {
         {7, 100, EINTR, 1, 7, "1234567"}, {5, 2, EINTR, 2, 5, "12345"},
         {5, 2, ERESTART, 3, 5, "12345"},  {20, 3, EINTR, 4, 7, "1234567"},
         {5, 2, EIO, 2, -1, "12"},         {0, 2, EIO, 1, 0, ""}};
     for (const auto& [wanted, pieces, error, nth, result, read] : cases) {
-        const int file = open(path.c_str(), O_RDONLY);
+        const int file = open((root + "/dir/file").c_str(), O_RDONLY);
         char text[32] = "";
         const ScopedShortReads shortReads(pieces);
         const ScopedFault fault("read", error, nth, 1);
