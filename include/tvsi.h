@@ -59,7 +59,7 @@ void TvsiInit(void);
  * NUL-terminated; empty on success. One byte at least must be writable, whatever the size.
  * It stays empty with TVSI_ERR_BAD_ARG; when the size of a structure in the segment differs
  * (the library prints which one on standard output); and when the cache monitor has recorded
- * no key.
+ * the key 0 while the host id can be read.
  *
  * Waits up to 2 seconds for a cache that is still starting, and up to about 3 seconds for a
  * watching thread that does not start.

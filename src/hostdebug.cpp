@@ -3,7 +3,6 @@
 #include <atomic>
 #include <errno.h>
 #include <limits.h>
-#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <stdarg.h>
@@ -48,10 +47,6 @@ static_assert(sizeof BOX_EDGE == 80 + 1);
 /* Orders everything around it, for whoever looks at the process from outside or from a debugger. */
 void fullBarrier() {
     __sync_synchronize();
-}
-
-void sleepMilliseconds(int milliseconds) {
-    poll(nullptr, 0, milliseconds);
 }
 
 void sleepSeconds(time_t seconds) {
@@ -111,7 +106,7 @@ void becomeDumpable() {
 /* Waits until the child is gone, also when somebody else collected it. */
 void awaitChild(pid_t child) {
     for (;;) {
-        sleepMilliseconds(200);
+        HostMilliSleep(200);
         errno = 0;
         const pid_t result = waitpid(child, nullptr, WNOHANG | WUNTRACED);
         if (result == child) {
@@ -257,7 +252,7 @@ void boxErrno(int errNum) {
 void acquireForkTurn() {
     while (forkCount.fetch_add(1) != 0) {
         forkCount.fetch_sub(1);
-        sleepMilliseconds(10);
+        HostMilliSleep(10);
     }
 }
 

@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <locale.h>
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
@@ -426,11 +427,34 @@ struct tm* HostLocaltimeR(time_t* t, struct tm* buf) {
     return buf;
 }
 
+namespace {
+
+int64_t monotonicNanos() {
+    struct timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * INT64_C(1000000000) + now.tv_nsec;
+}
+
+} // namespace
+
 BoolType HostNanoSleep(int64_t nanosecs) {
     constexpr int64_t SECOND = 1000000000;
     struct timespec span = {nanosecs / SECOND, nanosecs % SECOND};
     int rc = clock_nanosleep(CLOCK_MONOTONIC, 0, &span, nullptr);
     return rc == EINTR || rc == ERESTART;
+}
+
+void HostMilliSleep(int milliseconds) {
+    constexpr int64_t MILLISECOND = 1000000;
+    const int64_t span = milliseconds * MILLISECOND;
+    const int64_t start = monotonicNanos();
+    /* The kernel never restarts a poll, whatever the handler's flags. */
+    for (int64_t left = span; left > 0; left = start + span - monotonicNanos()) {
+        const auto timeout = static_cast<int>((left + MILLISECOND - 1) / MILLISECOND);
+        if (poll(nullptr, 0, timeout) != -1 || errno != EINTR) {
+            return;
+        }
+    }
 }
 
 BoolType HostGetEnv(const char* inStr, char* outStr, size_t outSize) {

@@ -37,6 +37,9 @@ struct tm* HostLocaltimeR(time_t* t, struct tm* buf);
  * not slept. */
 BoolType HostNanoSleep(int64_t nanosecs);
 
+/* Sleeps that long at least: after a signal it sleeps the rest. Async-signal-safe. */
+void HostMilliSleep(int milliseconds);
+
 /* Environment. */
 
 /* Copies the variable inStr to outStr. Returns FALSE, with outStr empty, when it is unset,

@@ -10,7 +10,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <netdb.h>
-#include <poll.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -27,7 +26,7 @@ namespace {
  * Process-wide state, filled on first use and never cleared:
  * - globalDir, globalDirIsOverride: under globalDirOnce.
  * - cachedHostId: 0 until the host id file has been read.
- * - cachedHostName, cachedIpAddress (empty until known) and cachedFtokKey: under cacheMutex,
+ * - cachedHostName, cachedIpAddress (empty until known) and CachedFtokKey: under cacheMutex,
  *   which is never held while anything else is waited for.
  */
 pthread_once_t globalDirOnce = PTHREAD_ONCE_INIT;
@@ -37,8 +36,6 @@ std::atomic<uint64_t> cachedHostId;
 HostMutexSType cacheMutex = {PTHREAD_MUTEX_INITIALIZER, TRUE};
 char cachedHostName[257];
 char cachedIpAddress[46];
-CachedFtokKeyType cachedFtokKey;
-bool cachedFtokKeySet;
 
 class CacheLock {
 public:
@@ -144,15 +141,11 @@ void NetInfoSType::clearStrings() {
     deallocate(&_productDir);
 }
 
+CachedFtokKeyType CachedFtokKey = {-1, ""};
+
 void CachedFtokKeyType::initForKey(int32_t k, const char* str) {
     key = k;
     UtlStrlcpy(locationStr, str, sizeof locationStr);
-}
-
-BoolType NetInfoLocalCachedFtokKey(CachedFtokKeyType* copy) {
-    CacheLock lock;
-    *copy = cachedFtokKey;
-    return cachedFtokKeySet;
 }
 
 void NetInfoLocalLockFileName(const char* name, char* result, size_t resultSize) {
@@ -274,8 +267,7 @@ void fillIdentity(const NetInfoTx64_34xSType& header, const char* name, NetInfoS
     netInfo->ftok_key = static_cast<int32_t>(header.ftok_key);
     if (netInfo->ftok_key != -1) {
         CacheLock lock;
-        cachedFtokKey.initForKey(netInfo->ftok_key, name);
-        cachedFtokKeySet = true;
+        CachedFtokKey.initForKey(netInfo->ftok_key, name);
     }
 }
 
@@ -466,7 +458,7 @@ int resolve(const char* name, int family, int flags, addrinfo** results) {
             return status;
         }
         if (answers > 1) {
-            poll(nullptr, 0, 1);
+            HostMilliSleep(1);
         }
     }
 }
@@ -644,7 +636,7 @@ BoolType NetInfoLocalGetUniqueHostId(uint64_t* result, SysErrorSType* err,
     int lastErrno = 0;
     for (int round = 0; round < rounds; ++round) {
         if (round > 0) {
-            poll(nullptr, 0, 100);
+            HostMilliSleep(100);
         }
         const ScopedDescriptor file(openForReading(path));
         if (file.get() < 0) {

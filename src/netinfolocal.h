@@ -143,13 +143,15 @@ private:
     static const char* text(const char* string) { return string ? string : ""; }
 };
 
-/* The last cache monitor key seen; see NetInfoLocalCachedFtokKey(). */
+/* The last cache monitor key seen, of all threads; -1 before the first. A record read by another
+   thread may change it meanwhile. */
 struct CachedFtokKeyType {
     int32_t key;
     char locationStr[4096];
 
     void initForKey(int32_t k, const char* str);
 };
+extern CachedFtokKeyType CachedFtokKey;
 
 /* The search argument of the directory scan for a Brox's cache. */
 struct ShrPcCacheAddress {
@@ -204,8 +206,5 @@ BoolType findCacheWithBroxName(int count, const char* name, NetInfoResultEnum re
    a cache monitor's. `useCachedValue` must be FALSE. */
 NetInfoResultEnum NetInfoLocalFindFtokKeyForCache(const char* locStr, int32_t* keyPtr,
                                                   SysErrorSType* err, BoolType useCachedValue);
-
-/* Copies the key of the cache monitor read last into `copy`; FALSE when none was read. */
-BoolType NetInfoLocalCachedFtokKey(CachedFtokKeyType* copy);
 
 #endif

@@ -8,11 +8,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <poll.h>
 #include <pthread.h>
 #include <regex.h>
 
 #include "hostdebug.h"
+#include "hostunix.h"
 #include "netinfolocal.h"
 #include "shrpccmn.h"
 #include "tvsihandle.h"
@@ -295,7 +295,7 @@ void awaitDetach(const SharedCacheHandleSType& handle) {
         if (load(handle.status) != SPC_ACTIVE) {
             return;
         }
-        poll(nullptr, 0, stepMs);
+        HostMilliSleep(stepMs);
     }
 }
 
@@ -318,7 +318,7 @@ void* WatcherThreadMain(void* ptr) {
         store(handle->status, SPC_ACTIVE);
     }
     while (isToBeWatched(handle)) {
-        poll(nullptr, 0, WATCH_INTERVAL_MS);
+        HostMilliSleep(WATCH_INTERVAL_MS);
         __sync_synchronize();
     }
     handle->detachCache();
@@ -336,7 +336,7 @@ BoolType SharedCacheHandleSType::startWatcherThread() {
         if (load(status) != SPC_ATTACHED) {
             return TRUE;
         }
-        poll(nullptr, 0, START_WAIT_MS);
+        HostMilliSleep(START_WAIT_MS);
     }
     joinWatcher();
     return FALSE;

@@ -2,6 +2,7 @@
 #include <atomic>
 #include <chrono>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <pthread.h>
 #include <thread>
 
@@ -170,6 +171,36 @@ TEST(WatcherStart, ASlowThreadIsWaitedFor) {
         });
     EXPECT_EQ(attach(cache.name()), success);
     EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
+}
+
+TEST(WatcherStart, SignalsCutNoWaitShort) {
+    const TestCache cache;
+    TvsiInit();
+    const ScopedOverride<decltype(poll)> interrupted("poll", [](auto* fds, auto count, int span) {
+        const int ended = poll(fds, count, std::min(span, 5));
+        errno = EINTR;
+        return span > 5 ? -1 : ended;
+    });
+    SlowStart start{};
+    const ScopedOverride<PthreadCreate> late(
+        "pthread_create", [&](auto* thread, auto* attributes, auto main, void* argument) {
+            start = {main, argument};
+            return pthread_create(thread, attributes, SlowStart::run, &start);
+        });
+    pthread_t watcher{};
+    const ScopedOverride<PthreadJoin> failing("pthread_join", [&](pthread_t thread, void**) {
+        watcher = thread;
+        return EDEADLK;
+    });
+    ASSERT_EQ(attach(cache.name()), success);
+    const long looks = callCount("kill");
+    std::this_thread::sleep_for(1200ms);
+    EXPECT_LE(callCount("kill") - looks, 2);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(TvsiDetachSharedCache(), TVSI_ERR_CACHE_NOT_ATTACHED);
+    EXPECT_EQ(attachments(cache.segment().id()), 1u); /* waited for the watcher's last act */
+    testing::internal::GetCapturedStderr();
+    pthread_join(watcher, nullptr);
 }
 
 TEST(WatcherStart, ACacheThatDiesMeanwhileIsReportedByTheNextQuery) {

@@ -210,6 +210,14 @@ TEST(Clock, SleepTellsWhetherASignalCutItShort) {
     }
 }
 
+TEST(Clock, SleepOfMillisecondsGoesOnAfterSignals) {
+    const ScopedFault signals("poll", EINTR, 1, 3);
+    const auto before = std::chrono::steady_clock::now();
+    HostMilliSleep(30);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(30));
+    EXPECT_EQ(signals.hits(), 3);
+}
+
 TEST(Environment, ValueThatDoesNotFitOrRaisedPrivilegesCountAsUnset) {
     const std::string v99(99, 'v');
     const std::tuple<std::string, size_t, bool> cases[] = {
