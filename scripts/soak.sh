@@ -16,7 +16,7 @@ EOF2
     exit 2
 fi
 
-need build test
-build release soak
+need build test bench
+build optimised soak
 say "$1 rounds"
-build/release/bin/soak "$@"
+build/optimised/bin/soak "$@"

@@ -4,18 +4,18 @@ set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "$0")/lib.sh"
 
-all_stages=(release asan tsan fuzz)
+all_stages=(optimised asan tsan fuzz)
 
 usage() {
     cat <<EOF
 Usage: scripts/test.sh [STAGE...] [-- CTEST-ARGUMENT...]
 
 Stages, all of ${all_stages[*]} unless some are named:
-  release  the tests in an optimised build
-  debug    the tests in a build without optimisation
-  asan     the tests under the address, leak and undefined-behaviour sanitizers
-  tsan     the tests under the thread sanitizer
-  fuzz     a short run of each fuzzer
+  optimised  the tests in an optimised build, and a smoke run of each benchmark
+  debug      the tests in a build without optimisation
+  asan       the tests under the address, leak and undefined-behaviour sanitizers
+  tsan       the tests under the thread sanitizer
+  fuzz       a short run of each fuzzer
 
 What follows -- goes to ctest; for example scripts/test.sh debug -- -R registry
 EOF
@@ -24,7 +24,7 @@ EOF
 stages=()
 while [ $# -gt 0 ]; do
     case $1 in
-    release | debug | asan | tsan | fuzz) stages+=("$1") ;;
+    optimised | debug | asan | tsan | fuzz) stages+=("$1") ;;
     -h | --help)
         usage
         exit
@@ -64,6 +64,7 @@ run_stage() {
     shift
     case $stage in
     fuzz) need build fuzz ;;
+    optimised) need build test bench ;;
     *) need build test ;;
     esac
     build "$stage"
