@@ -37,6 +37,9 @@ struct tm* HostLocaltimeR(time_t* t, struct tm* buf);
  * not slept. */
 BoolType HostNanoSleep(int64_t nanosecs);
 
+/* Nanoseconds on the monotonic clock; 0 when the clock fails. */
+int64_t HostMonotonicNanos();
+
 /* Sleeps that long at least: after a signal it sleeps the rest. Async-signal-safe. */
 void HostMilliSleep(int milliseconds);
 

@@ -10,6 +10,7 @@
 #include <new>
 #include <pthread.h>
 #include <regex.h>
+#include <sched.h>
 
 #include "hostdebug.h"
 #include "hostunix.h"
@@ -24,6 +25,9 @@ constexpr int CACHE_INIT_WAIT_MS = 2000;
 constexpr int WATCH_INTERVAL_MS = 1000;
 constexpr int START_WAIT_TESTS = 102;
 constexpr int START_WAIT_MS = 20;
+/* How long a starter gives way to its watcher before the first test, and how often at most. */
+constexpr int64_t START_YIELD_NS = 2000000;
+constexpr int START_YIELDS = 10000;
 /* Who disabled a view: the reset of a handle, or the detach. */
 constexpr int DISABLED_BY_INIT = 104;
 constexpr int DISABLED_BY_DETACH = 359;
@@ -299,6 +303,17 @@ void awaitDetach(const SharedCacheHandleSType& handle) {
     }
 }
 
+/* A thread usually runs within a fraction of a millisecond: far sooner than a sleep would end. */
+void giveWayToWatcher(const SharedCacheHandleSType& handle) {
+    const int64_t end = HostMonotonicNanos() + START_YIELD_NS;
+    for (int i = 0; i < START_YIELDS && HostMonotonicNanos() < end; ++i) {
+        if (load(handle.status) != SPC_ATTACHED) {
+            return;
+        }
+        sched_yield();
+    }
+}
+
 bool isToBeWatched(SharedCacheHandleSType* handle) {
     return !load(handle->timeToShutdown) && handle->checkCacheIsAlive() &&
            !monitorIsGone(handle->monitorPid) && !HostGetSigTerm();
@@ -331,6 +346,7 @@ BoolType SharedCacheHandleSType::startWatcherThread() {
         fprintf(stderr, "startWatcherThread: HostCreateThread() failed: %s\n", myStrerror(rc));
         return FALSE;
     }
+    giveWayToWatcher(*this);
     for (int i = 0; i < START_WAIT_TESTS; ++i) {
         /* A watcher that has already found the cache dead has started, too. */
         if (load(status) != SPC_ATTACHED) {

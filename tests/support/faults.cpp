@@ -292,7 +292,8 @@ const char* callsThatCannotFail() {
            "closedir exit fprintf free freeaddrinfo getegid geteuid getgid getpid getuid "
            "inet_pton memcpy memmove memrchr memset nl_langinfo printf pthread_attr_destroy "
            "pthread_mutexattr_destroy pthread_once pthread_self puts regerror regfree "
-           "secure_getenv sigemptyset sigfillset snprintf stderr stdout strchr strcmp strerror_r "
+           "sched_yield secure_getenv sigemptyset sigfillset snprintf stderr stdout strchr strcmp "
+           "strerror_r "
            "strlen strncmp strnlen strrchr strspn strstr strtol strtoull vfprintf vprintf "
            "vsnprintf";
 }
