@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <spawn.h>
 #include <stdexcept>
@@ -36,6 +37,18 @@ double nanosecondsOf(const timeval& time) {
     return 1e9 * static_cast<double>(time.tv_sec) + 1e3 * static_cast<double>(time.tv_usec);
 }
 
+/* The exit status of a forked process whose numbers go into the pipe. */
+int sendNumbers(const std::function<std::vector<double>()>& body, int pipeEnd) {
+    try {
+        const std::vector<double> numbers = body();
+        const std::size_t size = numbers.size() * sizeof(double);
+        return write(pipeEnd, numbers.data(), size) == static_cast<ssize_t>(size) ? 0 : 1;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 1;
+    }
+}
+
 } // namespace
 
 std::vector<double> numbersFromFork(const std::function<std::vector<double>()>& body) {
@@ -44,9 +57,7 @@ std::vector<double> numbersFromFork(const std::function<std::vector<double>()>& 
     const pid_t child = fork();
     require(child != -1, "fork");
     if (child == 0) {
-        const std::vector<double> numbers = body();
-        const std::size_t size = numbers.size() * sizeof(double);
-        _exit(write(ends[1], numbers.data(), size) == static_cast<ssize_t>(size) ? 0 : 1);
+        _exit(sendNumbers(body, ends[1])); /* and never on into the parent's benchmarks */
     }
     close(ends[1]);
     std::array<double, 32> numbers{};

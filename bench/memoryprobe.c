@@ -1,7 +1,7 @@
 /*
- * Prints the bytes of memory that this process alone holds, at first, once it has loaded the
- * library named by the first argument, and once it has attached the cache named by the second one
- * and queried it.
+ * Prints the bytes of memory that this process alone holds, page tables included: at first, once it
+ * has loaded the library named by the first argument, once it has attached the cache named by the
+ * second one, and after a query; then the bytes of the segment that it has mapped.
  */
 #include <dlfcn.h>
 #include <stdio.h>
@@ -32,6 +32,27 @@ static long privateKilobytes(void) {
     return sum;
 }
 
+/* Kilobytes, as the kernel gives them under that name. */
+static long statusKilobytes(const char* name) {
+    FILE* status = fopen("/proc/self/status", "r");
+    if (!status) {
+        return -1;
+    }
+    long kilobytes = -1;
+    char line[512];
+    while (fgets(line, sizeof line, status)) {
+        if (strncmp(line, name, strlen(name)) == 0) {
+            sscanf(line + strlen(name), ": %ld", &kilobytes);
+        }
+    }
+    fclose(status);
+    return kilobytes;
+}
+
+static long ownKilobytes(void) {
+    return privateKilobytes() + statusKilobytes("VmPTE");
+}
+
 static void* function(void* library, const char* name) {
     void* address = dlsym(library, name);
     if (!address) {
@@ -44,14 +65,14 @@ int main(int argc, char** argv) {
     if (argc != 3) {
         return 2;
     }
-    privateKilobytes(); /* the first time takes memory */
-    const long atFirst = privateKilobytes();
+    ownKilobytes(); /* the first time takes memory */
+    const long atFirst = ownKilobytes();
     void* library = dlopen(argv[1], RTLD_NOW);
     if (!library) {
         fprintf(stderr, "%s\n", dlerror());
         return 1;
     }
-    const long loaded = privateKilobytes();
+    const long loaded = ownKilobytes();
 
     void (*init)(void);
     int (*attach)(const char*, char*, size_t);
@@ -69,7 +90,10 @@ int main(int argc, char** argv) {
         fprintf(stderr, "%s\n", text);
         return 1;
     }
-    query(1, &result);
-    printf("%ld %ld %ld\n", atFirst * 1024, loaded * 1024, privateKilobytes() * 1024);
+    const long attached = ownKilobytes();
+    query(4999999, &result);
+    const long queried = ownKilobytes();
+    printf("%ld %ld %ld %ld %ld\n", atFirst * 1024, loaded * 1024, attached * 1024, queried * 1024,
+           statusKilobytes("RssShmem") * 1024);
     return 0;
 }

@@ -4,12 +4,13 @@
  * A limit reads the library's own mapping of the segment, so that both walk the same page tables,
  * and writes where the query writes.
  */
-#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstring>
 #include <ctime>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <pthread.h>
 #include <regex.h>
 #include <stdexcept>
@@ -37,6 +38,29 @@ void require(int status, int expected, const char* what) {
     }
 }
 
+/* Records at the start of a page: how a copy's time depends on the place of what is copied is the
+   same in each build. */
+class Records {
+public:
+    explicit Records(int count)
+        : size_(static_cast<std::size_t>(count) * sizeof(TvsiResultSType)),
+          memory_(::operator new(size_, pageSize)) {
+        std::memset(memory_, 1, size_);
+    }
+    Records(const Records&) = delete;
+    Records& operator=(const Records&) = delete;
+    ~Records() { ::operator delete(memory_, pageSize); }
+    TvsiResultSType* data() const { return static_cast<TvsiResultSType*>(memory_); }
+
+private:
+    static constexpr std::align_val_t pageSize{4096};
+    std::size_t size_;
+    void* memory_;
+};
+
+/* Which of two threads this one is: each has results of its own. */
+thread_local std::size_t threadIndex = 0;
+
 /* An attached cache with what its queries and limits need. Its segment goes with the process,
    however that ends. */
 class AttachedCache {
@@ -49,19 +73,18 @@ public:
     const BenchCache& cache() const { return cache_; }
     int entries() const { return cache_.entries(); }
     ShrPcPteSType* table() const { return table_; }
-    TvsiResultSType* results() { return results_.data(); }
+    TvsiResultSType* results() const { return results_[threadIndex].data(); }
     const TvsiResultSType* contiguous() const { return contiguous_.data(); }
 
 private:
     BenchCache cache_;
     ShrPcPteSType* table_ = nullptr;
-    std::vector<TvsiResultSType> results_;
-    std::vector<TvsiResultSType> contiguous_;
+    std::array<Records, 2> results_;
+    Records contiguous_;
 };
 
 AttachedCache::AttachedCache(int entries)
-    : cache_(entries), results_(static_cast<std::size_t>(entries)),
-      contiguous_(static_cast<std::size_t>(entries)) {
+    : cache_(entries), results_{Records(entries), Records(entries)}, contiguous_(entries) {
     TvsiInit();
     char text[1024];
     if (TvsiAttachSharedCache(cache_.name().c_str(), text, sizeof text) != TVSI_SUCCESS) {
@@ -69,8 +92,6 @@ AttachedCache::AttachedCache(int entries)
     }
     cache_.segment().remove();
     table_ = secondProcessTable(cache_);
-    std::memset(static_cast<void*>(contiguous_.data()), 1,
-                contiguous_.size() * sizeof contiguous_[0]);
 }
 
 std::unique_ptr<AttachedCache> attached;
@@ -136,6 +157,15 @@ private:
     regex_t compiled_{};
 };
 
+/* Of a size that the compiler doesn't know: the C library's copy is faster than what the compiler
+   makes of 1800. */
+void copyRecord(TvsiResultSType* result, const AttachedCache& cache, int slot) {
+    std::size_t size = sizeof *result;
+    benchmark::DoNotOptimize(size);
+    std::memcpy(static_cast<void*>(result), &cache.table()[slot].stats, size);
+    benchmark::ClobberMemory();
+}
+
 class LockPair {
 public:
     void operator()() {
@@ -166,6 +196,9 @@ Target copyTarget(int entries) {
     }
     return {Target::ratio, entries < 10000 ? 1.35 : 1.8};
 }
+
+/* Places in queries(). */
+constexpr std::size_t byProcessId = 0, copyOfAll = 5;
 
 const std::vector<Query>& queries() {
     static const std::vector<Query> all = {
@@ -291,8 +324,23 @@ void addKeyLoop(const Plan& plan) {
     addQuery(plan, "miss by process id, against the least", "bare loop over the ids alone", [=] {
         AttachedCache& cache = attachedCache(entries);
         return compare(
-            plan.warm(), [&] { queries()[0].subject(cache); },
+            plan.warm(), [&] { queries()[byProcessId].subject(cache); },
             [&] { requireMiss(bareKeyLoop(cache.table(), entries)); });
+    });
+}
+
+/* What the distance between the records takes, apart from all else. */
+void addCopies(const Plan& plan) {
+    const int entries = plan.entries;
+    addQuery(plan, "mask query, against the same copies", "bare loop of one copy an entry", [=] {
+        AttachedCache& cache = attachedCache(entries);
+        return compare(
+            plan.warm(), [&] { queries()[copyOfAll].subject(cache); },
+            [&] {
+                for (int slot = 0; slot < entries; ++slot) {
+                    copyRecord(cache.results() + slot, cache, slot);
+                }
+            });
     });
 }
 
@@ -318,6 +366,9 @@ public:
             movers_.back().start(std::time(nullptr));
         }
         thread_ = std::thread([this] { write(); });
+        while (writtenPortions_ == 0) {
+            std::this_thread::yield();
+        }
     }
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
@@ -326,20 +377,31 @@ public:
         thread_.join();
     }
 
+    /* Throws when it has written less than half as often as it should. */
+    void requirePace(const Plan& plan) const {
+        if (!plan.quick && 2 * writtenPortions_ < (Clock::now() - start_) / interval) {
+            throw std::runtime_error("the writer was held up");
+        }
+    }
+
 private:
+    /* In small portions, as the owners don't act all at once. */
+    static constexpr long portions = 50;
+    static constexpr Clock::duration interval = 100ms / portions;
+
     void write() {
-        /* In small portions, as the owners don't act all at once. */
-        constexpr std::size_t portions = 50;
-        for (std::size_t portion = 0; !stop_; portion = (portion + 1) % portions) {
-            const auto next = Clock::now() + 100ms / portions;
-            for (std::size_t i = portion; i < movers_.size(); i += portions) {
-                movers_[i].update(std::time(nullptr));
+        while (!stop_) {
+            for (long i = writtenPortions_ % portions; i < std::ssize(movers_); i += portions) {
+                movers_[static_cast<std::size_t>(i)].update(std::time(nullptr));
             }
-            std::this_thread::sleep_until(next);
+            ++writtenPortions_;
+            std::this_thread::sleep_until(start_ + writtenPortions_.load() * interval);
         }
     }
 
     std::vector<standin::CounterMover> movers_;
+    const Clock::time_point start_ = Clock::now();
+    std::atomic<long> writtenPortions_{0};
     std::atomic<bool> stop_{false};
     std::thread thread_;
 };
@@ -370,6 +432,7 @@ private:
     }
 
     void run() {
+        threadIndex = 1;
         for (int next = 1;; ++next) {
             while (started_ < next) {
                 std::this_thread::yield();
@@ -391,8 +454,10 @@ private:
 Comparison compareWithWriter(const Plan& plan, const Query& query, int entries) {
     AttachedCache& cache = attachedCache(entries);
     const Writer writer(cache.cache());
-    return compare(
+    const Comparison result = compare(
         plan.warm(), [&] { query.subject(cache); }, [&] { query.limit(cache); });
+    writer.requirePace(plan);
+    return result;
 }
 
 /* The time that passes for each query when two threads make them as fast as they can. Queries
@@ -417,6 +482,7 @@ Comparison compareOnTwoThreads(const Plan& plan, const Query& query, int entries
     Comparison result = compare(
         plan.warm(Time::passing), [&] { companion.alongside(subject); },
         [&] { companion.alongside(limit); });
+    writer.requirePace(plan);
     for (double* value : {&result.subject, &result.limit, &result.excess}) {
         *value /= 2 * calls;
     }
@@ -438,15 +504,6 @@ void addWithWriter(const Plan& plan) {
     }
 }
 
-/* Of a size that the compiler doesn't know: the C library's copy is faster than what the compiler
-   makes of 1800. */
-void copyRecord(AttachedCache& cache, int slot) {
-    std::size_t size = sizeof(TvsiResultSType);
-    benchmark::DoNotOptimize(size);
-    std::memcpy(static_cast<void*>(cache.results()), &cache.table()[slot].stats, size);
-    benchmark::ClobberMemory();
-}
-
 void addRecordQuery(const Plan& plan, const std::string& name, int (*query)(TvsiResultSType*),
                     int slot) {
     const int entries = plan.entries;
@@ -458,7 +515,7 @@ void addRecordQuery(const Plan& plan, const std::string& name, int (*query)(Tvsi
             [&] {
                 firstOfLimit();
                 lockPair();
-                copyRecord(cache, slot);
+                copyRecord(cache.results(), cache, slot);
             });
     };
     addFigure({name, 0, "lock pair and one copy", {Target::ratio, 1.3}},
@@ -495,7 +552,7 @@ void addFixedCosts(const Plan& plan) {
         [=] {
             AttachedCache& cache = attachedCache(entries);
             return compare(
-                plan.warm(), [&] { queries()[0].subject(cache); }, LockPair());
+                plan.warm(), [&] { queries()[byProcessId].subject(cache); }, LockPair());
         });
     addFigure({"bare loop over the process ids alone", entries, "lock pair"}, [=] {
         AttachedCache& cache = attachedCache(entries);
@@ -514,6 +571,7 @@ void registerBenchmarks(const Plan& plan) {
     }
     addWarm(plan);
     addKeyLoop(plan);
+    addCopies(plan);
     addCold(plan);
     addWithWriter(plan);
 }

@@ -36,7 +36,11 @@ for argument in "$@"; do
         ;;
     esac
 done
-[ ${#benchmarks[@]} -gt 0 ] || benchmarks=(queries attach load tvsistat)
+if [ ${#benchmarks[@]} -eq 0 ]; then
+    benchmarks=(queries attach load tvsistat)
+elif $record; then
+    fail "--record replaces all figures: run it without the name of a benchmark"
+fi
 
 need build bench
 build bench
@@ -44,10 +48,16 @@ bin=build/bench/bin
 library=$(echo build/bench/lib/libtvsi-*-64.so)
 figures=build/bench/figures.md
 
+cache_kilobytes() { echo $(($(getconf "$1_SIZE") / 1024)); }
+
 describe_machine() {
     local model
-    model=$(sed -n 's/^model name[[:space:]]*: //p' /proc/cpuinfo | head -n 1)
-    echo "$model, $(nproc) processors, Linux $(uname -r), $(date --utc +%F);" \
+    model=$(awk -F '[[:space:]]*: ' '
+        $1 == "model name" { name = $2 } $1 == "cpu family" { family = $2 } $1 == "model" { model = $2 }
+        END { printf "%s (family %d, model %d)", name, family, model }' /proc/cpuinfo)
+    echo "$model, $(nproc) processors, caches of $(cache_kilobytes LEVEL1_DCACHE)," \
+        "$(cache_kilobytes LEVEL2_CACHE) and $(cache_kilobytes LEVEL3_CACHE) kB;" \
+        "Linux $(uname -r), $(date --utc +%F);" \
         "load average $(cut -d ' ' -f 1 /proc/loadavg) at the start."
 }
 
