@@ -241,13 +241,13 @@ TEST(Detach, EndsTheAttachmentOnceAndLeavesTheProcessAsItWas) {
             afterFirst = processState(); /* the C library keeps the first thread's stack */
         }
     }
-    const ProcessState after = processState();
+    const ProcessState after = processStateSince(afterFirst);
 #ifndef __SANITIZE_THREAD__ /* it maps something for every new thread */
     EXPECT_LT(after.mappings, afterFirst.mappings + 9) << "less than one a round";
 #endif
     EXPECT_EQ(after.sharedMemory, afterFirst.sharedMemory);
     EXPECT_EQ(after.descriptors, afterFirst.descriptors);
-    EXPECT_EQ(after.threads, afterFirst.threads);
+    EXPECT_LE(after.threads, afterFirst.threads);
     for (int query = 0; query < queryCount; ++query) {
         EXPECT_EQ(anyQuery(query), TVSI_ERR_CACHE_NOT_ATTACHED) << query;
     }

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <string>
 #include <sys/shm.h>
+#include <unistd.h>
 
 namespace testsupport {
 
@@ -23,6 +24,13 @@ ProcessState processState() {
     state.descriptors = entriesOf("/proc/self/fd") - 1;
     state.threads = entriesOf("/proc/self/task");
     return state;
+}
+
+ProcessState processStateSince(const ProcessState& then) {
+    for (int i = 0; i < 1000 && processState().threads > then.threads; ++i) {
+        usleep(1000);
+    }
+    return processState();
 }
 
 std::size_t attachments(int segmentId) {

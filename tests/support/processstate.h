@@ -14,6 +14,9 @@ struct ProcessState {
 };
 
 ProcessState processState();
+/* The same once there are no more threads than then, or after a second: a thread that has been
+   joined may be listed for a moment longer. */
+ProcessState processStateSince(const ProcessState& then);
 std::ostream& operator<<(std::ostream& out, const ProcessState& state);
 /* The attachments of one segment, of all processes; 0 when it is gone. */
 std::size_t attachments(int segmentId);
