@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <immintrin.h>
 #include <new>
 #include <pthread.h>
 #include <regex.h>
@@ -384,27 +385,66 @@ constexpr int FIRST_SLOT = 0;
 /* Vok sessions never own the slots of the cache monitor and the Brox. */
 constexpr int FIRST_VOK_SLOT = 2;
 
+constexpr size_t LINE = 64; /* bytes of a cache line */
+
+/* Every processor that the library starts on has the instructions. */
+[[gnu::target("avx"), gnu::always_inline]] inline void copyLine(char* to, const char* from) {
+    const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i_u*>(from));
+    const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i_u*>(from + LINE / 2));
+    _mm256_storeu_si256(reinterpret_cast<__m256i_u*>(to), low);
+    _mm256_storeu_si256(reinterpret_cast<__m256i_u*>(to + LINE / 2), high);
+}
+
+const char* recordOf(const ShrPcPteSType* pte) {
+    return reinterpret_cast<const char*>(pte) + offsetof(ShrPcPteSType, stats);
+}
+
+/* Copies as copyStatsForPte() does and meanwhile, line by line, has the cache fetch the record of
+   `next`: entries lie too far apart for the processor to foresee which bytes will be wanted. */
+[[gnu::target("avx")]] void copyStatsAndFetch(TvsiResultSType* result, const ShrPcPteSType* pte,
+                                              const ShrPcPteSType* next) {
+    const char* from = recordOf(pte);
+    const char* ahead = recordOf(next);
+    char* to = reinterpret_cast<char*>(result);
+    constexpr size_t last = sizeof *result - LINE;
+    __builtin_prefetch(ahead);
+    copyLine(to, from);
+    for (size_t i = LINE - reinterpret_cast<uintptr_t>(from) % LINE; i < last; i += LINE) {
+        __builtin_prefetch(ahead + i);
+        copyLine(to + i, from + i);
+    }
+    __builtin_prefetch(ahead + sizeof *result - 1);
+    copyLine(to + last, from + last);
+}
+
 /* A sink takes a match and says whether it wants another. This one keeps the first. */
 struct FirstMatchSType {
     ShrPcPteSType* pte = nullptr;
 
-    bool take(ShrPcPteSType* match) {
+    bool take(ShrPcPteSType* match, const ShrPcPteSType* /*end*/) {
         pte = match;
         return false;
     }
 };
 
-/* Copies the matches into an array or, without one, counts them, up to a limit. */
-struct CollectorSType {
+/* Copies the matches into an array or, without one, counts them, up to a limit. While one is
+   copied, the cache fetches the next entry's record if that looks likely to be wanted. */
+template <typename IsLikely> struct CollectorSType {
     TvsiResultSType* result;
     int limit;
+    IsLikely isLikely;
     int count = 0;
 
-    CollectorSType(TvsiResultSType* array, const int* capacity)
-        : result(array), limit(array ? *capacity : INT_MAX) {}
-    bool take(ShrPcPteSType* match) {
+    CollectorSType(TvsiResultSType* array, const int* capacity, IsLikely likely)
+        : result(array), limit(array ? *capacity : INT_MAX), isLikely(likely) {}
+    bool take(ShrPcPteSType* match, const ShrPcPteSType* end) {
         if (result) {
-            copyStatsForPte(result + count, match);
+            const ShrPcPteSType* next = match + 1;
+            if (next < end && ShrPcLoad(next->inUse) != 0 && isLikely(*next)) {
+                copyStatsAndFetch(result + count, match, next);
+            } else {
+                copyStatsForPte(result + count, match);
+            }
         }
         return ++count < limit;
     }
@@ -416,7 +456,7 @@ template <typename Qualifies, typename Sink>
 void scanTable(ShrPcPteSType* table, int first, int end, Qualifies qualifies, Sink* sink) {
     for (int slot = first; slot < end; ++slot) {
         ShrPcPteSType* pte = table + slot;
-        if (ShrPcLoad(pte->inUse) != 0 && qualifies(*pte) && !sink->take(pte)) {
+        if (ShrPcLoad(pte->inUse) != 0 && qualifies(*pte) && !sink->take(pte, table + end)) {
             return;
         }
     }
@@ -430,10 +470,10 @@ ShrPcPteSType* firstMatch(SharedCacheHandleSType* handle, int first, Qualifies q
 }
 
 /* The entries `first` to `end` - 1 that qualify, into the caller's array. */
-template <typename Qualifies>
+template <typename Qualifies, typename IsLikely>
 int collect(ShrPcPteSType* table, int first, int end, TvsiResultSType* result, int* resultSize,
-            Qualifies qualifies) {
-    CollectorSType collector(result, resultSize);
+            Qualifies qualifies, IsLikely isLikely) {
+    CollectorSType collector(result, resultSize, isLikely);
     if (collector.limit > 0) {
         scanTable(table, first, end, qualifies, &collector);
     }
@@ -444,18 +484,18 @@ int collect(ShrPcPteSType* table, int first, int end, TvsiResultSType* result, i
 template <typename Qualifies>
 int collectVoks(SharedCacheHandleSType* handle, TvsiResultSType* result, int* resultSize,
                 Qualifies qualifies) {
-    return collect(handle->shrpcPtr->processTable, FIRST_VOK_SLOT, handle->processTableSize(),
-                   result, resultSize, [&qualifies](const ShrPcPteSType& pte) {
-                       return pte.isVokMainThd() && qualifies(pte);
-                   });
+    return collect(
+        handle->shrpcPtr->processTable, FIRST_VOK_SLOT, handle->processTableSize(), result,
+        resultSize,
+        [&qualifies](const ShrPcPteSType& pte) { return pte.isVokMainThd() && qualifies(pte); },
+        [](const ShrPcPteSType& pte) { return pte.isVokMainThd(); });
 }
 
 } // namespace
 
 void copyStatsForPte(TvsiResultSType* result, ShrPcPteSType* ptePtr) {
     /* A memcpy of a constant size becomes string instructions, which take longer than a call. */
-    memmove(result, reinterpret_cast<const char*>(ptePtr) + offsetof(ShrPcPteSType, stats),
-            sizeof *result);
+    memmove(result, recordOf(ptePtr), sizeof *result);
 }
 
 int SharedCacheHandleSType::processTableSize() {
@@ -508,9 +548,10 @@ int SharedCacheHandleSType::getStatsForMask(unsigned int mask, TvsiResultSType* 
     }
     constexpr unsigned int fixedSlotKinds = SHRPC_MONITOR | SHRPC_BROX;
     const int end = (mask & ~fixedSlotKinds) == 0 ? FIRST_VOK_SLOT : processTableSize();
-    return collect(
-        shrpcPtr->processTable, FIRST_SLOT, end, result, resultSize,
-        [mask](const ShrPcPteSType& pte) { return (ShrPcLoad(pte.statType) & mask) != 0; });
+    const auto isOfKind = [mask](const ShrPcPteSType& pte) {
+        return (ShrPcLoad(pte.statType) & mask) != 0;
+    };
+    return collect(shrpcPtr->processTable, FIRST_SLOT, end, result, resultSize, isOfKind, isOfKind);
 }
 
 int SharedCacheHandleSType::getVokStatsForVokKindRange(int vokKindMin, int vokKindMax,

@@ -130,6 +130,43 @@ TEST_F(Queries, ARecordIsTheEntrysBytesAndTheCacheIsNeverWritten) {
     EXPECT_EQ(std::memcmp(segment, before.data(), before.size()), 0);
 }
 
+/* Wherever in a cache line they begin. */
+TEST(Copies, HoldTheBytesOfEachEntryAndNoneBeside) {
+    TestCache registered;
+    TvsiInit();
+    attach("nobody~1f2e"); /* chooses the directory for good */
+    for (const std::uint32_t shift : {0U, 16U, 40U}) {
+        standin::SegmentGeometry geometry;
+        geometry.processTableOffset = geometry.segmentSize + shift;
+        geometry.segmentSize += slots * sizeof(ShrPcPteSType) + 64;
+        const TestCache cache({.geometry = geometry});
+        registered.recordCache("moved~1f2e", cache.segment().key());
+        ASSERT_EQ(attach("moved~1f2e"), success);
+        for (std::uint32_t slot = 2; slot < slots; ++slot) {
+            auto& stats = cache.entry(slot).stats;
+            auto* bytes = reinterpret_cast<unsigned char*>(&stats);
+            std::iota(bytes, bytes + 1800, static_cast<unsigned char>(7 * slot));
+            cache.occupy(slot, slot % 3 == 0 ? SHRPC_VOK : SHRPC_VOK_PGSVR_MAIN);
+        }
+        cache.segment().release(9); /* next to one that is in use */
+        std::vector<TvsiResultSType> results(slots + 1, poisoned());
+        int count = slots;
+        ASSERT_EQ(TvsiAllStatsForMask(SHRPC_ALL, results.data(), &count), TVSI_SUCCESS);
+        ASSERT_EQ(count, static_cast<int>(slots) - 1);
+        for (std::uint32_t slot = 0, i = 0; slot < slots; ++slot) {
+            if (slot != 9) {
+                const void* expected = &cache.entry(slot).stats;
+                EXPECT_EQ(std::memcmp(&results[i++], expected, 1800), 0) << slot << " " << shift;
+            }
+        }
+        EXPECT_TRUE(isPoisoned(results.back()) && isPoisoned(results[slots - 1]));
+        std::fill(results.begin(), results.end(), poisoned());
+        ASSERT_EQ(TvsiAllStatsForMask(SHRPC_ALL, results.data(), &(count = 5)), TVSI_SUCCESS);
+        EXPECT_TRUE(isPoisoned(results[5]));
+        TvsiDetachSharedCache();
+    }
+}
+
 TEST_F(Queries, AProcessIdIsFoundInTheLowestSlotInUse) {
     occupy(7, SHRPC_PAGEMGR, "", 0, 500);
     occupy(9, SHRPC_VOK, "", 0, 500);
