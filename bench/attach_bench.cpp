@@ -184,7 +184,7 @@ double residentBytes(int segmentId) {
 }
 
 /* What mapping all of a process table in one call does that has pages which nobody ever wrote: the
-   kernel has to supply them. Both figures from one time, for then they are there. */
+   kernel has to supply them. Measured once: afterwards the pages exist. */
 struct UnusedPages {
     Comparison time;
     Comparison memory;

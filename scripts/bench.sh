@@ -16,7 +16,7 @@ Usage: scripts/bench.sh [--record] [BENCHMARK...]
 Runs the benchmarks (queries attach load tvsistat, unless some are named) and writes their figures
 to build/bench/figures.md.
 
-  --record  also puts them in the place of those in $document
+  --record  also puts them in the place of those in $document; with all benchmarks only
 USAGE
 }
 

@@ -427,7 +427,7 @@ struct tm* HostLocaltimeR(time_t* t, struct tm* buf) {
     return buf;
 }
 
-int64_t HostMonotonicNanos() {
+HostHrtime_t HostMonotonicNanos() {
     struct timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return now.tv_sec * INT64_C(1000000000) + now.tv_nsec;
@@ -443,7 +443,7 @@ BoolType HostNanoSleep(int64_t nanosecs) {
 void HostMilliSleep(int milliseconds) {
     constexpr int64_t MILLISECOND = 1000000;
     const int64_t span = milliseconds * MILLISECOND;
-    const int64_t start = HostMonotonicNanos();
+    const HostHrtime_t start = HostMonotonicNanos();
     /* The kernel never restarts a poll, whatever the handler's flags. */
     for (int64_t left = span; left > 0; left = start + span - HostMonotonicNanos()) {
         const auto timeout = static_cast<int>((left + MILLISECOND - 1) / MILLISECOND);

@@ -38,9 +38,9 @@ struct tm* HostLocaltimeR(time_t* t, struct tm* buf);
 BoolType HostNanoSleep(int64_t nanosecs);
 
 /* Nanoseconds on the monotonic clock; 0 when the clock fails. */
-int64_t HostMonotonicNanos();
+HostHrtime_t HostMonotonicNanos();
 
-/* Sleeps that long at least: after a signal it sleeps the rest. Async-signal-safe. */
+/* Sleeps, and after a signal sleeps the rest. Async-signal-safe. */
 void HostMilliSleep(int milliseconds);
 
 /* Environment. */

@@ -36,6 +36,7 @@ std::atomic<uint64_t> cachedHostId;
 HostMutexSType cacheMutex = {PTHREAD_MUTEX_INITIALIZER, TRUE};
 char cachedHostName[257];
 char cachedIpAddress[46];
+CachedFtokKeyType CachedFtokKey = {-1, ""};
 
 class CacheLock {
 public:
@@ -141,11 +142,14 @@ void NetInfoSType::clearStrings() {
     deallocate(&_productDir);
 }
 
-CachedFtokKeyType CachedFtokKey = {-1, ""};
-
 void CachedFtokKeyType::initForKey(int32_t k, const char* str) {
     key = k;
     UtlStrlcpy(locationStr, str, sizeof locationStr);
+}
+
+CachedFtokKeyType NetInfoLocalCachedFtokKey() {
+    CacheLock lock;
+    return CachedFtokKey;
 }
 
 void NetInfoLocalLockFileName(const char* name, char* result, size_t resultSize) {

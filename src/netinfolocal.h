@@ -143,15 +143,13 @@ private:
     static const char* text(const char* string) { return string ? string : ""; }
 };
 
-/* The last cache monitor key seen, of all threads; -1 before the first. A record read by another
-   thread may change it meanwhile. */
+/* The last cache monitor key seen; see NetInfoLocalCachedFtokKey(). */
 struct CachedFtokKeyType {
     int32_t key;
     char locationStr[4096];
 
     void initForKey(int32_t k, const char* str);
 };
-extern CachedFtokKeyType CachedFtokKey;
 
 /* The search argument of the directory scan for a Brox's cache. */
 struct ShrPcCacheAddress {
@@ -206,5 +204,8 @@ BoolType findCacheWithBroxName(int count, const char* name, NetInfoResultEnum re
    a cache monitor's. `useCachedValue` must be FALSE. */
 NetInfoResultEnum NetInfoLocalFindFtokKeyForCache(const char* locStr, int32_t* keyPtr,
                                                   SysErrorSType* err, BoolType useCachedValue);
+
+/* The key of the cache monitor read last, by any thread; -1 when none was read. */
+CachedFtokKeyType NetInfoLocalCachedFtokKey();
 
 #endif

@@ -340,8 +340,8 @@ struct ShrPcIoSamplerSType {
 
 /*
  * This process's view of one attached cache. Lives in the cache handle: filled by the
- * attach, which no other call may overlap, and then under the handle's cacheMutex; all zero
- * while the handle is free. Fields without a remark are not used.
+ * attach, which no other call may overlap, and then changed under the handle's cacheMutex
+ * only; all zero while the handle is free. Fields without a remark are not used.
  */
 struct ShrPcStateSType {
     void* segAddr;         /* where the segment is mapped */

@@ -26,7 +26,8 @@ constexpr int CACHE_INIT_WAIT_MS = 2000;
 constexpr int WATCH_INTERVAL_MS = 1000;
 constexpr int START_WAIT_TESTS = 102;
 constexpr int START_WAIT_MS = 20;
-/* How long a starter gives way to its watcher before the first test, and how often at most. */
+/* How long a starter gives way to its watcher before it sleeps for the first time, and how often at
+   most, should the clock fail. */
 constexpr int64_t START_YIELD_NS = 2000000;
 constexpr int START_YIELDS = 10000;
 /* Who disabled a view: the reset of a handle, or the detach. */
@@ -306,7 +307,7 @@ void awaitDetach(const SharedCacheHandleSType& handle) {
 
 /* A thread usually runs within a fraction of a millisecond: far sooner than a sleep would end. */
 void giveWayToWatcher(const SharedCacheHandleSType& handle) {
-    const int64_t end = HostMonotonicNanos() + START_YIELD_NS;
+    const HostHrtime_t end = HostMonotonicNanos() + START_YIELD_NS;
     for (int i = 0; i < START_YIELDS && HostMonotonicNanos() < end; ++i) {
         if (load(handle.status) != SPC_ATTACHED) {
             return;
@@ -399,8 +400,8 @@ const char* recordOf(const ShrPcPteSType* pte) {
     return reinterpret_cast<const char*>(pte) + offsetof(ShrPcPteSType, stats);
 }
 
-/* Copies as copyStatsForPte() does and meanwhile, line by line, has the cache fetch the record of
-   `next`: entries lie too far apart for the processor to foresee which bytes will be wanted. */
+/* Copies as copyStatsForPte() does and meanwhile, line by line, has the processor's cache fetch the
+   record of `next`: entries lie too far apart to be foreseen. */
 [[gnu::target("avx")]] void copyStatsAndFetch(TvsiResultSType* result, const ShrPcPteSType* pte,
                                               const ShrPcPteSType* next) {
     const char* from = recordOf(pte);
@@ -421,26 +422,29 @@ const char* recordOf(const ShrPcPteSType* pte) {
 struct FirstMatchSType {
     ShrPcPteSType* pte = nullptr;
 
-    bool take(ShrPcPteSType* match, const ShrPcPteSType* /*end*/) {
+    bool take(ShrPcPteSType* match) {
         pte = match;
         return false;
     }
 };
 
 /* Copies the matches into an array or, without one, counts them, up to a limit. While one is
-   copied, the cache fetches the next entry's record if that looks likely to be wanted. */
+   copied, the processor fetches the record after it if that looks likely to be wanted: the entry
+   before `end` is in use and of a likely kind. */
 template <typename IsLikely> struct CollectorSType {
     TvsiResultSType* result;
     int limit;
+    const ShrPcPteSType* end;
     IsLikely isLikely;
     int count = 0;
 
-    CollectorSType(TvsiResultSType* array, const int* capacity, IsLikely likely)
-        : result(array), limit(array ? *capacity : INT_MAX), isLikely(likely) {}
-    bool take(ShrPcPteSType* match, const ShrPcPteSType* end) {
+    CollectorSType(TvsiResultSType* array, const int* capacity, const ShrPcPteSType* tableEnd,
+                   IsLikely likely)
+        : result(array), limit(array ? *capacity : INT_MAX), end(tableEnd), isLikely(likely) {}
+    bool take(ShrPcPteSType* match) {
         if (result) {
             const ShrPcPteSType* next = match + 1;
-            if (next < end && ShrPcLoad(next->inUse) != 0 && isLikely(*next)) {
+            if (count + 1 < limit && next < end && ShrPcLoad(next->inUse) != 0 && isLikely(*next)) {
                 copyStatsAndFetch(result + count, match, next);
             } else {
                 copyStatsForPte(result + count, match);
@@ -456,7 +460,7 @@ template <typename Qualifies, typename Sink>
 void scanTable(ShrPcPteSType* table, int first, int end, Qualifies qualifies, Sink* sink) {
     for (int slot = first; slot < end; ++slot) {
         ShrPcPteSType* pte = table + slot;
-        if (ShrPcLoad(pte->inUse) != 0 && qualifies(*pte) && !sink->take(pte, table + end)) {
+        if (ShrPcLoad(pte->inUse) != 0 && qualifies(*pte) && !sink->take(pte)) {
             return;
         }
     }
@@ -473,7 +477,7 @@ ShrPcPteSType* firstMatch(SharedCacheHandleSType* handle, int first, Qualifies q
 template <typename Qualifies, typename IsLikely>
 int collect(ShrPcPteSType* table, int first, int end, TvsiResultSType* result, int* resultSize,
             Qualifies qualifies, IsLikely isLikely) {
-    CollectorSType collector(result, resultSize, isLikely);
+    CollectorSType collector(result, resultSize, table + end, isLikely);
     if (collector.limit > 0) {
         scanTable(table, first, end, qualifies, &collector);
     }

@@ -40,7 +40,7 @@ struct SharedCacheLockHolder;
 struct SharedCacheHandleSType {
     HostThreadIdType watcherThreadId;
     HostShrMemStateType shrMemState;
-    int32_t status;                 /* atomic; under cacheMutex, or while no other call runs */
+    int32_t status;                 /* atomic; written under cacheMutex, or by an attach */
     int32_t index;                  /* position in the manager's array; -1 before TvsiInit() */
     int32_t monitorPid;             /* process id of the cache monitor, as found at the attach */
     BoolType watcherThreadRunning;  /* atomic; from the watcher's first act until it is joined */

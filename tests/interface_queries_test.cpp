@@ -130,7 +130,7 @@ TEST_F(Queries, ARecordIsTheEntrysBytesAndTheCacheIsNeverWritten) {
     EXPECT_EQ(std::memcmp(segment, before.data(), before.size()), 0);
 }
 
-/* Wherever in a cache line they begin. */
+/* Whether they begin at the start of a cache line, in its middle or elsewhere. */
 TEST(Copies, HoldTheBytesOfEachEntryAndNoneBeside) {
     TestCache registered;
     TvsiInit();

@@ -198,8 +198,8 @@ TEST_F(NetInfoLocal, OnlyAMonitorsKeyIsRemembered) {
         registry.writeRecord(name, liveRecord(kind, recorded));
         EXPECT_EQ(NetInfoLocalFindFtokKeyForCache(name, &key, nullptr, FALSE), NIRES_OK);
         EXPECT_EQ(key, found) << name;
-        EXPECT_EQ(CachedFtokKey.locationStr + (" " + std::to_string(CachedFtokKey.key)), remembered)
-            << name;
+        const CachedFtokKeyType last = NetInfoLocalCachedFtokKey();
+        EXPECT_EQ(last.locationStr + (" " + std::to_string(last.key)), remembered) << name;
     }
 }
 

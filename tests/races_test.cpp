@@ -36,15 +36,9 @@ void inThreads(const std::function<void(int)>& body) {
     }
 }
 
-/* The thread sanitizer starts a thread of its own with the first one. */
-ProcessState stateAfterFirstThread() {
-    std::thread([] {}).join();
-    return processState();
-}
-
 void expectNothingLeft(const ProcessState& before) {
-    const ProcessState after = processStateSince(before);
-    EXPECT_LE(after.threads, before.threads);
+    const ProcessState after = settledState();
+    EXPECT_EQ(after.threads, before.threads);
     EXPECT_EQ(after.sharedMemory, before.sharedMemory);
     EXPECT_EQ(callCount("pthread_join"), callCount("pthread_create"));
 }

@@ -79,16 +79,16 @@ int main(int argc, char** argv) try {
     for (int round = 1; round <= rounds; ++round) {
         runRound(options, &random);
         if (round <= 10) {
-            early = processState();
+            early = settledState();
             earlyPages = residentPages();
         }
     }
-    const ProcessState late = processStateSince(early);
+    const ProcessState late = settledState();
     const long latePages = residentPages();
     printf("%d rounds; resident: %ld pages early, %ld late\n", rounds, earlyPages, latePages);
     require(late.sharedMemory == early.sharedMemory, "segments stay mapped");
     require(late.descriptors == early.descriptors, "descriptors stay open");
-    require(late.threads <= early.threads, "threads stay");
+    require(late.threads == early.threads, "threads stay");
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) /* they keep what is freed */
     require(late.mappings == early.mappings, "mappings stay");
     require(std::labs(latePages - earlyPages) * 100 <= earlyPages, "memory changes by over 1 %");

@@ -293,9 +293,8 @@ const char* callsThatCannotFail() {
            "inet_pton memcpy memmove memrchr memset nl_langinfo printf pthread_attr_destroy "
            "pthread_mutexattr_destroy pthread_once pthread_self puts regerror regfree "
            "sched_yield secure_getenv sigemptyset sigfillset snprintf stderr stdout strchr strcmp "
-           "strerror_r "
-           "strlen strncmp strnlen strrchr strspn strstr strtol strtoull vfprintf vprintf "
-           "vsnprintf";
+           "strerror_r strlen strncmp strnlen strrchr strspn strstr strtol strtoull vfprintf "
+           "vprintf vsnprintf";
 }
 
 void detail::setOverride(const std::string& function, const std::type_info& type, void* body) {

@@ -2,6 +2,7 @@
 #ifndef TESTSUPPORT_PROCESSSTATE_H
 #define TESTSUPPORT_PROCESSSTATE_H
 
+#include <cstddef>
 #include <ostream>
 
 namespace testsupport {
@@ -14,9 +15,10 @@ struct ProcessState {
 };
 
 ProcessState processState();
-/* The same once there are no more threads than then, or after a second: a thread that has been
-   joined may be listed for a moment longer. */
-ProcessState processStateSince(const ProcessState& then);
+/* The same with one thread, or after a second: one that has been joined may be listed for a moment
+   longer. The thread sanitizer starts a thread of its own with the first one, in a child, too. */
+ProcessState settledState();
+ProcessState stateAfterFirstThread();
 std::ostream& operator<<(std::ostream& out, const ProcessState& state);
 /* The attachments of one segment, of all processes; 0 when it is gone. */
 std::size_t attachments(int segmentId);
