@@ -238,10 +238,10 @@ TEST(Detach, EndsTheAttachmentOnceAndLeavesTheProcessAsItWas) {
         EXPECT_EQ(TvsiStatsForShrPcMon(&record), TVSI_SUCCESS);
         ASSERT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
         if (round == 0) {
-            afterFirst = settledState(); /* the C library keeps the first thread's stack */
+            afterFirst = restingState(); /* the C library keeps the first thread's stack */
         }
     }
-    const ProcessState after = settledState();
+    const ProcessState after = processStateSince(afterFirst);
 #ifndef __SANITIZE_THREAD__ /* it maps something for every new thread */
     EXPECT_LT(after.mappings, afterFirst.mappings + 9) << "less than one a round";
 #endif

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sched.h>
 #include <thread>
 
 #include "hostunixmt.h"
@@ -170,6 +171,33 @@ TEST(WatcherStart, ASlowThreadIsWaitedFor) {
             return pthread_create(thread, attributes, SlowStart::run, &start);
         });
     EXPECT_EQ(attach(cache.name()), success);
+    EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
+}
+
+TEST(WatcherStart, APromptThreadIsNotSleptFor) {
+    const TestCache cache;
+    TvsiInit();
+    long looks = 0;
+    const ScopedOverride<decltype(clock_gettime)> noTimePasses("clock_gettime",
+                                                               [](auto, auto* now) {
+                                                                   *now = {};
+                                                                   return 0;
+                                                               });
+    /* The starter gives way until the watcher has had its first look at the cache. */
+    const ScopedOverride<decltype(sched_yield)> giveWay("sched_yield", [&] {
+        return eventually([&] { return callCount("kill") > looks; }) ? 0 : -1;
+    });
+    std::atomic<int> startSleeps{0};
+    const ScopedOverride<decltype(poll)> counted("poll", [&](auto* fds, auto count, int span) {
+        startSleeps += span < 1000 ? 1 : 0;
+        return poll(fds, count, span);
+    });
+    const ScopedOverride<PthreadCreate> prompt("pthread_create", [&](auto... arguments) {
+        looks = callCount("kill");
+        return pthread_create(arguments...);
+    });
+    EXPECT_EQ(attach(cache.name()), success);
+    EXPECT_EQ(startSleeps, 0);
     EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
 }
 

@@ -37,7 +37,7 @@ void inThreads(const std::function<void(int)>& body) {
 }
 
 void expectNothingLeft(const ProcessState& before) {
-    const ProcessState after = settledState();
+    const ProcessState after = processStateSince(before);
     EXPECT_EQ(after.threads, before.threads);
     EXPECT_EQ(after.sharedMemory, before.sharedMemory);
     EXPECT_EQ(callCount("pthread_join"), callCount("pthread_create"));

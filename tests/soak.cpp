@@ -79,11 +79,11 @@ int main(int argc, char** argv) try {
     for (int round = 1; round <= rounds; ++round) {
         runRound(options, &random);
         if (round <= 10) {
-            early = settledState();
+            early = restingState();
             earlyPages = residentPages();
         }
     }
-    const ProcessState late = settledState();
+    const ProcessState late = processStateSince(early);
     const long latePages = residentPages();
     printf("%d rounds; resident: %ld pages early, %ld late\n", rounds, earlyPages, latePages);
     require(late.sharedMemory == early.sharedMemory, "segments stay mapped");

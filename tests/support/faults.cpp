@@ -195,6 +195,7 @@ int setrlimit(int, const struct rlimit*);
     CALL(realpath, zero, EACCES, EIO, ELOOP, ENAMETOOLONG, ENOENT, ENOMEM, ENOTDIR)                \
     CALL(regcomp, asResult, REG_ESPACE)                                                            \
     CALL(regexec, asResult, REG_ESPACE)                                                            \
+    CALL(sched_yield, minusOne, ENOSYS)                                                            \
     CALL(setegid, minusOne, EINVAL, EPERM)                                                         \
     CALL(seteuid, minusOne, EINVAL, EPERM)                                                         \
     CALL(setlocale, zero, ENOENT)                                                                  \
@@ -292,7 +293,7 @@ const char* callsThatCannotFail() {
            "closedir exit fprintf free freeaddrinfo getegid geteuid getgid getpid getuid "
            "inet_pton memcpy memmove memrchr memset nl_langinfo printf pthread_attr_destroy "
            "pthread_mutexattr_destroy pthread_once pthread_self puts regerror regfree "
-           "sched_yield secure_getenv sigemptyset sigfillset snprintf stderr stdout strchr strcmp "
+           "secure_getenv sigemptyset sigfillset snprintf stderr stdout strchr strcmp "
            "strerror_r strlen strncmp strnlen strrchr strspn strstr strtol strtoull vfprintf "
            "vprintf vsnprintf";
 }

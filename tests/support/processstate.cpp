@@ -27,21 +27,21 @@ ProcessState processState() {
     return state;
 }
 
-ProcessState settledState() {
-#ifdef __SANITIZE_THREAD__
-    constexpr std::size_t ownThreads = 2;
-#else
-    constexpr std::size_t ownThreads = 1;
-#endif
-    for (int i = 0; i < 1000 && processState().threads > ownThreads; ++i) {
-        usleep(1000);
-    }
+ProcessState restingState() {
+    usleep(5000);
     return processState();
 }
 
 ProcessState stateAfterFirstThread() {
     std::thread([] {}).join();
-    return settledState();
+    return restingState();
+}
+
+ProcessState processStateSince(const ProcessState& then) {
+    for (int i = 0; i < 1000 && processState().threads > then.threads; ++i) {
+        usleep(1000);
+    }
+    return processState();
 }
 
 std::size_t attachments(int segmentId) {

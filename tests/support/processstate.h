@@ -15,10 +15,13 @@ struct ProcessState {
 };
 
 ProcessState processState();
-/* The same with one thread, or after a second: one that has been joined may be listed for a moment
-   longer. The thread sanitizer starts a thread of its own with the first one, in a child, too. */
-ProcessState settledState();
+/* The same a few milliseconds later: a thread that has been joined is listed for a moment longer.
+ */
+ProcessState restingState();
+/* The thread sanitizer starts a thread of its own with the first one, in a child, too. */
 ProcessState stateAfterFirstThread();
+/* The state once there are no more threads than then, or after a second. */
+ProcessState processStateSince(const ProcessState& then);
 std::ostream& operator<<(std::ostream& out, const ProcessState& state);
 /* The attachments of one segment, of all processes; 0 when it is gone. */
 std::size_t attachments(int segmentId);
