@@ -429,8 +429,8 @@ struct FirstMatchSType {
 };
 
 /* Copies the matches into an array or, without one, counts them, up to a limit. While one is
-   copied, the processor fetches the record after it if that looks likely to be wanted: the entry
-   before `end` is in use and of a likely kind. */
+   copied, the processor fetches the record of the next entry (before `end`) if that is in use and
+   likely to be wanted. */
 template <typename IsLikely> struct CollectorSType {
     TvsiResultSType* result;
     int limit;

@@ -149,27 +149,28 @@ TEST(WatcherStart, ARefusedThreadLeavesTheHandleFree) {
     expectUsable(cache);
 }
 
-/* The watcher's main function, called late. */
-struct SlowStart {
-    void* (*main)(void*);
-    void* argument;
+/* In its scope, a watcher's main function is called 0.7 seconds late. */
+class LateWatcher {
+    void* (*main_)(void*) = nullptr;
+    void* argument_ = nullptr;
+    ScopedOverride<PthreadCreate> create_{
+        "pthread_create", [this](auto* thread, auto* attributes, auto main, void* argument) {
+            main_ = main;
+            argument_ = argument;
+            return pthread_create(thread, attributes, run, this);
+        }};
 
     static void* run(void* self) {
-        const auto* start = static_cast<SlowStart*>(self);
+        const auto* late = static_cast<LateWatcher*>(self);
         std::this_thread::sleep_for(700ms);
-        return start->main(start->argument);
+        return late->main_(late->argument_);
     }
 };
 
 TEST(WatcherStart, ASlowThreadIsWaitedFor) {
     const TestCache cache;
     TvsiInit();
-    SlowStart start{};
-    const ScopedOverride<PthreadCreate> late(
-        "pthread_create", [&](auto* thread, auto* attributes, auto main, void* argument) {
-            start = {main, argument};
-            return pthread_create(thread, attributes, SlowStart::run, &start);
-        });
+    LateWatcher late;
     EXPECT_EQ(attach(cache.name()), success);
     EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
 }
@@ -209,12 +210,7 @@ TEST(WatcherStart, SignalsCutNoWaitShort) {
         errno = EINTR;
         return span > 5 ? -1 : ended;
     });
-    SlowStart start{};
-    const ScopedOverride<PthreadCreate> late(
-        "pthread_create", [&](auto* thread, auto* attributes, auto main, void* argument) {
-            start = {main, argument};
-            return pthread_create(thread, attributes, SlowStart::run, &start);
-        });
+    LateWatcher late;
     ASSERT_EQ(attach(cache.name()), success);
     const long looks = callCount("kill");
     std::this_thread::sleep_for(1200ms);
