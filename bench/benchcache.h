@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "support/testcache.h"
+#include "testcache.h"
 
 namespace bench {
 

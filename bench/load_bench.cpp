@@ -4,7 +4,7 @@
 
 #include "benchmain.h"
 #include "childprocess.h"
-#include "support/temporarydirectory.h"
+#include "temporarydirectory.h"
 #include "utl.h"
 
 namespace bench {

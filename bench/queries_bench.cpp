@@ -18,7 +18,7 @@
 
 #include "benchcache.h"
 #include "benchmain.h"
-#include "standin/countermover.h"
+#include "countermover.h"
 #include "tvsi.h"
 
 namespace bench {

@@ -19,9 +19,9 @@
 #include <unistd.h>
 #include <vector>
 
+#include "cacheview.h"
 #include "fuzzing.h"
-#include "standin/cacheview.h"
-#include "standin/registrydirectory.h"
+#include "registrydirectory.h"
 #include "tvsi.h"
 
 using namespace fuzzing;

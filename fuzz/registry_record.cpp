@@ -8,7 +8,7 @@
 
 #include "fuzzing.h"
 #include "netinfolocal.h"
-#include "standin/registrydirectory.h"
+#include "registrydirectory.h"
 
 using namespace fuzzing;
 

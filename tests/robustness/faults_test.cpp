@@ -1,0 +1,283 @@
+/* Every call into the C library fails once: the documented status and text, and nothing is left. */
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <netdb.h>
+#include <optional>
+#include <poll.h>
+#include <set>
+#include <sys/stat.h>
+#include <thread>
+
+#include "attachcall.h"
+#include "faults.h"
+#include "process.h"
+#include "processstate.h"
+#include "queries.h"
+#include "testcache.h"
+
+using namespace testsupport;
+using testing::HasSubstr;
+
+namespace {
+
+/* In its scope no sleep takes more than a few milliseconds, and no name server is asked. */
+struct ShortWaits {
+    ScopedOverride<decltype(poll)> shortPoll{"poll", [](auto* fds, auto count, int timeout) {
+                                                 return poll(fds, count, std::min(timeout, 2));
+                                             }};
+    ScopedOverride<decltype(nanosleep)> noSleep{"nanosleep", [](auto*, auto*) { return 0; }};
+    ScopedOverride<decltype(getaddrinfo)> ownAddress{
+        "getaddrinfo", [](auto*, auto* service, auto* hints, auto** results) {
+            return getaddrinfo("127.0.0.1", service, hints, results);
+        }};
+};
+
+/* In a child: the call that fails, as long as one is to fail, and whether it has. */
+std::optional<ScopedFault> armed;
+int hits;
+
+void disarm() {
+    if (armed) {
+        hits = armed->hits();
+        armed.reset();
+    }
+}
+
+void require(bool holds, const std::string& what) {
+    if (!holds) {
+        fprintf(stderr, "%s\n", what.c_str());
+        exit(2);
+    }
+}
+
+/* A whole life of an attachment: all functions of the interface, with statuses that fit. */
+void useInterface(const TestCache& cache, const std::string& failing) {
+    const Answer attached = attachForBrox(cache.broxName());
+    const bool isAttached = attached.status == TVSI_SUCCESS;
+    const std::set<int> documented = {TVSI_SUCCESS, TVSI_ERR_CACHE_ATTACH_FAILED,
+                                      TVSI_ERR_WATCHER_THREAD_FAILED, TVSI_ERR_CACHE_NOT_FOUND};
+    require(documented.contains(attached.status) && attached.text.empty() == isAttached,
+            "attach answers " + testing::PrintToString(attached));
+    for (int i = 0; i < queryCount; ++i) {
+        const int status = anyQuery(i);
+        const bool fits = isAttached ? status == TVSI_SUCCESS || status == TVSI_ERR_NOT_FOUND
+                                     : status == TVSI_ERR_CACHE_NOT_ATTACHED;
+        require(fits || (status == TVSI_ERR_BAD_REGEX && failing.starts_with("reg")),
+                "query " + std::to_string(i) + " answers " + std::to_string(status));
+    }
+    const int detached = TvsiDetachSharedCache();
+    require(detached == (isAttached ? TVSI_SUCCESS : TVSI_ERR_CACHE_NOT_ATTACHED) ||
+                failing == "pthread_join",
+            "detach answers " + std::to_string(detached));
+}
+
+/* In a child: fails one call of this thread, then looks for traces. */
+void failNthCall(const TestCache& cache, const std::string& function, int nth, int error) {
+    const ShortWaits waits;
+    const ProcessState before = stateAfterFirstThread();
+    armed.emplace(function, error, nth, 1, CallsOf::thisThread);
+    useInterface(cache, function);
+    disarm();
+    TvsiDetachSharedCache();
+    const ProcessState after = processStateSince(before);
+    require(after.sharedMemory == before.sharedMemory && after.descriptors == before.descriptors &&
+                after.threads == before.threads,
+            "something is left: " + testing::PrintToString(std::pair(before, after)));
+    if (HostGetGlobalTalvexDir() == cache.directory().string() + "/") { /* else: chosen for good */
+        require(attach(cache.name()) == success, "no attach without a fault");
+        TvsiDetachSharedCache();
+    }
+}
+
+/* A failure is a broken invariant: the library ends the process. */
+bool endsProcess(const std::string& function) {
+    return function.starts_with("pthread_mutex") || function.ends_with("rlimit") ||
+           function == "sigaction";
+}
+
+/* Runs that in a child. Whether the call was made, and so failed. */
+bool failsInChild(const TestCache& cache, const std::string& function, int nth, int error) {
+    SCOPED_TRACE(testing::Message() << function << " call " << nth << " error " << error);
+    const auto body = [&] {
+        atexit([] { /* also on the way out of the fatal path */
+                    disarm();
+                    fprintf(stderr, "hits %d", hits);
+        });
+        failNthCall(cache, function, nth, error);
+    };
+    const Outcome outcome = inChild(body, 60);
+    const bool isHit = outcome.err.ends_with("hits 1");
+    const bool ends = isHit && endsProcess(function);
+    EXPECT_EQ(outcome.status, ends ? 1 : 0) << "signal " << outcome.signal << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr(ends ? "HostCallDebugger: invoked at: " : ""));
+    return isHit;
+}
+
+struct Faults : testing::Test {
+    Faults() { TvsiInit(); }
+    TestCache cache;
+};
+
+} // namespace
+
+TEST_F(Faults, EveryFunctionThatTheLibraryCallsIsClassified) {
+#ifdef TVSI_COVERAGE
+    GTEST_SKIP() << "the counters call functions of their own";
+#endif
+    const Outcome symbols = run({"nm", "--undefined-only", "--format=just-symbols",
+                                 "--without-symbol-versions", TVSI_LIBRARY});
+    ASSERT_THAT(symbols.out, HasSubstr("shmget")) << symbols.err;
+    std::istringstream unfailing(callsThatCannotFail());
+    std::set<std::string> known{std::istream_iterator<std::string>(unfailing), {}};
+    for (const auto& call : interposedCalls()) {
+        known.insert(call.first);
+    }
+    const auto isRuntime = testing::ContainsRegex("^(_ITM_|__cxa_(at|finalize)|__gmon_start__|"
+                                                  "__(a|l|t|ub)san_|__sanitizer|_Unwind)");
+    std::istringstream lines(symbols.out);
+    for (std::string symbol; lines >> symbol;) {
+        EXPECT_TRUE(known.contains(symbol) || testing::Matches(isRuntime)(symbol))
+            << "faults.cpp has no line for " << symbol;
+    }
+}
+
+TEST_F(Faults, EachCallFailsOnceWithEachOfItsErrorsAndNothingIsLeft) {
+    cache.registry().removeRecord(cache.broxName()); /* so that the directory is scanned */
+    std::set<std::string> reached;
+    int executions = 0;
+    for (const auto& [function, errors] : interposedCalls()) {
+        bool isMade = true;
+        /* How often an attach calls these depends on how soon its watcher runs. */
+        const bool isRepeated = function == "clock_gettime" || function == "sched_yield";
+        const int end = isRepeated ? 4 : 200;
+        for (int nth = 1; isMade && nth < end && !HasFailure(); ++nth) {
+            isMade = std::ranges::all_of(errors, [&](int error) {
+                ++executions;
+                return failsInChild(cache, function, nth, error);
+            });
+            if (isMade) {
+                reached.insert(function);
+            }
+        }
+    }
+    EXPECT_GE(reached.size(), 25U) << testing::PrintToString(reached);
+    printf("%d executions, %zu functions made to fail\n", executions, reached.size());
+}
+
+TEST_F(Faults, TheTextOfAFailedAttachNamesTheCallAndTheError) {
+    const std::string file = cache.registry().recordFile(cache.name());
+    const std::string key = std::to_string(cache.segment().key());
+    const std::string id = std::to_string(cache.segment().id());
+    struct {
+        const char* function;
+        int error, count;
+        std::string text; /* none: the attach succeeds */
+    } const cases[] = {
+        {"open", EMFILE, 99, "open(" + file + ", ORDONLY) failed with EMFILE Too many open files"},
+        {"open", EINTR, 5, ""},
+        {"read", EINTR, 7, ""},
+        {"close", EINTR, 3, ""},
+        {"kill", EPERM, 99, ""},
+        {"shmget", EACCES, 1, ""},
+        {"shmget", ENOENT, 1,
+         "shmget(" + key + ", 0, 1312) failed with ENOENT No such file or directory"},
+        {"shmctl", EIDRM, 1, "shmctl(" + id + ", IPC_STAT, ) failed with EIDRM Identifier removed"},
+        {"shmat", ENOMEM, 1,
+         "shmat( " + id + " , (nil), 0x0) failed with ENOMEM Cannot allocate memory"},
+        {"getaddrinfo", EAI_AGAIN, 99, ""},
+        {"strdup", ENOMEM, 99, ""},
+    };
+    for (const auto& example : cases) {
+        SCOPED_TRACE(testing::Message() << example.function << " error " << example.error);
+        const Outcome outcome = inChild([&] {
+            const ShortWaits waits;
+            const ScopedShortReads reads(1); /* which make no difference */
+            HostGetGlobalTalvexDir();        /* chosen before anything fails */
+            const ScopedFault fault(example.function, example.error, 1, example.count);
+            const std::string answer = testing::PrintToString(attach(cache.name()));
+            printf("%d %s", fault.hits() > 0, answer.c_str());
+        });
+        const Answer failure{TVSI_ERR_CACHE_ATTACH_FAILED, example.text};
+        EXPECT_EQ(outcome.out,
+                  "1 " + testing::PrintToString(example.text.empty() ? success : failure))
+            << outcome.err << " signal " << outcome.signal;
+    }
+}
+
+TEST_F(Faults, AFailedDetachIsReported) {
+    ASSERT_EQ(attach(cache.name()), success);
+    const ScopedFault fault("shmdt", EINVAL);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
+    EXPECT_THAT(
+        testing::internal::GetCapturedStderr(),
+        testing::MatchesRegex("Error detaching from SharedPageCache: shmdt\\(0x[0-9a-f]+\\) "
+                              "failed with EINVAL Invalid argument\n"
+                              "  Could not detach from the shared memory segment starting\n"
+                              "  at address 0x[0-9a-f]+\n"));
+}
+
+TEST_F(Faults, AWatcherThatCannotBeJoinedTouchesNoRecycledHandle) {
+    const ProcessState before = stateAfterFirstThread();
+    ASSERT_EQ(attach(cache.name()), success);
+    {
+        const ScopedFault fault("pthread_join", EINVAL);
+        EXPECT_EQ(TvsiDetachSharedCache(), TVSI_ERR_CACHE_NOT_ATTACHED);
+    }
+    usleep(1500000); /* longer than the watcher sleeps */
+    EXPECT_EQ(processStateSince(before).threads, before.threads);
+    EXPECT_EQ(attach(cache.name()), success);
+    EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
+}
+
+TEST_F(Faults, AFullStandardOutputChangesNoStatus) {
+    cache.header().initDone = FALSE;
+    const Outcome outcome = inChild([&] {
+        dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
+        fprintf(stderr, "%s", attach(cache.name()).text.c_str());
+        _exit(0);
+    });
+    EXPECT_THAT(outcome.err, testing::StartsWith("[ERROR]: Time out after 2 seconds"));
+}
+
+TEST_F(Faults, WhatTheUserMayNotReadGivesTheDocumentedText) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root";
+    }
+    const std::string file = cache.registry().recordFile(cache.name());
+    chmod(cache.directory().c_str(), 0755);
+    const auto textForNobody = [&](mode_t directoryMode, mode_t fileMode) {
+        chmod(cache.registry().locksDirectory().c_str(), directoryMode);
+        chmod(file.c_str(), fileMode);
+        const Outcome outcome = inChild([&] {
+            require(setgid(65534) == 0 && setuid(65534) == 0, "still root");
+            printf("%s", attach(cache.name()).text.c_str());
+        });
+        return outcome.out;
+    };
+    const std::string denied = " failed with EACCES Permission denied";
+    const std::string key = std::to_string(cache.segment().key());
+    EXPECT_EQ(textForNobody(0755, 0600), "open(" + file + ", ORDONLY)" + denied);
+    EXPECT_EQ(textForNobody(0755, 0644), "shmget(" + key + ", 0, 1280)" + denied);
+    EXPECT_EQ(textForNobody(0700, 0644), "file not found: " + file + " errno = -1");
+}
+
+TEST_F(Faults, AProgramWithRaisedPrivilegesIgnoresTheEnvironment) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers refuse to run with raised privileges";
+#endif
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root";
+    }
+    chmod(cache.directory().c_str(), 0755);
+    const std::string helper = cache.directory() / "helper";
+    std::filesystem::copy_file(TVSI_ATTACH_HELPER, helper);
+    const auto attachWithHelper = [&] {
+        return run({helper, cache.name()}, {{"TALVEX_GLOBAL_DIR", cache.directory()}});
+    };
+    EXPECT_EQ(attachWithHelper().status, TVSI_SUCCESS);
+    ASSERT_TRUE(chown(helper.c_str(), 65534, 65534) == 0 && chmod(helper.c_str(), 04755) == 0);
+    const Outcome outcome = attachWithHelper();
+    EXPECT_EQ(outcome.status, TVSI_ERR_CACHE_ATTACH_FAILED);
+    EXPECT_EQ(outcome.out, "file not found: /opt/talvex/locks/prod~1f2e..LCK errno = -1\n");
+}

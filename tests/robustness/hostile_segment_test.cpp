@@ -1,0 +1,206 @@
+/* Segments and registry files with any contents: refused with a text or served, never followed. */
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/shm.h>
+#include <sys/stat.h>
+
+#include "attachcall.h"
+#include "faults.h"
+#include "member.h"
+#include "processstate.h"
+#include "queries.h"
+#include "testcache.h"
+
+using namespace testsupport;
+using testing::HasSubstr;
+
+namespace {
+
+constexpr std::uint32_t slots = 5;
+constexpr std::uint64_t tableSize = slots * sizeof(ShrPcPteSType);
+
+/* Maps a segment with inaccessible pages before and behind it, which stay when it goes. */
+void* attachGuarded(int id, int flags) {
+    constexpr int kind = MAP_PRIVATE | MAP_ANONYMOUS;
+    auto* start = static_cast<char*>(mmap(nullptr, 64 << 20, PROT_NONE, kind, -1, 0));
+    constexpr std::uintptr_t alignment = 0x200000;
+    const std::uintptr_t rest = reinterpret_cast<std::uintptr_t>(start) % alignment;
+    return shmat(id, start + alignment - rest, flags | SHM_REMAP);
+}
+
+/* The default layout, in a segment with room for another process table behind everything. */
+TestCacheOptions roomyOptions() {
+    TestCacheOptions options;
+    options.geometry = standin::SegmentGeometry::withSlots(slots);
+    options.geometry.segmentSize = (options.geometry.segmentSize + tableSize + 4095) / 4096 * 4096;
+    return options;
+}
+
+struct HostileSegmentTest : testing::Test {
+    HostileSegmentTest() { TvsiInit(); }
+    ~HostileSegmentTest() override { TvsiDetachSharedCache(); }
+
+    /* The text for the caller goes to `text`, standard output to `printed`. */
+    int attach(const std::string& name) {
+        const ScopedOverride<decltype(shmat)> guarded(
+            "shmat", [](int id, auto*, int flags) { return attachGuarded(id, flags); });
+        testing::internal::CaptureStdout();
+        const Answer answer = testsupport::attach(name);
+        printed = testing::internal::GetCapturedStdout();
+        text = answer.text;
+        return answer.status;
+    }
+
+    template <typename Object> Object* at(std::uint64_t offset) {
+        return reinterpret_cast<Object*>(static_cast<char*>(cache.segment().address()) + offset);
+    }
+
+    TestCache cache{roomyOptions()};
+    std::string text, printed;
+    /* The watcher looks every few milliseconds, so that a detach takes no second. */
+    ScopedOverride<decltype(poll)> quickWatcher{
+        "poll", [](auto* fds, auto count, int) { return poll(fds, count, 2); }};
+};
+
+} // namespace
+
+TEST_F(HostileSegmentTest, SegmentOfAnySizeIsRefusedWithTheSizeThatIsMissing) {
+    for (const std::size_t size : {1U, 100U, 1287U, 1288U, 4096U}) {
+        auto segment = standin::SharedSegment::ofBytes(std::vector<std::byte>(size));
+        cache.recordCache("small~1", segment.key());
+        const bool hasHeader = size >= sizeof(ShrPcConfigSType);
+        if (hasHeader) {
+            auto* header = static_cast<ShrPcConfigSType*>(segment.address());
+            header->compatibilityLevel = SHRPC_COMPATIBILITY_LEVEL;
+            header->initDone = TRUE;
+        }
+        EXPECT_EQ(attach("small~1"), TVSI_ERR_CACHE_ATTACH_FAILED);
+        EXPECT_THAT(text, testing::AllOf(HasSubstr(hasHeader ? "process table" : "header"),
+                                         HasSubstr(hasHeader ? "79872" : "1288"),
+                                         HasSubstr(std::to_string(size) + " bytes")));
+        EXPECT_EQ(attachments(segment.id()), 1) << "only the test's own one";
+    }
+}
+
+TEST_F(HostileSegmentTest, EveryRegionMustLieInsideAsFarAsItIsRead) {
+    const std::uint64_t size = cache.segment().size();
+    struct {
+        std::uint64_t ShrPcConfigSType::*offset;
+        const char* name;
+        std::uint64_t read; /* bytes that must be inside; 1: its beginning */
+    } const regions[] = {
+        {&ShrPcConfigSType::processTableOffset, "process table", slots * 39936},
+        {&ShrPcConfigSType::miscDataOffset, "miscellaneous data", 33344 + 192},
+        {&ShrPcConfigSType::spinLocksOffset, "hash table locks", 192},
+        {&ShrPcConfigSType::frameLocksOffset, "page frame locks", 192},
+        {&ShrPcConfigSType::pceOffset, "page cache entries", 1},
+        {&ShrPcConfigSType::cacheStateOffset, "cache state", 1},
+        {&ShrPcConfigSType::frameHistoryOffset, "frame history", 1},
+        {&ShrPcConfigSType::sharedCountersOffset, "shared counters", 1},
+        {&ShrPcConfigSType::freeFrameBitListOffset, "free-frame bit list", 1},
+        {&ShrPcConfigSType::freePceBitListOffset, "free-PCE bit list", 1},
+    };
+    for (const auto& region : regions) {
+        std::uint64_t& offset = cache.header().*region.offset;
+        const std::uint64_t good = offset;
+        for (const std::uint64_t bad : {size - region.read + 1, size - region.read + 8, size,
+                                        size + 1, size + 8, std::uint64_t{1} << 63, 0 - size,
+                                        0 - region.read, ~std::uint64_t{0}, ~std::uint64_t{7}}) {
+            SCOPED_TRACE(testing::Message() << region.name << " at " << bad);
+            offset = bad;
+            EXPECT_EQ(attach(cache.name()), TVSI_ERR_CACHE_ATTACH_FAILED);
+            EXPECT_THAT(text, testing::AllOf(
+                                  HasSubstr(region.name), HasSubstr(std::to_string(region.read)),
+                                  HasSubstr(std::to_string(bad)), HasSubstr(std::to_string(size))));
+            EXPECT_EQ(std::ranges::count(printed, '\n'), 1) << printed;
+        }
+        offset = region.read == 1 ? size - 1 : good;
+        EXPECT_EQ(attach(cache.name()), TVSI_SUCCESS) << region.name << ": " << text;
+        EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
+        offset = good;
+    }
+    cache.header().processTableOffset += 4;
+    EXPECT_EQ(attach(cache.name()), TVSI_ERR_CACHE_ATTACH_FAILED) << "not a multiple of 8";
+    EXPECT_THAT(text, HasSubstr("aligned"));
+}
+
+TEST_F(HostileSegmentTest, LocksThatEndWithTheSegmentAreReadWithoutReadingOn) {
+    const std::uint64_t size = cache.segment().size();
+    cache.header().miscDataOffset = size - 33536;
+    standin::setLockName(*at<HostShrSpinLockSType>(size - 33536 + 32832), "GlobalStats");
+    standin::setLockName(*at<HostShrSpinLockSType>(size - 192), "ChkptInfo");
+    ASSERT_EQ(attach(cache.name()), TVSI_SUCCESS) << text;
+}
+
+TEST_F(HostileSegmentTest, NumProcessesIsReadAfreshAndNeverBelieved) {
+    cache.header().processTableOffset = cache.segment().size() - tableSize;
+    auto* table = at<ShrPcPteSType>(cache.header().processTableOffset);
+    for (std::uint32_t slot = 0; slot < slots; ++slot) {
+        table[slot].inUse = TRUE;
+        table[slot].stats.processId = getpid();
+        table[slot].statType = slot == 0 ? SHRPC_MONITOR : slot == 1 ? SHRPC_BROX : SHRPC_VOK;
+    }
+    int entries = 0;
+    for (const std::uint32_t atAttach : {2U, slots}) {
+        for (const std::uint32_t later :
+             {0U, 1U, 2U, 3U, slots, slots + 1, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+            cache.header().numProcesses = atAttach;
+            ASSERT_EQ(attach(cache.name()), TVSI_SUCCESS) << text;
+            cache.header().numProcesses = later;
+            const bool isAlive = later >= 2 && later <= 0x7FFFFFFF;
+            TvsiFetchMaxProcessesInCache(&entries); /* -1 when it severs the connection */
+            EXPECT_EQ(entries, isAlive ? static_cast<int>(std::min(later, slots)) : -1) << later;
+            for (int i = 0; i < queryCount; ++i) {
+                anyQuery(i, 1);
+            }
+            TvsiDetachSharedCache();
+        }
+    }
+    for (const std::uint32_t atAttach :
+         {0U, 1U, slots + 1, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+        const bool tooMany = atAttach > slots && atAttach <= 0x7FFFFFFF;
+        cache.header().numProcesses = atAttach;
+        EXPECT_EQ(attach(cache.name()), tooMany ? TVSI_ERR_CACHE_ATTACH_FAILED : TVSI_SUCCESS);
+        TvsiFetchMaxProcessesInCache(&entries);
+        EXPECT_EQ(entries, -1);
+        TvsiDetachSharedCache();
+    }
+}
+
+TEST_F(HostileSegmentTest, NumProcessesMayChangeWhileQueriesRun) {
+    ASSERT_EQ(attach(cache.name()), TVSI_SUCCESS) << text;
+    const standin::Member writer("writer", [&](standin::MemberProcess& process) {
+        process.reportStarted();
+        constexpr std::uint32_t sizes[] = {2, 0x7FFFFFFF, 3, slots, slots + 1, 100000};
+        for (std::size_t i = 0; process.waitForUpdate(std::chrono::nanoseconds(1)); ++i) {
+            cache.header().numProcesses = sizes[i % std::size(sizes)];
+        }
+    });
+    for (int i = 0; i < 3000 * queryCount; ++i) {
+        ASSERT_THAT(anyQuery(i, 2), testing::AnyOf(TVSI_SUCCESS, TVSI_ERR_NOT_FOUND)) << i;
+    }
+}
+
+TEST_F(HostileSegmentTest, NothingInTheRegistryBlocksOrIsReadWithoutEnd) {
+    const std::string file = cache.registry().recordFile("odd~1");
+    const std::pair<std::function<int()>, std::string> cases[] = {
+        {[&] { return mkfifo(file.c_str(), 0600); },
+         "Error reading lock file for shared cache 'odd~1'\n"},
+        {[&] { return mkdir(file.c_str(), 0700); },
+         "read of 52 bytes failed on file " + file + " failed with EISDIR Is a directory"},
+        {[&] { return symlink("/dev/zero", file.c_str()); },
+         "shmget(-1, 0, 1312) failed with ENOENT No such file or directory"},
+        {[&] { return symlink(file.c_str(), file.c_str()); },
+         "file not found: " + file + " errno = -1"},
+    };
+    for (const auto& [make, expected] : cases) {
+        ASSERT_EQ(make(), 0);
+        EXPECT_EQ(attach("odd~1"), TVSI_ERR_CACHE_ATTACH_FAILED);
+        EXPECT_EQ(text, expected);
+        std::filesystem::remove(file);
+    }
+    std::filesystem::remove(cache.registry().hostIdFile());
+    ASSERT_EQ(mkfifo(cache.registry().hostIdFile().c_str(), 0600), 0);
+    EXPECT_EQ(attach(cache.name()), TVSI_SUCCESS) << "the record alone says where the cache is";
+}
