@@ -39,7 +39,9 @@ template <class Element> consteval FieldType typeOf() {
 /* One field, refused by the compiler when it is not the member that its block declares. */
 template <class Member>
 consteval Field checkedField(std::string_view name, size_t memberOffset, size_t offset,
-                             FieldType type, size_t count, Meaning meaning) {
+                             FieldType type, size_t count, Meaning meaning, Unit unit,
+                             Aggregation aggregation, Group group, std::string_view title,
+                             std::string_view sentence) {
     constexpr size_t elements = std::is_array_v<Member> ? std::extent_v<Member> : 1;
     if (offset != memberOffset) {
         throw "the offset is not the member's";
@@ -53,12 +55,23 @@ consteval Field checkedField(std::string_view name, size_t memberOffset, size_t 
     if (meaning == Meaning::EventTime && !std::is_same_v<Member, time_t>) {
         throw "a time stamp is a time_t";
     }
-    return {name, static_cast<uint16_t>(offset), static_cast<uint16_t>(count), type, meaning};
+    return {name,
+            title,
+            sentence,
+            static_cast<uint16_t>(offset),
+            static_cast<uint16_t>(count),
+            type,
+            meaning,
+            unit,
+            aggregation,
+            group,
+            false};
 }
 
 #define ARRAY(offset, type, name, count, meaning)                                                  \
     checkedField<decltype(Block::name)>(#name, offsetof(Block, name), offset, FieldType::type,     \
-                                        count, Meaning::meaning)
+                                        count, Meaning::meaning, Unit::Number, Aggregation::Sum,   \
+                                        Group::Cache, "", #name)
 #define FIELD(offset, type, name, meaning) ARRAY(offset, type, name, 1, meaning)
 
 /* clang-format would fill lines with several fields. */
@@ -93,7 +106,7 @@ template <> struct FieldList<ShrPcCommonStatSType> {
         FIELD(92, U32, freePceCacheEntries, Gauge),
         FIELD(96, U32, pcesRemovedFromFreeList, Counter),
         FIELD(100, U32, pcesAddedToFreeList, Counter),
-        FIELD(104, U32, cacheSlotIndex, Code),
+        FIELD(104, U32, cacheSlotIndex, Identifier),
         FIELD(108, U32, pagesAddedToCacheFromDisk, Counter),
         FIELD(112, U32, pagesAddedToCacheFromPrimaryCache, Counter),
         FIELD(116, U32, pagesAddedToCacheFromMidCache, Counter),
@@ -166,7 +179,7 @@ template <> struct FieldList<ShrPcMonStatSType> {
         FIELD(184, U32, frameCount, Gauge),
         FIELD(188, U32, spinLockCount, Gauge),
         FIELD(192, U32, numSharedCounters, Gauge),
-        FIELD(196, U32, slotsCrashedCount, Counter),
+        FIELD(196, U32, slotsCrashedCount, Gauge),
         FIELD(200, U32, totalOtPages, Gauge),
         FIELD(204, U32, totalDataPages, Gauge),
         FIELD(208, U32, totalCrPages, Gauge),
@@ -195,7 +208,7 @@ template <> struct FieldList<ShrPcMonStatSType> {
         FIELD(300, U32, pagesInCacheCreatedInLeafCache, Gauge),
         FIELD(304, U32, pagesInCacheCreatedInPrimaryCache, Gauge),
         FIELD(308, U32, numProcsSleepingForLock, Gauge),
-        FIELD(312, U32, slotRecovThreadState, Code),
+        FIELD(312, U32, slotRecovThreadState, State),
         FIELD(316, U32, numHashLockTestThreads, Gauge),
         FIELD(320, U32, numFrameLockTestThreads, Gauge),
         FIELD(324, U32, timeWaitingForLockThreads, Counter),
@@ -203,7 +216,7 @@ template <> struct FieldList<ShrPcMonStatSType> {
         FIELD(332, U32, cleanSlotsWaitingForReuseTotal, Counter),
         FIELD(336, U32, cleanSlotsWaitingForReuseTimeMs, Counter),
         FIELD(340, U32, numWorkingSetWrites, Counter),
-        FIELD(344, U32, cacheIdle, Code),
+        FIELD(344, U32, cacheIdle, Flag),
         FIELD(348, U32, vokThreadsInCacheCount, Gauge),
     });
 };
@@ -237,10 +250,10 @@ template <> struct FieldList<ShrPcBrxStatSType> {
     using Block = ShrPcBrxStatSType;
     static constexpr auto fields = std::to_array<Field>({
         FIELD(0, U32, numberOfCommitRecords, Gauge),
-        FIELD(4, U32, logRecordId, Code),
+        FIELD(4, U32, logRecordId, Position),
         FIELD(8, U32, logBuffersWritten, Counter),
         FIELD(12, U32, logIoCount, Counter),
-        FIELD(16, U32, logFileId, Code),
+        FIELD(16, U32, logFileId, Position),
         FIELD(20, U32, readTrackFileSize, Gauge),
         FIELD(24, U32, readTrackServiceCount, Counter),
         FIELD(28, U32, checkpointCount, Counter),
@@ -265,17 +278,17 @@ template <> struct FieldList<ShrPcBrxStatSType> {
         FIELD(140, U32, timeInPgsvrNetReads, Counter),
         FIELD(144, U32, timeInPgsvrNetWrites, Counter),
         FIELD(148, U32, txMsgCount, Counter),
-        FIELD(152, U32, txMsgSessionId, Code),
-        FIELD(156, U32, txMsgKind, Code),
-        FIELD(160, U32, brxLoopState, Code),
+        FIELD(152, U32, txMsgSessionId, Identifier),
+        FIELD(156, U32, txMsgKind, State),
+        FIELD(160, U32, brxLoopState, State),
         FIELD(164, U32, deferCkptCompleteCount, Counter),
         FIELD(168, U32, timeInBrxGetLocks, Counter),
         FIELD(172, U32, brxGetLocksCount, Counter),
         FIELD(176, U32, totalSessionsCount, Gauge),
         FIELD(180, U32, userSessionsCount, Gauge),
-        FIELD(184, U32, commitTokenSession, Code),
+        FIELD(184, U32, commitTokenSession, Identifier),
         FIELD(188, U32, timeInCommitRecordDisposal, Counter),
-        FIELD(192, U32, commitRecordDisposalState, Code),
+        FIELD(192, U32, commitRecordDisposalState, State),
         FIELD(196, U32, commitRecordsDisposedCount, Counter),
         FIELD(200, U32, commitRecordsDisposedNotCached, Counter),
         FIELD(204, U32, commitQueueSessionNotReadyCount, Counter),
@@ -285,7 +298,7 @@ template <> struct FieldList<ShrPcBrxStatSType> {
         FIELD(220, U32, commitQueueSymbolWait, Counter),
         FIELD(224, U32, commitQueueAddedToRunQueueCount, Counter),
         FIELD(228, U32, commitQueueAddedToRunQueueSessionCount, Counter),
-        FIELD(232, U32, broxCommitState, Code),
+        FIELD(232, U32, broxCommitState, State),
         FIELD(236, U32, commitQueueThreshold, Gauge),
         FIELD(240, U32, commitRecordDisposalsDeferredCount, Counter),
         FIELD(244, U32, brxLoopHibernateCount, Counter),
@@ -296,11 +309,11 @@ template <> struct FieldList<ShrPcBrxStatSType> {
         FIELD(264, U32, recoverNumBufsInWorkQueue, Gauge),
         FIELD(268, U32, recoverNumBufsInFreeList, Gauge),
         FIELD(272, U32, recoverNumBufsForSessions, Gauge),
-        FIELD(276, U32, oldestCrSession, Code),
-        FIELD(280, U32, oldestCrSessNotInTrans, Code),
-        FIELD(284, U32, gcVoteState, Code),
-        FIELD(288, U32, waitingForSessionToVote, Code),
-        FIELD(292, U32, tranlogsFull, Code),
+        FIELD(276, U32, oldestCrSession, Identifier),
+        FIELD(280, U32, oldestCrSessNotInTrans, Identifier),
+        FIELD(284, U32, gcVoteState, State),
+        FIELD(288, U32, waitingForSessionToVote, Identifier),
+        FIELD(292, U32, tranlogsFull, Flag),
         FIELD(296, U32, timePerformingCommit, Counter),
         FIELD(300, U32, remoteSharedPageCacheCount, Gauge),
         FIELD(304, U32, oopsReturnedByVoksCount, Counter),
@@ -325,7 +338,7 @@ template <> struct FieldList<ShrPcBrxStatSType> {
         FIELD(380, U32, aioNumBuffers, Gauge),
         FIELD(384, U32, numInPgsvrWaitQueue, Gauge),
         FIELD(388, U32, reposSizeMB, Gauge),
-        FIELD(392, U32, reposAtMaxSize, Code),
+        FIELD(392, U32, reposAtMaxSize, Flag),
         FIELD(396, U32, numInLdiQueue, Gauge),
         FIELD(400, U32, totalVokFatalErrors, Counter),
         FIELD(404, U32, totalSigAbortsSent, Counter),
@@ -335,11 +348,11 @@ template <> struct FieldList<ShrPcBrxStatSType> {
         FIELD(420, U32, ldiThreadOperations, Counter),
         FIELD(424, U32, loginRequestsCount, Counter),
         FIELD(428, U32, numInNetReadWorkList, Gauge),
-        FIELD(432, U32, lastSessionIdStopped, Code),
-        FIELD(436, U32, lastSessionIdTerminated, Code),
-        FIELD(440, U32, lastSessionFatalError, Code),
-        FIELD(444, U32, lastSessionSigAbort, Code),
-        FIELD(448, U32, lastSessionLostOt, Code),
+        FIELD(432, U32, lastSessionIdStopped, Identifier),
+        FIELD(436, U32, lastSessionIdTerminated, Identifier),
+        FIELD(440, U32, lastSessionFatalError, Identifier),
+        FIELD(444, U32, lastSessionSigAbort, Identifier),
+        FIELD(448, U32, lastSessionLostOt, Identifier),
         FIELD(452, U32, brxLoopsSinceSleep, Gauge),
         FIELD(456, U32, brxLoopsNoWork, Counter),
         FIELD(460, U32, brxTranQToRunQThreshold, Gauge),
@@ -375,22 +388,22 @@ template <> struct FieldList<ShrPcBrxStatSType> {
         FIELD(580, U32, timeInGetPagesForPageMgr, Counter),
         FIELD(584, U32, timeInProcessPagesFromPageMgr, Counter),
         FIELD(588, U32, brxSmcSpinLockCount, Gauge),
-        FIELD(592, U32, lastCommitRecordReleaseReasonCode, Code),
-        FIELD(596, U32, lastCommitRecordReleaseSessionId, Code),
+        FIELD(592, U32, lastCommitRecordReleaseReasonCode, State),
+        FIELD(596, U32, lastCommitRecordReleaseSessionId, Identifier),
         FIELD(600, U32, freePagesPoolSize, Gauge),
         FIELD(604, U32, allSymbolsSize, Gauge),
         FIELD(608, U32, epochGcCount, Counter),
         FIELD(612, U32, timeLastEpochGc, Gauge),
         FIELD(616, U32, maxVotingSessions, Gauge),
-        FIELD(620, U32, epochForceGc, Code),
+        FIELD(620, U32, epochForceGc, Flag),
         FIELD(624, U32, brxLoopNoWorkThreshold, Gauge),
         FIELD(628, U32, pagePushListFullCount, Counter),
         FIELD(632, I32, pagesInPushList, Gauge),
         FIELD(636, U32, remoteSharedPageCacheMax, Gauge),
         FIELD(640, U32, brxAioNumWriteThreads, Gauge),
-        FIELD(644, U32, sessionPerformingBackup, Code),
-        FIELD(648, U32, lostOtDeferLastSession, Code),
-        FIELD(652, U32, lostOtDeferLastReason, Code),
+        FIELD(644, U32, sessionPerformingBackup, Identifier),
+        FIELD(648, U32, lostOtDeferLastSession, Identifier),
+        FIELD(652, U32, lostOtDeferLastReason, State),
         FIELD(656, U32, lostOtDeferCount, Counter),
         FIELD(660, U32, readLocksSize, Gauge),
         FIELD(664, U32, writeLocksSize, Gauge),
@@ -399,12 +412,12 @@ template <> struct FieldList<ShrPcBrxStatSType> {
         FIELD(676, U32, numInLoginLogQ, Gauge),
         FIELD(680, U32, loginLogThreadOperations, Counter),
         FIELD(684, U32, loginLogFlushes, Counter),
-        FIELD(688, U32, lastSigTermVokSessionId, Code),
-        FIELD(692, U32, lastSigTermPageServerSessionId, Code),
+        FIELD(688, U32, lastSigTermVokSessionId, Identifier),
+        FIELD(692, U32, lastSigTermPageServerSessionId, Identifier),
         FIELD(696, U32, totalSigTermsSentToVoks, Counter),
         FIELD(700, U32, totalSigTermsSentToPageServers, Counter),
-        FIELD(704, U32, lastSigTermVokPid, Code),
-        FIELD(708, U32, lastSigTermPgsvrPid, Code),
+        FIELD(704, U32, lastSigTermVokPid, Identifier),
+        FIELD(708, U32, lastSigTermPgsvrPid, Identifier),
         FIELD(712, U32, totalExtentGrows, Counter),
         FIELD(716, U32, totalExtentGrowsFailed, Counter),
         FIELD(720, U32, timeInExtentGrow, Counter),
@@ -416,11 +429,11 @@ template <> struct FieldList<ShrPcBrxStatSType> {
         FIELD(744, U32, recovNumPendingCheckpoints, Gauge),
         FIELD(748, U32, recovTimeWaitingForCheckpoints, Counter),
         FIELD(752, I32, recoverTimeLag, Gauge),
-        FIELD(756, I32, recoverTranlogFileId, Code),
-        FIELD(760, I32, recoverTranlogBlockId, Code),
-        FIELD(764, I32, logSenderFileId, Code),
-        FIELD(768, I32, logSenderBlockId, Code),
-        FIELD(772, I32, checkpointState, Code),
+        FIELD(756, I32, recoverTranlogFileId, Position),
+        FIELD(760, I32, recoverTranlogBlockId, Position),
+        FIELD(764, I32, logSenderFileId, Position),
+        FIELD(768, I32, logSenderBlockId, Position),
+        FIELD(772, I32, checkpointState, State),
         FIELD(776, I32, secondsSinceAbort, Gauge),
         FIELD(780, I32, secondsSinceCheckpoint, Gauge),
         FIELD(784, I32, secondsSinceCommit, Gauge),
@@ -439,7 +452,7 @@ template <> struct FieldList<ShrPcBrxStatSType> {
         FIELD(836, U32, timeInLastCheckpointMs, Gauge),
         FIELD(840, U32, lowFreespaceCount, Counter),
         FIELD(844, U32, timeInLowFreespace, Counter),
-        FIELD(848, I32, tranState, Code),
+        FIELD(848, I32, tranState, State),
         FIELD(852, U32, tranlogFullCount, Counter),
         FIELD(856, U32, onetimePasswordsActive, Gauge),
         FIELD(860, U32, onetimePasswordsTotal, Counter),
@@ -550,7 +563,7 @@ template <> struct FieldList<ShrPcVokStatSType> {
         FIELD(244, U32, messagesToBrxWaitingForCommit, Counter),
         FIELD(248, U32, messagesToBrxProcessingCommit, Counter),
         FIELD(252, U32, messagesToBrxBroxCommit, Counter),
-        FIELD(256, U32, messageKindToBrox, Code),
+        FIELD(256, U32, messageKindToBrox, State),
         FIELD(260, U32, timeWaitingForBrox, Counter),
         FIELD(264, U32, updateUnionsCommitCount, Counter),
         FIELD(268, U32, timeInUpdateUnionsCommit, Counter),
@@ -561,7 +574,7 @@ template <> struct FieldList<ShrPcVokStatSType> {
         FIELD(288, U32, crReadCommitInCommitQueue, Counter),
         FIELD(292, U32, sigAbortsReceived, Counter),
         FIELD(296, U32, lostOtsReceived, Counter),
-        FIELD(300, U32, vokHasCommitToken, Code),
+        FIELD(300, U32, vokHasCommitToken, Flag),
         FIELD(304, U32, tempObjSpacePercentUsed, Gauge),
         FIELD(308, U32, tciRpcCommandsServiced, Counter),
         FIELD(312, U32, persistentPagesCommittedCount, Counter),
@@ -575,7 +588,7 @@ template <> struct FieldList<ShrPcVokStatSType> {
         FIELD(344, U32, tranlogBuffersWritten, Counter),
         FIELD(348, U32, tranlogKBytesWritten, Counter),
         FIELD(352, U32, timeInUserActions, Counter),
-        FIELD(356, U32, tciRpcLastCommandServiced, Code),
+        FIELD(356, U32, tciRpcLastCommandServiced, Identifier),
         FIELD(360, U32, tciRpcTimeInLastCommand, Gauge),
         FIELD(364, U32, tciRpcTimeInClientRequests, Counter),
         FIELD(368, U32, permGenObjsChanged, Gauge),
@@ -583,15 +596,15 @@ template <> struct FieldList<ShrPcVokStatSType> {
         FIELD(376, U32, workingSetObjsChanged, Gauge),
         FIELD(380, U32, workingSetObjsChangedTotal, Counter),
         FIELD(384, U32, workingSetClearedCount, Counter),
-        FIELD(388, U32, primitiveNumber, Code),
-        FIELD(392, U32, gcState, Code),
+        FIELD(388, U32, primitiveNumber, Identifier),
+        FIELD(392, U32, gcState, State),
         FIELD(396, U32, voteOnDeadCount, Counter),
         FIELD(400, U32, permGenFullCount, Counter),
         FIELD(404, U32, oldGenFullCount, Counter),
-        FIELD(408, U32, lastMarkSweepReasonCode, Code),
-        FIELD(412, U32, lastScavengeReasonCode, Code),
+        FIELD(408, U32, lastMarkSweepReasonCode, State),
+        FIELD(412, U32, lastScavengeReasonCode, State),
         FIELD(416, U32, scavsPromToMkSwCount, Counter),
-        FIELD(420, U32, clientPid, Code),
+        FIELD(420, U32, clientPid, Identifier),
         FIELD(424, U32, vokTempObjSizeKb, Gauge),
         FIELD(428, U32, memoryFootPrintKb, Gauge),
         FIELD(432, U32, mtMaxThreads, Gauge),
@@ -599,15 +612,15 @@ template <> struct FieldList<ShrPcVokStatSType> {
         FIELD(440, U32, mtPercentCpuActiveLimit, Gauge),
         FIELD(444, U32, mtActiveThreads, Gauge),
         FIELD(448, U32, mlClearAllCount, Counter),
-        FIELD(452, U32, lastErrorNumber, Code),
+        FIELD(452, U32, lastErrorNumber, Identifier),
         FIELD(456, U32, continueTransactionCount, Counter),
         FIELD(460, U32, readLocksSize, Gauge),
         FIELD(464, U32, writeLocksSize, Gauge),
-        FIELD(468, U32, afterLogoutState, Code),
+        FIELD(468, U32, afterLogoutState, State),
         FIELD(472, U32, objectsReadDuringTraversal, Counter),
         FIELD(476, U32, otdataPageReadsDuringTraversal, Counter),
         FIELD(480, U32, failedAttemptedCommitCount, Counter),
-        FIELD(484, U32, lastFailedCommitReasonCode, Code),
+        FIELD(484, U32, lastFailedCommitReasonCode, State),
         FIELD(488, U32, voteClosureObjects, Gauge),
         FIELD(492, U32, objectForOopCount, Counter),
         FIELD(496, U32, rcReadSetSize, Gauge),
@@ -615,7 +628,7 @@ template <> struct FieldList<ShrPcVokStatSType> {
         FIELD(504, U32, tciRpcKeepAlivePacketCount, Counter),
         FIELD(508, U32, timeWaitingForCommit, Counter),
         FIELD(512, U32, timeProcessingCommit, Counter),
-        FIELD(516, U32, gcLockKind, Code),
+        FIELD(516, U32, gcLockKind, State),
         FIELD(520, U32, timeBroxCommit, Counter),
         FIELD(524, I32, secondsSinceAbort, Gauge),
         FIELD(528, I32, secondsSinceCommit, Gauge),
@@ -624,9 +637,9 @@ template <> struct FieldList<ShrPcVokStatSType> {
         FIELD(540, I32, secondsSinceSigLostOt, Gauge),
         FIELD(544, I32, secondsSinceStartLongPrim, Gauge),
         FIELD(548, I32, secondsSinceFailedCommit, Gauge),
-        FIELD(552, I32, vokKind, Code),
+        FIELD(552, I32, vokKind, State),
         FIELD(556, U32, onetimePasswordsCreated, Counter),
-        FIELD(560, U32, onetimePasswordUsed, Code),
+        FIELD(560, U32, onetimePasswordUsed, Flag),
     });
 };
 
@@ -634,8 +647,8 @@ template <> struct FieldList<ShrPcVokStat64SType> {
     using Block = ShrPcVokStat64SType;
     static constexpr auto fields = std::to_array<Field>({
         FIELD(0, I64, objectsReadInBytes, Counter),
-        FIELD(8, I64, commitRecordOfView, Code),
-        FIELD(16, I64, lookupCacheSerialNum, Code),
+        FIELD(8, I64, commitRecordOfView, Position),
+        FIELD(16, I64, lookupCacheSerialNum, Identifier),
         ARRAY(24, I64, sessionStats, 48, Gauge),
         FIELD(408, I64, memMappedSize, Gauge),
         FIELD(416, I64, progressCount, Counter),
@@ -648,7 +661,7 @@ template <> struct FieldList<ShrPcVokStat64SType> {
 template <> struct FieldList<ShrPcVokThrStatType> {
     using Block = ShrPcVokThrStatType;
     static constexpr auto fields = std::to_array<Field>({
-        FIELD(0, I32, vokKind, Code),
+        FIELD(0, I32, vokKind, State),
     });
 };
 
@@ -673,30 +686,30 @@ template <> struct FieldList<ShrPcPageMgrStatType> {
         FIELD(24, U32, pageMgrRemovePagesFromCachesPollCount, Counter),
         FIELD(28, U32, pageMgrTimeWaitingForCachePgsvrs, Counter),
         FIELD(32, U32, pagemgrThreadWakeups, Counter),
-        FIELD(36, U32, pagemgrSleepState, Code),
+        FIELD(36, U32, pagemgrSleepState, State),
         FIELD(40, U32, pagemgrSleepMs, Gauge),
         FIELD(44, U32, pagemgrPolls, Counter),
         FIELD(48, U32, pageMgrPageRemovalRetryCount, Counter),
         FIELD(52, U32, pageMgrRemoteCachePgsvrTimeout, Gauge),
         FIELD(56, U32, pageMgrPrintTimeoutThreshold, Gauge),
-        FIELD(60, U32, pageMgrCompressionEnabled, Code),
+        FIELD(60, U32, pageMgrCompressionEnabled, Flag),
         FIELD(64, U32, pageMgrRemoveMinPages, Gauge),
         FIELD(68, U32, pageMgrRemoveMaxPages, Gauge),
-        FIELD(72, U32, pageMgrRemoveFrameId, Code),
+        FIELD(72, U32, pageMgrRemoveFrameId, Identifier),
     });
 };
 
 template <> struct FieldList<ShrPcPageMgrStat64Type> {
     using Block = ShrPcPageMgrStat64Type;
     static constexpr auto fields = std::to_array<Field>({
-        FIELD(0, U64, pageMgrRemovePageId, Code),
+        FIELD(0, U64, pageMgrRemovePageId, Identifier),
     });
 };
 
 template <> struct FieldList<ShrPcCachePgsvrStatSType> {
     using Block = ShrPcCachePgsvrStatSType;
     static constexpr auto fields = std::to_array<Field>({
-        FIELD(0, U32, clientPid, Code),
+        FIELD(0, U32, clientPid, Identifier),
         FIELD(4, U32, compressionTimeReal, Counter),
         FIELD(8, U32, compressionTimeCpu, Counter),
         FIELD(12, U32, decompressionTimeReal, Counter),
@@ -707,21 +720,21 @@ template <> struct FieldList<ShrPcCachePgsvrStatSType> {
         FIELD(32, U32, compressionKbOut, Counter),
         FIELD(36, U32, decompressionKbIn, Counter),
         FIELD(40, U32, decompressionKbOut, Counter),
-        FIELD(44, U32, cachePgsvrRemoveFrameId, Code),
+        FIELD(44, U32, cachePgsvrRemoveFrameId, Identifier),
     });
 };
 
 template <> struct FieldList<ShrPcCachePgsvrStat64SType> {
     using Block = ShrPcCachePgsvrStat64SType;
     static constexpr auto fields = std::to_array<Field>({
-        FIELD(0, U64, cachePgsvrRemovePageId, Code),
+        FIELD(0, U64, cachePgsvrRemovePageId, Identifier),
     });
 };
 
 template <> struct FieldList<ShrPcVokPgsvrStatSType> {
     using Block = ShrPcVokPgsvrStatSType;
     static constexpr auto fields = std::to_array<Field>({
-        FIELD(0, U32, clientPid, Code),
+        FIELD(0, U32, clientPid, Identifier),
         FIELD(4, U32, compressionTimeReal, Counter),
         FIELD(8, U32, compressionTimeCpu, Counter),
         FIELD(12, U32, decompressionTimeReal, Counter),
@@ -740,12 +753,12 @@ template <> struct FieldList<ShrPcVokPgsvrStatSType> {
         FIELD(64, U32, timePerformingReadIo, Counter),
         FIELD(68, U32, messagesToBrox, Counter),
         FIELD(72, U32, messagesToBroxCommit, Counter),
-        FIELD(76, U32, messageKindToBrox, Code),
+        FIELD(76, U32, messageKindToBrox, State),
         FIELD(80, U32, timeWaitingForBrox, Counter),
         FIELD(84, U32, clientAborts, Counter),
         FIELD(88, U32, clientCommits, Counter),
         FIELD(92, U32, depMapKeysChanged, Counter),
-        FIELD(96, U32, vokHasCommitToken, Code),
+        FIELD(96, U32, vokHasCommitToken, Flag),
         FIELD(100, U32, pusherSentPages, Counter),
         FIELD(104, U32, pusherDroppedNewLife, Counter),
         FIELD(108, U32, pusherDroppedPoorFill, Counter),
@@ -758,7 +771,7 @@ template <> struct FieldList<ShrPcVokPgsvrStatSType> {
         FIELD(136, U32, timePerformingReadRequests, Counter),
         FIELD(140, U32, timeWaitingForCommit, Counter),
         FIELD(144, U32, timeProcessingCommit, Counter),
-        FIELD(148, U32, gcLockKind, Code),
+        FIELD(148, U32, gcLockKind, State),
         FIELD(152, U32, timeBroxCommit, Counter),
     });
 };
@@ -768,7 +781,7 @@ template <> struct FieldList<ShrPcFreeFrameThdStatSType> {
     static constexpr auto fields = std::to_array<Field>({
         FIELD(0, U32, dirtyPageSweepCount, Counter),
         FIELD(4, U32, nextSleepTimeMs, Gauge),
-        FIELD(8, U32, clockHandFrameId, Code),
+        FIELD(8, U32, clockHandFrameId, Identifier),
         FIELD(12, U32, cacheRegionNumFrames, Gauge),
         FIELD(16, U32, scanLimitNumFrames, Gauge),
         FIELD(20, U32, freeFrameLowerLimt, Gauge),
@@ -782,7 +795,7 @@ template <> struct FieldList<ShrPcBrxAioThdStatSType> {
     static constexpr auto fields = std::to_array<Field>({
         FIELD(0, U32, dirtyPageSweepCount, Counter),
         FIELD(4, U32, nextSleepTimeMs, Gauge),
-        FIELD(8, U32, clockHandFrameId, Code),
+        FIELD(8, U32, clockHandFrameId, Identifier),
         FIELD(12, U32, cacheRegionNumFrames, Gauge),
         FIELD(16, U32, scanLimitNumFrames, Gauge),
         FIELD(20, U32, freeFrameLowerLimt, Gauge),
@@ -795,7 +808,7 @@ template <> struct FieldList<ShrPcBrxAioThdStatSType> {
         FIELD(48, U32, targetPercentDirty, Gauge),
         FIELD(52, I32, asyncFlushesInProgress, Gauge),
         FIELD(56, U32, postCheckpointPages, Gauge),
-        FIELD(60, U32, pgsvrCheckpointState, Code),
+        FIELD(60, U32, pgsvrCheckpointState, State),
         FIELD(64, U32, aioWriteFailures, Counter),
     });
 };

@@ -135,6 +135,25 @@ consteval bool fieldNamesAreUniqueInEveryKind(std::index_sequence<kindIndex...>)
 static_assert(fieldNamesAreUniqueInEveryKind(std::make_index_sequence<SHRPC_numStatTypes>()),
               "a field's name is unique in the record of a kind");
 
+struct GroupText {
+    std::string_view name;
+    std::string_view sentence;
+};
+constexpr std::array<GroupText, numFieldGroups> groupTable{{
+    {"commit", "commits, aborts, commit records and their queue"},
+    {"cache", "pages and frames of the shared cache"},
+    {"io", "disk reads and writes, checkpoints, extents"},
+    {"waiting", "queues, and what waits in them"},
+    {"gc", "garbage collection, of the repository and of a session's memory"},
+    {"memory", "a session's object memory"},
+    {"log", "transaction logs, recovery and restore from them"},
+    {"network", "page servers, remote caches, messages, compression"},
+    {"locks", "object locks and spin locks"},
+    {"sessions", "sessions, processes, slots, logins"},
+    {"objects", "objects, classes, methods and symbols"},
+    {"threads", "loops, sleeps and running times of the server's own threads"},
+}};
+
 bool sameIgnoringCase(std::string_view one, std::string_view other) {
     return one.size() == other.size() && strncasecmp(one.data(), other.data(), one.size()) == 0;
 }
@@ -147,8 +166,44 @@ std::string_view nameOf(FieldType type) {
 }
 
 std::string_view nameOf(Meaning meaning) {
-    constexpr std::array<std::string_view, 4> names{"counter", "gauge", "code", "time"};
+    constexpr std::array<std::string_view, 7> names{"counter", "gauge",      "position", "flag",
+                                                    "state",   "identifier", "time"};
     return names[static_cast<size_t>(meaning)];
+}
+
+std::string_view nameOf(Unit unit) {
+    constexpr std::array<std::string_view, 12> names{
+        "none",    "unknown", "number",    "nanoseconds", "microseconds", "milliseconds",
+        "seconds", "bytes",   "kilobytes", "megabytes",   "percent",      "ratio"};
+    return names[static_cast<size_t>(unit)];
+}
+
+std::string_view symbolOf(Unit unit) {
+    constexpr std::array<std::string_view, 12> symbols{"",  "?", "",    "ns",  "us", "ms",
+                                                       "s", "B", "KiB", "MiB", "%",  ""};
+    return symbols[static_cast<size_t>(unit)];
+}
+
+std::string_view nameOf(Aggregation aggregation) {
+    constexpr std::array<std::string_view, 3> names{"none", "sum", "max"};
+    return names[static_cast<size_t>(aggregation)];
+}
+
+std::string_view nameOf(Group group) {
+    return groupTable[static_cast<size_t>(group)].name;
+}
+
+std::string_view sentenceOf(Group group) {
+    return groupTable[static_cast<size_t>(group)].sentence;
+}
+
+std::optional<Group> groupNamed(std::string_view name) {
+    for (size_t i = 0; i < groupTable.size(); i++) {
+        if (sameIgnoringCase(name, groupTable[i].name)) {
+            return static_cast<Group>(i);
+        }
+    }
+    return std::nullopt;
 }
 
 std::span<const Kind, SHRPC_numStatTypes> kinds() {

@@ -1,6 +1,5 @@
 #include "columns.h"
 
-#include "kindtable.h"
 #include "suggestion.h"
 
 #include <algorithm>
@@ -15,61 +14,6 @@ using statscatalogue::Field;
 using statscatalogue::FieldPlace;
 using statscatalogue::Kind;
 using statscatalogue::kinds;
-
-constexpr size_t maxDefaults = 6;
-using Names = std::array<const char*, maxDefaults>; /* null behind the last name */
-
-constexpr Names pageServerColumns{"clientPid", "clientPageReads", "clientPageWrites",
-                                  "clientCommits", "messagesToBrox"};
-constexpr Names commonColumns{"localPageCacheHits", "localPageCacheMisses", "rdbfDiskReads",
-                              "rdbfDiskWrites"};
-
-/* By kind index: what a database administrator looks at first. Few enough for a line. */
-constexpr std::array<Names, SHRPC_numStatTypes> defaults{{
-    /* monitor */
-    {"numberOfFreeFrames", "globalDirtyPageCount", "totalPageReads", "totalPageWrites",
-     "totalLocalPageCacheMisses"},
-    /* brox */
-    {"totalSessionsCount", "numInCommitQueue", "totalCommits", "totalAborts", "logKBytesWritten",
-     "freePages"},
-    /* pgsvr */
-    pageServerColumns,
-    /* vok */
-    {"vokKind", "commitCount", "abortCount", "objectsRead", "localPageCacheMisses"},
-    /* statmon, app, psc */
-    commonColumns,
-    commonColumns,
-    commonColumns,
-    /* pagemgr */
-    {"pageMgrPagesReceivedFromBroxCount", "pageMgrPagesRemovedFromCachesCount", "pagemgrPolls"},
-    /* restorethr */
-    {"commitCount", "checkpointCount", "recovSkippedCheckpointCount", "rdbfDiskReads",
-     "rdbfDiskWrites"},
-    /* vokthr */
-    {"vokKind", "progressCount", "memMappedSize", "localPageCacheMisses"},
-    /* aiothr */
-    {"aioDirtyCount", "aioCkptCount", "aioRateLimit", "asyncFlushesInProgress", "aioWriteFailures"},
-    /* ffthr */
-    {"dirtyPageSweepCount", "framesAddedToFreeList", "freeFrameListOkLimit", "nextSleepTimeMs"},
-    /* cachepgsvr */
-    {"clientPid", "compressCount", "decompressCount", "compressionKbIn", "compressionKbOut"},
-    /* pgsvrthr */
-    pageServerColumns,
-    /* system */
-    commonColumns,
-}};
-
-consteval bool defaultsAreFieldsOfTheirKind() {
-    for (size_t i = 0; i < defaults.size(); i++) {
-        for (const char* name : defaults[i]) {
-            if (name != nullptr && !findField(statscatalogue::tables::kindTable[i], name)) {
-                return false;
-            }
-        }
-    }
-    return true;
-}
-static_assert(defaultsAreFieldsOfTheirKind());
 
 /* A field as a user writes it. */
 struct FieldRequest {
@@ -190,10 +134,8 @@ ColumnPlan defaultColumns() {
     ColumnPlan plan;
     for (const Kind& kind : kinds()) {
         const auto index = static_cast<size_t>(kind.index);
-        for (const char* name : defaults[index]) {
-            if (name != nullptr) {
-                append(plan.columns[index], {name, std::nullopt}, *findField(kind, name));
-            }
+        for (const std::string_view name : statscatalogue::defaultColumns(kind)) {
+            append(plan.columns[index], {name, std::nullopt}, *findField(kind, name));
         }
     }
     /* Whatever its kind, a record holds the common counters at the same place. */

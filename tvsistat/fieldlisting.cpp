@@ -12,7 +12,7 @@ using statscatalogue::Field;
 using statscatalogue::Kind;
 using statscatalogue::nameOf;
 
-constexpr std::string_view rowFormat = "  {:<37} {:<7} {:<7} {:>6}\n";
+constexpr std::string_view rowFormat = "  {:<37} {:<7} {:<10} {:>6}\n";
 
 void appendFields(std::string& text, const BlockPlace& place) {
     fmt::format_to(std::back_inserter(text), rowFormat, "field", "type", "meaning", "offset");

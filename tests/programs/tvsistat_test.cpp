@@ -218,8 +218,8 @@ TEST_F(Tvsistat, OutputThatCannotBeWrittenEndsIt) {
 TEST_F(Tvsistat, PrintsItsFieldsItsHelpAndItsVersion) {
     EXPECT_THAT(run({"--list-fields", "vokthr"}).out,
                 HasSubstr("\nu.vokthr, ShrPcVokThrStatType\n"
-                          "  field                                 type    meaning offset\n"
-                          "  vokKind                               i32     code       152\n"
+                          "  field                                 type    meaning    offset\n"
+                          "  vokKind                               i32     state         152\n"
                           "\nu64.vokthr64, ShrPcVokThrStat64Type\n"));
     const std::string all = run({"--list-fields"}).out;
     EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 658 + 20 * 2 + 19);

@@ -65,8 +65,8 @@ TEST(Catalogue, KindsHaveTheBlocksOfTheirRecords) {
 
 TEST(Catalogue, AFieldIsFoundWhereTheKindHasIt) {
     const std::pair<const char*, std::string> cases[] = {
-        {"vok", "vokKind 704 1 i32 code"},
-        {"vokthr", "vokKind 152 1 i32 code"},
+        {"vok", "vokKind 704 1 i32 state"},
+        {"vokthr", "vokKind 152 1 i32 state"},
         {"brox", "numInObjWaitQueue 224 10 u32 gauge"},
         {"brox", "timeLastAbort 1648 1 i64 time"},
         {"restorethr", "checkpointCount 1056 1 u64 counter"},
