@@ -283,9 +283,8 @@ const std::vector<Query>& queries() {
         {"count by expression, no match", "bare loop of `regexec`",
          [](AttachedCache& cache) {
              int count = 0;
-             require(
-                 TvsiAllVokStatsForRegexName(nobodysExpression, FALSE, nullptr, &count, nullptr, 0),
-                 TVSI_SUCCESS, "expression");
+             require(TvsiAllVokStatsForRegexName(nobodysExpression, 0, nullptr, &count, nullptr, 0),
+                     TVSI_SUCCESS, "expression");
              require(count, 0, "expression");
              (void)cache;
          },

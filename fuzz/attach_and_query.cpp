@@ -19,6 +19,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "basetypes.h"
 #include "cacheview.h"
 #include "fuzzing.h"
 #include "registrydirectory.h"

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "hostdebug.h"
+#include "fatal.h"
 
 namespace {
 

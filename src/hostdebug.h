@@ -2,7 +2,8 @@
  * The fatal-error path: what happens when the library meets a condition it cannot continue from.
  *
  * The event is reported on standard error, the process's stack is printed with the installation's
- * pstack program (once a process), a debugger is waited for, and the process ends.
+ * pstack program (once a process), a debugger is waited for, and the process ends. fatal.h has the
+ * calls that lead here.
  */
 #ifndef HOSTDEBUG_H
 #define HOSTDEBUG_H
@@ -10,27 +11,11 @@
 #include <stdio.h>
 #include <sys/types.h>
 
-#include "shrpcstats.h"
-
-/* Reports msg, prints the stack, waits for a debugger and ends the process. Any thread may call. */
-[[noreturn]] void HostCallDebuggerMsg(const char* msg);
-
-/* The same for a failed guarantee: file is a source file name without extension. */
-[[noreturn]] void HostCallDebuggerMsg_fl(const char* file, int line);
-
-/* Reports a failure of the set-up at load time, with the caller's errno, and ends the process with
- * status 3. Returns only if another exit of the process is already in progress. */
-void hostInitCrash(const char* msg);
-
-/* If a fatal event has begun anywhere in the process, flushes the standard streams and gives it
- * time: at most HostDebugCoreDelay() seconds, less when a termination request arrives. */
-void HostCheckFatalErr();
+#include "basetypes.h"
+#include "fatal.h"
 
 /* How long to wait for a debugger, in seconds: TX_CORE_TIME_OUT, or 60. */
 int HostDebugCoreDelay();
-
-/* Writes text on the standard error descriptor, past all buffers. Safe in a signal handler. */
-void HostSignalSafePrint(const char* text);
 
 /* Flushes standard output and standard error. */
 void preWaitForDebugger();
@@ -78,9 +63,5 @@ struct ForkStateType {
 typedef void HostFatalReportFuncType(const char* msg, const TciCTimeStringType* when,
                                      unsigned short millis);
 extern HostFatalReportFuncType* HostFatalReportFunc;
-
-/* Clears HostFatalReportFunc and the state of the report. Called once, while the library is loaded.
- */
-void hostClearFatalReport();
 
 #endif

@@ -3,8 +3,7 @@
 #include <errno.h>
 #include <stdio.h>
 
-#include "hostdebug.h"
-#include "utl.h"
+#include "fatal.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include <pthread.h>
 
-#include "shrpcstats.h"
+#include "basetypes.h"
 
 /* The success result of the mutex calls. */
 constexpr int HOST_MUTEX_SUCCESS = 0;

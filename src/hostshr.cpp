@@ -8,9 +8,10 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
-#include "hostdebug.h"
+#include "fatal.h"
 #include "hostunix.h"
 #include "netinfolocal.h"
+#include "utl.h"
 
 BoolType hostShrDebugMode = FALSE;
 

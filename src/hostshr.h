@@ -13,57 +13,10 @@
 #include <cstdint>
 #include <sys/types.h>
 
+#include "basetypes.h"
 #include "hostmutex.h"
-#include "shrpcstats.h"
+#include "shrpclayout.h"
 #include "syserror.h"
-#include "utl.h"
-
-/* A file name or location string: 4096 characters and the NUL. */
-typedef char HostFnameStrType[4097];
-
-/*
- * A lock record of the segment. Belongs to the server; this process only reads `lockName`,
- * and never takes a lock.
- */
-struct HostShrSpinLockSType {
-    volatile uint32_t lock;
-    int32_t lastUnlockPid;
-    uint64_t ownerCacheSignature;
-    BoolType isHashTableLock;
-    int32_t ownerPid;
-    uint8_t debugLock;
-    uint8_t frameLife;
-    char lockName[38]; /* NUL-padded */
-    volatile uint32_t queueLock;
-    int32_t pageRefCountDirty;
-    int64_t sharedCounterValue;
-    uint64_t queueOwnerCacheSignature;
-    int64_t sleepCountStatOffset;
-    uint64_t cleanupSignature;
-    uint64_t readInProgress;
-    int32_t queueHead;
-    int32_t queueTail;
-    int32_t frameAge;
-    int32_t pad2;
-    volatile int32_t _hashTableRwLock;
-    char pad3[60];
-
-    /* Ends the process when the lock's name does not begin with `expectedName`. */
-    void verifyLockName(const char* expectedName) const;
-    /* The same with the name that `fmt`, a print format with one %d, makes of `lockNum`. */
-    void verifyLockNameAndNum(const char* fmt, int lockNum) const;
-};
-static_assert(offsetof(HostShrSpinLockSType, ownerCacheSignature) == 8);
-static_assert(offsetof(HostShrSpinLockSType, isHashTableLock) == 16);
-static_assert(offsetof(HostShrSpinLockSType, debugLock) == 24);
-static_assert(offsetof(HostShrSpinLockSType, lockName) == 26);
-static_assert(offsetof(HostShrSpinLockSType, queueLock) == 64);
-static_assert(offsetof(HostShrSpinLockSType, sharedCounterValue) == 72);
-static_assert(offsetof(HostShrSpinLockSType, readInProgress) == 104);
-static_assert(offsetof(HostShrSpinLockSType, queueHead) == 112);
-static_assert(offsetof(HostShrSpinLockSType, _hashTableRwLock) == 128);
-static_assert(offsetof(HostShrSpinLockSType, pad3) == 132);
-static_assert(sizeof(HostShrSpinLockSType) == 192);
 
 /* One attached segment. */
 struct ShrMemSType {

@@ -4,12 +4,12 @@
  */
 #include "hostunix.h"
 
-#include "hostdebug.h"
+#include "fatal.h"
 #include "hostmutex.h"
 #include "hostunixmt.h"
 #include "syserror.h"
 #include "unixerr.h"
-#include "utl.h"
+#include "utlbase.h"
 
 #include <errno.h>
 #include <fcntl.h>

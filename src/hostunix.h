@@ -9,7 +9,7 @@
 #ifndef HOSTUNIX_H
 #define HOSTUNIX_H
 
-#include "shrpcstats.h"
+#include "basetypes.h"
 
 #include <pwd.h>
 #include <stddef.h>

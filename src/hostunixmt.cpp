@@ -5,8 +5,8 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "hostdebug.h"
-#include "utl.h"
+#include "fatal.h"
+#include "utlbase.h"
 
 namespace {
 

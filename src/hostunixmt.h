@@ -6,7 +6,7 @@
 #include <signal.h>
 #include <stddef.h>
 
-#include "shrpcstats.h"
+#include "basetypes.h"
 
 typedef pthread_t HostThreadIdType;
 typedef void* HostThreadMainFuncType(void* arg);

@@ -15,10 +15,9 @@
 #include <unistd.h>
 
 #include "hostmutex.h"
-#include "hostshr.h"
 #include "hostunix.h"
 #include "hostunixmt.h"
-#include "unixerr.h"
+#include "utl.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "utl.h"
+#include "basetypes.h"
 
 /* Holds one location string of at most 510 characters. */
 struct ShrPcLocationArgType {

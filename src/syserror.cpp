@@ -7,7 +7,7 @@
 
 #include "hostunixmt.h"
 #include "unixerr.h"
-#include "utl.h"
+#include "utlbase.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "shrpcstats.h"
+#include "basetypes.h"
 
 /* The library's own classification of errors. Values appear in messages and are compared by
  * callers, so none may move. Numbers without a code of their own are carried negated. */

@@ -13,12 +13,13 @@
 #include <regex.h>
 #include <sched.h>
 
-#include "hostdebug.h"
+#include "fatal.h"
 #include "hostunix.h"
 #include "netinfolocal.h"
 #include "shrpccmn.h"
 #include "tvsihandle.h"
 #include "unixerr.h"
+#include "utlbase.h"
 
 namespace {
 

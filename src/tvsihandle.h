@@ -23,12 +23,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "basetypes.h"
 #include "hostmutex.h"
 #include "hostshr.h"
 #include "hostunixmt.h"
 #include "shrpc.h"
 #include "shrpcstats.h"
-#include "utl.h"
 
 enum { SPC_INACTIVE = 0, SPC_ATTACHED = 1, SPC_ACTIVE = 2, SPC_DETACHED = 3 };
 

@@ -4,7 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "utl.h"
+#include "utlbase.h"
 
 /* The name in the table is the name of the constant. */
 #define ERRNO_ENTRY(name)                                                                          \

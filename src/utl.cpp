@@ -5,7 +5,7 @@
  */
 #include "utl.h"
 
-#include "hostdebug.h"
+#include "fatal.h"
 #include "hostunix.h"
 
 #include <atomic>
@@ -13,7 +13,6 @@
 #include <pthread.h>
 #include <stdio.h>
 #include <string.h>
-#include <unistd.h>
 
 namespace {
 
@@ -199,22 +198,6 @@ size_t printTimeStamp(time_t seconds, unsigned short millis, char* result, size_
 
 } // namespace
 
-size_t UtlStrlcpy(char* dst, const char* src, size_t size) {
-    size_t length = strlen(src);
-    if (size == 0) {
-        return length;
-    }
-    size_t copied = length < size ? length : size - 1;
-    memcpy(dst, src, copied);
-    dst[copied] = '\0';
-    return length;
-}
-
-size_t UtlStrlcat(char* dst, const char* src, size_t size) {
-    size_t used = strnlen(dst, size);
-    return used + UtlStrlcpy(dst + used, src, size - used);
-}
-
 void ctimeImpl(time_t t, HostDateTimeKindEType kind, TciCTimeStringType* result) {
     pthread_once(&dtFormatInitialized, buildDateFormats);
     const char* format = kind == HOST_DATETIME_CONFIGURABLE_MS ? dtFormatMs : dtFormat;
@@ -293,10 +276,6 @@ void UtlListTimeStr(time_t t, char* result, size_t resultSize) {
         }
     }
     UtlStrlcpy(result, text, resultSize);
-}
-
-intptr_t UtlGetPageSize() {
-    return sysconf(_SC_PAGESIZE);
 }
 
 int tx_ffs(uint32_t value) {

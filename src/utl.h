@@ -1,6 +1,6 @@
 /*
- * Small utilities of every module: truth values, bounded text operations, date and time
- * texts, the page size and the bit primitives with their load-time self-test.
+ * Small utilities: date and time texts, and the bit primitives with their load-time self-test.
+ * Bounded text and the page size are in utlbase.h.
  *
  * All operations may be called from any thread. The date formats and the listing format
  * are process-wide, filled on first use and never read from the environment again.
@@ -8,32 +8,13 @@
 #ifndef UTL_H
 #define UTL_H
 
-#include "shrpcstats.h"
+#include "basetypes.h"
+#include "utlbase.h"
 
 #include <stddef.h>
 #include <stdint.h>
 #include <sys/types.h>
 #include <time.h>
-
-#ifndef TRUE
-#define TRUE 1
-#endif
-#ifndef FALSE
-#define FALSE 0
-#endif
-
-/* BoolType in one byte. */
-typedef int8_t BoolByteType;
-
-/* Bounded text. */
-
-/* Copies src to dst, at most size - 1 characters, and terminates dst when size is at least
- * 1. Returns the length of src; what does not fit is cut. */
-size_t UtlStrlcpy(char* dst, const char* src, size_t size);
-
-/* Appends src to the text in dst, size being the whole of dst. Returns the length that the
- * complete text would have. A dst without terminator within size stays as it is. */
-size_t UtlStrlcat(char* dst, const char* src, size_t size);
 
 /* Dates and time stamps. */
 
@@ -76,11 +57,6 @@ void threadSafePrintTimestamp();
  * time in the format $TX_TXLIST_TIME_FORMAT or "%b %d %H:%M". A format that yields nothing
  * is given up for the rest of the process. */
 void UtlListTimeStr(time_t t, char* result, size_t resultSize);
-
-/* Memory. */
-
-/* The system's page size in bytes, asked each time. */
-intptr_t UtlGetPageSize();
 
 /* Bit primitives. */
 

@@ -4,7 +4,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include "hostdebug.h"
+#include "fatal.h"
 #include "hostunix.h"
 #include "hostunixmt.h"
 

@@ -59,7 +59,7 @@ void nameLocks(const CacheView& cache) {
     const SegmentCounts& counts = cache.geometry().counts;
     for (std::int32_t i = 0; i < counts.numHashTableLocks; ++i) {
         setLockName(cache.hashTableLock(i), "HashTable_" + std::to_string(i));
-        cache.hashTableLock(i).isHashTableLock = TRUE;
+        cache.hashTableLock(i).isHashTableLock = 1;
     }
     for (std::int32_t i = 0; i < counts.numPages; ++i) {
         setLockName(cache.frameLock(i), "FrameLock_" + std::to_string(i));
@@ -115,12 +115,12 @@ HostShrSpinLockSType& CacheView::checkpointLock() const {
 
 void CacheView::setInitDone(bool done) const {
     auto& flag = const_cast<BoolType&>(header().initDone);
-    publish<BoolType>(flag, done ? TRUE : FALSE);
+    publish<BoolType>(flag, done ? 1 : 0);
 }
 
 void CacheView::occupy(std::uint32_t slot, const EntryIdentity& identity) const {
     ShrPcPteSType& owned = entry(slot);
-    const bool hadAnOwner = owned.previousProcessId != 0 || owned.inUse != FALSE;
+    const bool hadAnOwner = owned.previousProcessId != 0 || owned.inUse != 0;
     if (hadAnOwner) {
         owned.stats = {};
         owned.previousStatTotals = {};
@@ -132,20 +132,20 @@ void CacheView::occupy(std::uint32_t slot, const EntryIdentity& identity) const 
     identity.name.copy(owned.processName, SHRPC_PROC_NAME_SIZE);
     owned.statType = identity.kind;
     owned.recoveryState = SPCslot_RECOV_IDLE;
-    if (owned.inUse == FALSE) {
+    if (owned.inUse == 0) {
         std::atomic_ref<std::uint32_t>(header().numActiveProcesses).fetch_add(1);
     }
-    publish<BoolType>(owned.inUse, TRUE);
+    publish<BoolType>(owned.inUse, 1);
 }
 
 void CacheView::release(std::uint32_t slot) const {
     ShrPcPteSType& owned = entry(slot);
-    if (owned.inUse == FALSE) {
+    if (owned.inUse == 0) {
         return;
     }
     owned.previousProcessId = owned.stats.processId;
     owned.recoveryState = SPCslot_RECOV_CLEAN_LOGOUT;
-    publish<BoolType>(owned.inUse, FALSE);
+    publish<BoolType>(owned.inUse, 0);
     std::atomic_ref<std::uint32_t>(header().numActiveProcesses).fetch_sub(1);
 }
 

@@ -12,9 +12,8 @@
 #include <string>
 #include <sys/types.h>
 
-#include "hostshr.h"
 #include "segmentgeometry.h"
-#include "shrpc.h"
+#include "shrpclayout.h"
 
 namespace standin {
 
@@ -39,7 +38,7 @@ public:
     HostShrSpinLockSType& globalStatsLock() const;
     HostShrSpinLockSType& checkpointLock() const;
 
-    /* Tells waiting readers that the layout is complete (or, with FALSE, that it is not). */
+    /* Tells waiting readers that the layout is complete (or, with false, that it is not). */
     void setInitDone(bool done = true) const;
 
     /* Clears what a former owner left, fills in the identity, then marks the entry in use. */

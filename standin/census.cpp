@@ -79,7 +79,7 @@ constexpr std::array keptFields = std::to_array<KeptField>({
 });
 
 bool isInUse(const ShrPcPteSType& entry) {
-    return ShrPcLoad(entry.inUse) != FALSE;
+    return ShrPcLoad(entry.inUse) != 0;
 }
 
 /* Adds what the entry counted since the last time; 32-bit counters may have wrapped meanwhile. */

@@ -17,7 +17,7 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "netinfolocal.h"
+#include "netinfolayout.h"
 
 namespace standin {
 

@@ -2,8 +2,7 @@
 
 #include <stdexcept>
 
-#include "hostshr.h"
-#include "shrpc.h"
+#include "shrpclayout.h"
 
 namespace standin {
 namespace {

@@ -7,6 +7,7 @@
 #include <regex.h>
 
 #include "attachcall.h"
+#include "basetypes.h"
 #include "testcache.h"
 
 namespace {

@@ -8,6 +8,7 @@
 #include <sys/syscall.h>
 
 #include "attachcall.h"
+#include "basetypes.h"
 #include "faults.h"
 #include "process.h"
 #include "testcache.h"

@@ -163,7 +163,7 @@ TEST_F(Tvsistat, EachFailureHasItsSentenceAndStatus) {
                   "cache of Brox prod did not finish its start within 2 seconds: try again, or "
                   "see whether its monitor has died");
     cache.segment().setInitDone();
-    cache.entry(1).inUse = FALSE;
+    cache.entry(1).inUse = 0;
     expectFailure(report({}), 7,
                   "cache of Brox prod has gone away: its monitor or its Brox has ended");
     cache.recordCache("gone~1", 0x7FFFFFF1);

@@ -9,7 +9,9 @@
 #include <thread>
 
 #include "attachcall.h"
+#include "basetypes.h"
 #include "faults.h"
+#include "netinfolocal.h"
 #include "process.h"
 #include "processstate.h"
 #include "queries.h"

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "attachcall.h"
+#include "basetypes.h"
 #include "faults.h"
 #include "member.h"
 #include "processstate.h"
