@@ -44,7 +44,8 @@ printf '%s\n' src/*.cpp | xargs -n 1 -P 2 g++ -std=c++20 -fPIC -Iinclude -Isrc -
 
 say "Static analysis"
 cmake --preset lint --log-level=WARNING >/dev/null
-files 'src/*.cpp' 'standin/*.cpp' 'catalogue/*.cpp' 'tvsistat/*.cpp' 'examples/*.c' |
+files 'src/*.cpp' 'standin/*.cpp' 'catalogue/*.cpp' 'samples/*.cpp' \
+    'reader/*.cpp' 'tvsistat/*.cpp' 'examples/*.c' |
     xargs -n 1 -P 2 clang-tidy --quiet -p build/lint 2>&1 | sed '/ warnings\{0,1\} generated\.$/d'
 
 say "No findings"

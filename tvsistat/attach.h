@@ -10,6 +10,9 @@
 
 namespace tvsistat {
 
+using samples::ExitStatus;
+using samples::Failure;
+
 /* The cache to attach: by the name of its Brox or by its location. */
 struct Target {
     bool isBrox = false;

@@ -13,6 +13,9 @@
 
 namespace tvsistat {
 
+using samples::ExitStatus;
+using samples::Failure;
+
 /* A statistic of one kind: a plain field or one element of an array. */
 struct Column {
     std::string title; /* "commitCount", "sessionStats[3]" */

@@ -175,7 +175,7 @@ std::string footer() {
         }
     }
     text += "\nExit status:\n";
-    for (const auto& [status, meaning] : exitStatusTexts()) {
+    for (const auto& [status, meaning] : samples::exitStatusTexts()) {
         fmt::format_to(std::back_inserter(text), "  {}  {}\n", static_cast<int>(status), meaning);
     }
     text +=

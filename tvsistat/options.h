@@ -12,6 +12,9 @@
 
 namespace tvsistat {
 
+using samples::ExitStatus;
+using samples::Failure;
+
 /* Reports to make. */
 struct ReportRequest {
     Target target;

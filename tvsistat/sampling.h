@@ -15,6 +15,9 @@
 
 namespace tvsistat {
 
+using samples::ExitStatus;
+using samples::Failure;
+
 struct KindSelection {
     uint32_t mask = SHRPC_ALL;
 };

@@ -1,13 +1,14 @@
-/* The exit statuses of tvsistat: one table from which --help is made. */
+/* The exit statuses of the programs: one table from which their help and manuals are made. */
 #ifndef EXITSTATUS_H
 #define EXITSTATUS_H
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
-namespace tvsistat {
+namespace samples {
 
 enum class ExitStatus : uint8_t {
     Ok = 0,
@@ -19,7 +20,9 @@ enum class ExitStatus : uint8_t {
     BadExpression = 6,
     CacheGone = 7,
     NoMatch = 8,
-    OutputFailed = 9
+    OutputFailed = 9,
+    DamagedInput = 10,
+    SeveralStatuses = 11
 };
 
 struct ExitStatusText {
@@ -30,12 +33,15 @@ struct ExitStatusText {
 /* Every status once, by number. */
 std::span<const ExitStatusText> exitStatusTexts();
 
-/* Why the program ends: the status and one sentence for standard error (empty: say nothing). */
+/* The status with this number; nothing when there is none. */
+std::optional<ExitStatus> exitStatusOf(int number);
+
+/* Why a program ends: the status and one sentence for standard error (empty: say nothing). */
 struct Failure {
     ExitStatus status;
     std::string sentence;
 };
 
-} // namespace tvsistat
+} // namespace samples
 
 #endif

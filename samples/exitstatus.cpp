@@ -1,6 +1,6 @@
 #include "exitstatus.h"
 
-namespace tvsistat {
+namespace samples {
 
 std::span<const ExitStatusText> exitStatusTexts() {
     static constexpr ExitStatusText texts[] = {
@@ -14,8 +14,20 @@ std::span<const ExitStatusText> exitStatusTexts() {
         {ExitStatus::CacheGone, "the cache went away"},
         {ExitStatus::NoMatch, "no process was ever selected"},
         {ExitStatus::OutputFailed, "standard output could not be written"},
+        {ExitStatus::DamagedInput,
+         "a recording or stream is damaged; what could be read was shown"},
+        {ExitStatus::SeveralStatuses, "several caches ended with different statuses"},
     };
     return texts;
 }
 
-} // namespace tvsistat
+std::optional<ExitStatus> exitStatusOf(int number) {
+    for (const ExitStatusText& entry : exitStatusTexts()) {
+        if (static_cast<int>(entry.status) == number) {
+            return entry.status;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace samples
