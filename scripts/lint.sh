@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Format, static analysis, and the promises that sources and headers compile on their own.
+# Format, rooms, static analysis, and the promises that sources and headers compile on their own.
 set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "$0")/lib.sh"
@@ -18,6 +18,9 @@ files '*.c' '*.cpp' '*.h' '*.inc' | xargs -r clang-format --dry-run --Werror
 
 say "Shell scripts"
 files '*.sh' .ci/run | xargs -r shellcheck --external-sources
+
+say "Rooms"
+scripts/check_layers
 
 say "Headers on their own"
 check_header() {
