@@ -1,0 +1,170 @@
+#include "discovery.h"
+
+#include "readerprocess.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <optional>
+#include <poll.h>
+#include <rapidjson/document.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace samples {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/* Far more than the caches of any host; a line has about 300 bytes. */
+constexpr size_t maxListingBytes = size_t{4} << 20;
+
+int digitOf(char c) {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
+}
+
+/* The bytes behind pairs of hexadecimal digits; stops at what is none. */
+std::string bytesOfHex(std::string_view hex) {
+    std::string bytes;
+    for (size_t i = 0; i + 1 < hex.size(); i += 2) {
+        const int high = digitOf(hex[i]);
+        const int low = digitOf(hex[i + 1]);
+        if (high < 0 || low < 0) {
+            break;
+        }
+        bytes += static_cast<char>(high * 16 + low);
+    }
+    return bytes;
+}
+
+std::string textIn(const rapidjson::Value& object, const char* key) {
+    const auto member = object.FindMember(key);
+    return member != object.MemberEnd() && member->value.IsString()
+               ? std::string(member->value.GetString(), member->value.GetStringLength())
+               : std::string();
+}
+
+/* A text that may not be UTF-8: its exact bytes stand beside it then. */
+std::string bytesIn(const rapidjson::Value& object, const std::string& key) {
+    const std::string exact = textIn(object, (key + "_hex").c_str());
+    return exact.empty() ? textIn(object, key.c_str()) : bytesOfHex(exact);
+}
+
+int64_t numberIn(const rapidjson::Value& object, const char* key) {
+    const auto member = object.FindMember(key);
+    return member != object.MemberEnd() && member->value.IsInt64() ? member->value.GetInt64() : 0;
+}
+
+/* True when the line has told what it must. */
+bool parseLine(std::string_view line, CacheListing& listing) {
+    rapidjson::Document object;
+    object.Parse(line.data(), line.size());
+    if (object.HasParseError() || !object.IsObject()) {
+        return false;
+    }
+    const auto readable = object.FindMember("readable");
+    if (readable == object.MemberEnd() || !readable->value.IsBool()) {
+        return false;
+    }
+    listing = {bytesIn(object, "brox"),
+               bytesIn(object, "location"),
+               static_cast<int32_t>(numberIn(object, "pid")),
+               bytesIn(object, "user"),
+               numberIn(object, "started"),
+               bytesIn(object, "version"),
+               readable->value.GetBool(),
+               textIn(object, "refusal")};
+    return !listing.location.empty();
+}
+
+/* All that comes until the end of the output; nothing when that is too late or too much. */
+std::optional<std::string> readAll(int fd, steady_clock::time_point deadline) {
+    std::string all;
+    std::array<char, 16384> piece;
+    for (;;) {
+        const auto left =
+            std::chrono::duration_cast<milliseconds>(deadline - steady_clock::now()).count();
+        pollfd readable{fd, POLLIN, 0};
+        if (left <= 0 || all.size() > maxListingBytes) {
+            return std::nullopt;
+        }
+        if (poll(&readable, 1, static_cast<int>(left) + 1) <= 0) {
+            continue;
+        }
+        const ssize_t count = read(fd, piece.data(), piece.size());
+        if (count == 0) {
+            return all;
+        }
+        if (count > 0) {
+            all.append(piece.data(), static_cast<size_t>(count));
+        } else if (errno != EINTR && errno != EAGAIN) {
+            return std::nullopt;
+        }
+    }
+}
+
+/* The first line of what the reader wrote to its standard error, without its name. */
+std::string complaintIn(int file) {
+    std::array<char, 2048> text;
+    const ssize_t count = pread(file, text.data(), text.size(), 0);
+    std::string_view line(text.data(), count > 0 ? static_cast<size_t>(count) : 0);
+    /* The library's own lines come first. */
+    constexpr std::string_view name = "tvsi-reader: ";
+    const size_t at = line.find(name);
+    line = at == std::string_view::npos ? std::string_view() : line.substr(at + name.size());
+    return std::string(line.substr(0, line.find('\n')));
+}
+
+/* Its status, which it ends with right after its output. */
+ExitStatus endOf(ReaderProcess& reader, steady_clock::time_point deadline) {
+    while (steady_clock::now() < deadline) {
+        if (const auto end = reader.reap()) {
+            return exitStatusOf(*end).value_or(ExitStatus::Failure);
+        }
+        poll(nullptr, 0, 1);
+    }
+    return ExitStatus::Failure;
+}
+
+} // namespace
+
+std::variant<CacheListings, Failure> parseListing(std::string_view lines) {
+    CacheListings listings;
+    while (!lines.empty()) {
+        const std::string_view line = lines.substr(0, lines.find('\n'));
+        lines.remove_prefix(std::min(line.size() + 1, lines.size()));
+        if (!parseLine(line, listings.emplace_back())) {
+            return Failure{ExitStatus::Failure,
+                           "tvsi-reader lists a cache in an unknown way: is it "
+                           "of another release?"};
+        }
+    }
+    return listings;
+}
+
+std::variant<CacheListings, Failure> listCaches(milliseconds limit) {
+    const auto deadline = steady_clock::now() + limit;
+    const Descriptor errors(memfd_create("errors", MFD_CLOEXEC));
+    auto started = ReaderProcess::start({"--list"}, errors.get());
+    if (auto* failure = std::get_if<Failure>(&started)) {
+        return std::move(*failure);
+    }
+    auto& reader = std::get<ReaderProcess>(started);
+    const auto lines = readAll(reader.fd(), deadline);
+    if (!lines) {
+        return Failure{ExitStatus::Failure, "the caches of this host could not be listed in time"};
+    }
+    const ExitStatus status = endOf(reader, deadline);
+    if (status == ExitStatus::Ok) {
+        return parseListing(*lines);
+    }
+    std::string sentence = complaintIn(errors.get());
+    return Failure{status, sentence.empty() ? "tvsi-reader --list has failed without a word"
+                                            : std::move(sentence)};
+}
+
+} // namespace samples
