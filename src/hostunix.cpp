@@ -11,6 +11,7 @@
 #include "unixerr.h"
 #include "utlbase.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -442,14 +443,16 @@ BoolType HostNanoSleep(int64_t nanosecs) {
 
 void HostMilliSleep(int milliseconds) {
     constexpr int64_t MILLISECOND = 1000000;
-    const int64_t span = milliseconds * MILLISECOND;
-    const HostHrtime_t start = HostMonotonicNanos();
+    int64_t left = milliseconds * MILLISECOND;
+    const HostHrtime_t end = HostMonotonicNanos() + left;
     /* The kernel never restarts a poll, whatever the handler's flags. */
-    for (int64_t left = span; left > 0; left = start + span - HostMonotonicNanos()) {
+    while (left > 0) {
         const auto timeout = static_cast<int>((left + MILLISECOND - 1) / MILLISECOND);
         if (poll(nullptr, 0, timeout) != -1 || errno != EINTR) {
             return;
         }
+        /* No more than before, should the clock fail now. */
+        left = std::min(left, end - HostMonotonicNanos());
     }
 }
 

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <langinfo.h>
+#include <poll.h>
 #include <thread>
 
 namespace {
@@ -36,6 +37,7 @@ using testing::StartsWith;
 using testsupport::inNovember;
 using testsupport::november16;
 using testsupport::ScopedFault;
+using testsupport::ScopedOverride;
 
 std::string stamp() {
     char text[128];
@@ -216,6 +218,34 @@ TEST(Clock, SleepOfMillisecondsGoesOnAfterSignals) {
     HostMilliSleep(30);
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(30));
     EXPECT_EQ(signals.hits(), 3);
+}
+
+TEST(Clock, SleepOfMillisecondsNeverGrowsWhateverTheClockDoes) {
+    /* Milliseconds on the clock at each look at it, -1: it fails; a signal ends each sleep but the
+       last. */
+    const std::pair<std::vector<int>, std::vector<int>> cases[] = {
+        {{5000, 5010, 5029}, {30, 20, 1}},
+        {{5000, -1, -1}, {30, 30, 30}},
+        {{5000, 5010, -1}, {30, 20, 20}},
+        {{5000, 4000, 5020}, {30, 30, 10}},
+        {{5000, 5030}, {30}},
+        {{-1, 5000}, {30}}};
+    for (const auto& [looks, sleeps] : cases) {
+        auto look = looks.begin();
+        std::vector<int> made;
+        const ScopedOverride<decltype(clock_gettime)> clock("clock_gettime", [&](auto, auto* now) {
+            const int at = *look++;
+            *now = at < 0 ? *now : timespec{at / 1000, at % 1000 * 1000000L};
+            return at < 0 ? -1 : 0;
+        });
+        const ScopedOverride<decltype(poll)> interrupted("poll", [&](auto*, auto, int span) {
+            made.push_back(span);
+            errno = EINTR;
+            return look == looks.end() ? 0 : -1;
+        });
+        HostMilliSleep(30);
+        EXPECT_EQ(made, sleeps) << testing::PrintToString(looks);
+    }
 }
 
 TEST(Environment, ValueThatDoesNotFitOrRaisedPrivilegesCountAsUnset) {
