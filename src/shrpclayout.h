@@ -58,6 +58,11 @@ template <typename Word> inline Word ShrPcLoad(const Word& word) {
     return __atomic_load_n(&word, __ATOMIC_RELAXED);
 }
 
+/* The same for a word whose value decides about others: what is read after it is read later. */
+template <typename Word> inline Word ShrPcLoadAcquire(const Word& word) {
+    return __atomic_load_n(&word, __ATOMIC_ACQUIRE);
+}
+
 /*
  * A lock record of the segment. Belongs to the server; this process only reads `lockName`,
  * and never takes a lock. hostshr has the two checks.
@@ -321,13 +326,13 @@ struct ShrPcPteSType {
     ShrPcMonStat64SType previousStatTotals;
 
     /* The kind of the entry, compared for equality, never by mask. */
-    BoolType isVokMainThd() const { return ShrPcLoad(statType) == SHRPC_VOK; }
+    BoolType isVokMainThd() const { return ShrPcLoadAcquire(statType) == SHRPC_VOK; }
     BoolType isAnyVok() const {
-        const uint32_t kind = ShrPcLoad(statType);
+        const uint32_t kind = ShrPcLoadAcquire(statType);
         return kind == SHRPC_VOK || kind == SHRPC_VokThr;
     }
     BoolType isVokPgsvr() const {
-        const uint32_t kind = ShrPcLoad(statType);
+        const uint32_t kind = ShrPcLoadAcquire(statType);
         return kind == SHRPC_VOK_PGSVR_MAIN || kind == SHRPC_VOK_PGSVR_THD;
     }
 };

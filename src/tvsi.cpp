@@ -1,5 +1,6 @@
 #include "tvsi.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -73,7 +74,7 @@ void destroyCacheMgr() {
 }
 
 bool isInitialised() {
-    return InitDone.fetch_add(0) >= 2;
+    return InitDone.load(std::memory_order_acquire) >= 2;
 }
 
 } // namespace
@@ -461,7 +462,7 @@ template <typename Qualifies, typename Sink>
 void scanTable(ShrPcPteSType* table, int first, int end, Qualifies qualifies, Sink* sink) {
     for (int slot = first; slot < end; ++slot) {
         ShrPcPteSType* pte = table + slot;
-        if (ShrPcLoad(pte->inUse) != 0 && qualifies(*pte) && !sink->take(pte)) {
+        if (ShrPcLoadAcquire(pte->inUse) != 0 && qualifies(*pte) && !sink->take(pte)) {
             return;
         }
     }
@@ -472,6 +473,17 @@ ShrPcPteSType* firstMatch(SharedCacheHandleSType* handle, int first, Qualifies q
     FirstMatchSType match;
     scanTable(handle->shrpcPtr->processTable, first, handle->processTableSize(), qualifies, &match);
     return match.pte;
+}
+
+/* The entry of a session. Few entries have its id, which is nearer to inUse than the kind: the id
+   is looked at first, as a hint, and counts when it is still there once the kind has been read. */
+template <typename IsOfKind>
+ShrPcPteSType* entryOfSession(SharedCacheHandleSType* handle, int first, int sessionId,
+                              IsOfKind isOfKind) {
+    return firstMatch(handle, first, [=](const ShrPcPteSType& pte) {
+        const auto hasId = [&] { return ShrPcLoadAcquire(pte.stats.sessionId) == sessionId; };
+        return hasId() && isOfKind(pte) && hasId();
+    });
 }
 
 /* The entries `first` to `end` - 1 that qualify, into the caller's array. */
@@ -515,15 +527,13 @@ ShrPcPteSType* SharedCacheHandleSType::pteWithPid(int pid) {
 }
 
 ShrPcPteSType* SharedCacheHandleSType::vokPteWithSessionId(int sessionId) {
-    return firstMatch(this, FIRST_VOK_SLOT, [sessionId](const ShrPcPteSType& pte) {
-        return pte.isVokMainThd() && ShrPcLoad(pte.stats.sessionId) == sessionId;
-    });
+    return entryOfSession(this, FIRST_VOK_SLOT, sessionId,
+                          [](const ShrPcPteSType& pte) { return pte.isVokMainThd(); });
 }
 
 ShrPcPteSType* SharedCacheHandleSType::pgsvrPteWithSessionId(int sessionId) {
-    return firstMatch(this, FIRST_SLOT, [sessionId](const ShrPcPteSType& pte) {
-        return pte.isVokPgsvr() && ShrPcLoad(pte.stats.sessionId) == sessionId;
-    });
+    return entryOfSession(this, FIRST_SLOT, sessionId,
+                          [](const ShrPcPteSType& pte) { return pte.isVokPgsvr(); });
 }
 
 ShrPcPteSType* SharedCacheHandleSType::vokPteWithName(const char* name) {
@@ -746,11 +756,8 @@ int TvsiFetchMaxProcessesInCache(int* result) {
     }
     *result = -1;
     return queryCache([result](SharedCacheHandleSType* handle) {
-        const int entries = handle->processTableSize();
-        if (entries < 2) {
-            return static_cast<int>(TVSI_ERR_CACHE_CONNECTION_SEVERED); /* died a moment ago */
-        }
-        *result = entries;
+        /* The cache may have died since it was looked at; the next query will tell. */
+        *result = std::max(handle->processTableSize(), 0);
         return static_cast<int>(TVSI_SUCCESS);
     });
 }
