@@ -17,7 +17,7 @@ plant tvsistat/main.cpp shrpclayout.h
 plant tvsistat/main.cpp netinfolocal.h
 plant catalogue/statscatalogue.h include/shrpcstats.h
 touch "$copy/tvsistat/utl.h" "$copy/src/stray.cpp"
-sed -i '/`utlbase`/d; s/`catalogue\/`, `src\/layout`/`src\/`/' "$copy/docs/design.md"
+sed -i '/.utlbase. |/d; s|\(.\)catalogue/., .src/layout|\1src|' "$copy/docs/design.md"
 
 diff -u - <("$source_dir/scripts/check_layers" "$copy" 2>&1 | sed "s|$copy/||; s/, here.*//; s/are .*/.../") <<'FAULTS'
 src/stray.cpp: is in no room: scripts/check_layers and docs/design.md have the tables
