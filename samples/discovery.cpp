@@ -1,5 +1,6 @@
 #include "discovery.h"
 
+#include "printable.h"
 #include "readerprocess.h"
 
 #include <algorithm>
@@ -20,38 +21,11 @@ using std::chrono::steady_clock;
 /* Far more than the caches of any host; a line has about 300 bytes. */
 constexpr size_t maxListingBytes = size_t{4} << 20;
 
-int digitOf(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-}
-
-/* The bytes behind pairs of hexadecimal digits; stops at what is none. */
-std::string bytesOfHex(std::string_view hex) {
-    std::string bytes;
-    for (size_t i = 0; i + 1 < hex.size(); i += 2) {
-        const int high = digitOf(hex[i]);
-        const int low = digitOf(hex[i + 1]);
-        if (high < 0 || low < 0) {
-            break;
-        }
-        bytes += static_cast<char>(high * 16 + low);
-    }
-    return bytes;
-}
-
 std::string textIn(const rapidjson::Value& object, const char* key) {
     const auto member = object.FindMember(key);
     return member != object.MemberEnd() && member->value.IsString()
-               ? std::string(member->value.GetString(), member->value.GetStringLength())
+               ? bytesOfUtf8({member->value.GetString(), member->value.GetStringLength()})
                : std::string();
-}
-
-/* A text that may not be UTF-8: its exact bytes stand beside it then. */
-std::string bytesIn(const rapidjson::Value& object, const std::string& key) {
-    const std::string exact = textIn(object, (key + "_hex").c_str());
-    return exact.empty() ? textIn(object, key.c_str()) : bytesOfHex(exact);
 }
 
 int64_t numberIn(const rapidjson::Value& object, const char* key) {
@@ -70,12 +44,12 @@ bool parseLine(std::string_view line, CacheListing& listing) {
     if (readable == object.MemberEnd() || !readable->value.IsBool()) {
         return false;
     }
-    listing = {bytesIn(object, "brox"),
-               bytesIn(object, "location"),
+    listing = {textIn(object, "brox"),
+               textIn(object, "location"),
                static_cast<int32_t>(numberIn(object, "pid")),
-               bytesIn(object, "user"),
+               textIn(object, "user"),
                numberIn(object, "started"),
-               bytesIn(object, "version"),
+               textIn(object, "version"),
                readable->value.GetBool(),
                textIn(object, "refusal")};
     return !listing.location.empty();

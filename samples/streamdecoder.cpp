@@ -1,6 +1,7 @@
 #include "streamdecoder.h"
 
 #include "exitstatus.h"
+#include "printable.h"
 #include "streamformat.h"
 #include "versions.h"
 
@@ -50,14 +51,6 @@ std::string textOf(uint64_t number) {
 
 std::string_view firstNumber(std::string_view version) {
     return version.substr(0, version.find('.'));
-}
-
-/* A text that may be shown in a sentence. */
-std::string printable(std::string_view text) {
-    std::string result(text);
-    std::replace_if(
-        result.begin(), result.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
-    return result;
 }
 
 } // namespace

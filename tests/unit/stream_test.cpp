@@ -251,7 +251,7 @@ TEST(Stream, WhatIsRefusedGetsASentence) {
         {headerField(offsetof(HeaderBody, recordSize), 1808),
          "the stream is made of records of 1808 bytes, which this program doesn't know"},
         {headerWith(&StreamHeader::interfaceVersion, "4.\033"),
-         "the stream is of a server of version 4.?, which this program doesn't know"},
+         "the stream is of a server of version 4.\\x1b, which this program doesn't know"},
         {headerWith(&StreamHeader::readerVersion, "99.1"),
          "the stream was written by release 99.1 of tvsi-reader, which this program (" +
              std::string(releaseVersion()) + ") doesn't know"},

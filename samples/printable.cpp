@@ -1,0 +1,142 @@
+#include "printable.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <optional>
+#include <system_error>
+
+namespace samples {
+namespace {
+
+void appendHex(std::string& text, unsigned char byte) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    text += "\\x";
+    text += digits[byte >> 4];
+    text += digits[byte & 15];
+}
+
+/* Bytes of the UTF-8 character that the bytes begin with; 0 when they begin with none. */
+size_t characterLength(std::string_view bytes) {
+    const auto at = [&](size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    const unsigned first = at(0);
+    const size_t length = first < 0x80   ? 1
+                          : first < 0xC2 ? 0
+                          : first < 0xE0 ? 2
+                          : first < 0xF0 ? 3
+                          : first < 0xF5 ? 4
+                                         : 0;
+    if (length > bytes.size()) {
+        return 0;
+    }
+    for (size_t i = 1; i < length; i++) {
+        if ((at(i) & 0xC0) != 0x80) {
+            return 0;
+        }
+    }
+    /* Neither longer than needed, nor a surrogate, nor beyond the last character. */
+    if (length >= 3) {
+        const unsigned second = at(1);
+        if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second >= 0xA0) ||
+            (first == 0xF0 && second < 0x90) || (first == 0xF4 && second >= 0x90)) {
+            return 0;
+        }
+    }
+    return length;
+}
+
+/* The byte that \xNN stands for; nothing when the text begins with no such thing. */
+std::optional<unsigned char> byteOfHex(std::string_view text) {
+    if (text.size() < 4 || text.substr(0, 2) != "\\x") {
+        return std::nullopt;
+    }
+    unsigned char byte = 0;
+    const auto [end, error] = std::from_chars(text.data() + 2, text.data() + 4, byte, 16);
+    return error == std::errc() && end == text.data() + 4 ? std::optional(byte) : std::nullopt;
+}
+
+} // namespace
+
+void appendPrintable(std::string& text, std::string_view bytes) {
+    for (const char c : bytes) {
+        if (c == '\\') {
+            text += "\\\\";
+        } else if (c >= ' ' && c <= '~') {
+            text += c;
+        } else {
+            appendHex(text, static_cast<unsigned char>(c));
+        }
+    }
+}
+
+std::string printable(std::string_view bytes) {
+    std::string text;
+    appendPrintable(text, bytes);
+    return text;
+}
+
+void appendUtf8(std::string& text, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const size_t length = characterLength(bytes);
+        if (length == 0) {
+            appendHex(text, static_cast<unsigned char>(bytes[0]));
+        } else {
+            text += bytes.substr(0, length);
+            text += bytes[0] == '\\' ? "\\" : "";
+        }
+        bytes.remove_prefix(std::max<size_t>(length, 1));
+    }
+}
+
+std::string bytesOfUtf8(std::string_view text) {
+    std::string bytes;
+    while (!text.empty()) {
+        const auto byte = byteOfHex(text);
+        bytes += byte ? static_cast<char>(*byte) : text[0];
+        const bool isDoubled = !byte && text.starts_with("\\\\");
+        text.remove_prefix(byte ? 4 : isDoubled ? 2 : 1);
+    }
+    return bytes;
+}
+
+void appendJsonString(std::string& text, std::string_view bytes) {
+    const auto isPlain = [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; };
+    text += '"';
+    if (std::ranges::all_of(bytes, isPlain)) {
+        text += bytes;
+    } else {
+        std::string utf8;
+        appendUtf8(utf8, bytes);
+        for (const char c : utf8) {
+            if (c == '"' || c == '\\') {
+                text += '\\';
+                text += c;
+            } else if (static_cast<unsigned char>(c) < ' ') {
+                constexpr std::string_view digits = "0123456789abcdef";
+                text += "\\u00";
+                text += digits[static_cast<size_t>(c) >> 4];
+                text += digits[static_cast<size_t>(c) & 15];
+            } else {
+                text += c;
+            }
+        }
+    }
+    text += '"';
+}
+
+void appendCsvField(std::string& text, std::string_view bytes) {
+    const size_t begin = text.size();
+    appendUtf8(text, bytes);
+    if (text.find_first_of(",\"\r\n", begin) == std::string::npos) {
+        return;
+    }
+    const std::string field = text.substr(begin);
+    text.resize(begin);
+    text += '"';
+    for (const char c : field) {
+        text += c == '"' ? "\"\"" : std::string_view(&c, 1);
+    }
+    text += '"';
+}
+
+} // namespace samples
