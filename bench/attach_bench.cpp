@@ -273,12 +273,7 @@ void registerBenchmarks(const Plan& plan) {
         {"the segment's pages in the process then", entries, "its own memory", {}, Unit::bytes},
         [=] { return compareMemory(ofSegment, queried, entries); });
     addSteps(entries, count);
-    addFigure({"first miss by process id after an attach",
-               entries,
-               "the second one",
-               {},
-               Unit::nanoseconds,
-               true},
+    addFigure({"first miss by process id after an attach", entries, "the second one"},
               [=] { return compareFirstWithSecond(entries, count); });
     addFigure(
         {"mapping unused pages in one call, and a first miss", entries, "the first miss alone"},

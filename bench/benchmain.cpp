@@ -3,8 +3,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iomanip>
 #include <iostream>
 #include <map>
+#include <sstream>
 #include <string_view>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -42,11 +44,10 @@ std::string quantity(double value, Unit unit) {
 std::string verdict(const Target& target, double ratio, double excessNs) {
     switch (target.measure) {
     case Target::ratio:
-        return "≤ " + withDigits(target.value, 2) +
-               (ratio <= target.value ? ": met" : ": **missed**");
+        return "≤ " + withDigits(target.value, 2) + (ratio <= target.value ? ": met" : ": missed");
     case Target::excessNs:
         return "≤ " + withDigits(target.value, 0) +
-               " ns above: " + (excessNs <= target.value ? "met" : "**missed**") + " (" +
+               " ns above: " + (excessNs <= target.value ? "met" : "missed") + " (" +
                withDigits(excessNs, 1) + ")";
     case Target::none:
         break;
@@ -54,7 +55,31 @@ std::string verdict(const Target& target, double ratio, double excessNs) {
     return "";
 }
 
-/* Shows the rows as they come, and keeps them for the table. */
+std::string inQuotes(const std::string& text) {
+    return '"' + text + '"'; /* no name has a quote */
+}
+
+/* One line of comma-separated values: subject, entries, unit, value, compared with, its value,
+   ratio, excess, kind of target, target. */
+std::string csvRow(const Figure& figure, const benchmark::UserCounters& counters) {
+    constexpr const char* targets[] = {"", "ratio", "excess"};
+    std::ostringstream row;
+    row << std::setprecision(6) << inQuotes(figure.subject) << ',';
+    if (figure.entries != 0) {
+        row << figure.entries;
+    }
+    row << (figure.unit == Unit::bytes ? ",B," : ",ns,") << counters.at("subject").value << ','
+        << inQuotes(figure.limit) << ',' << counters.at("limit").value << ','
+        << counters.at("ratio").value << ',' << counters.at("excess").value << ','
+        << targets[figure.target.measure] << ',';
+    if (figure.target.measure != Target::none) {
+        row << figure.target.value;
+    }
+    row << '\n';
+    return row.str();
+}
+
+/* Shows the rows as they come, and keeps them for the file. */
 class TableReporter : public benchmark::BenchmarkReporter {
 public:
     explicit TableReporter(bool showsHeading) : showsHeading_(showsHeading) {}
@@ -79,7 +104,7 @@ public:
         }
     }
 
-    const std::string& table() const { return table_; }
+    const std::string& csv() const { return csv_; }
     bool failed() const { return failed_; }
 
 private:
@@ -93,16 +118,11 @@ private:
                     quantity(subject, figure.unit).c_str(), quantity(limit, figure.unit).c_str(),
                     ratio, reached.c_str());
         std::fflush(stdout);
-        const std::string anEntry =
-            figure.growsWithEntries ? quantity(subject / figure.entries, figure.unit) : "";
-        table_ += "| " + figure.subject + " | " + entries + " | " + quantity(subject, figure.unit);
-        table_ += " | " + anEntry + " | " + figure.limit + " | " + quantity(limit, figure.unit) +
-                  " | " + withDigits(ratio, 3);
-        table_ += " | " + reached + " |\n";
+        csv_ += csvRow(figure, counters);
     }
 
     bool showsHeading_;
-    std::string table_;
+    std::string csv_;
     bool failed_ = false;
 };
 
@@ -145,7 +165,7 @@ void addFigure(const Figure& figure, const std::function<Comparison()>& measure)
 namespace {
 
 /* All benchmarks for one table size. */
-int runFor(const bench::Plan& plan, const std::string& tableFile) {
+int runFor(const bench::Plan& plan, const std::string& csvFile) {
     bench::registerBenchmarks(plan);
     if (bench::figures.empty()) {
         return 0;
@@ -153,19 +173,19 @@ int runFor(const bench::Plan& plan, const std::string& tableFile) {
     bench::TableReporter reporter(plan.isFirst);
     benchmark::RunSpecifiedBenchmarks(&reporter);
     bench::cleanUp();
-    if (!tableFile.empty() && !(std::ofstream(tableFile, std::ios::app) << reporter.table())) {
-        std::cerr << tableFile << " cannot be written\n";
+    if (!csvFile.empty() && !(std::ofstream(csvFile, std::ios::app) << reporter.csv())) {
+        std::cerr << csvFile << " cannot be written\n";
         return 1;
     }
     return reporter.failed() ? 1 : 0;
 }
 
 /* In a process of its own, as the library keeps the first directory that it is shown. */
-bool runForked(const bench::Plan& plan, const std::string& tableFile) {
+bool runForked(const bench::Plan& plan, const std::string& csvFile) {
     std::fflush(stdout);
     const pid_t child = fork();
     if (child == 0) {
-        std::exit(runFor(plan, tableFile));
+        std::exit(runFor(plan, csvFile));
     }
     int status = -1;
     return child != -1 && waitpid(child, &status, 0) == child && status == 0;
@@ -177,15 +197,15 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     std::vector<int> tableSizes = {50, 1000, 10000};
     bool quick = false;
-    std::string tableFile;
-    constexpr std::string_view tableOption = "--table=";
+    std::string csvFile;
+    constexpr std::string_view csvOption = "--csv=";
     for (int i = 1; i < argc; ++i) {
         const std::string_view argument = argv[i];
         if (argument == "--quick") {
             quick = true;
             tableSizes = {50};
-        } else if (argument.starts_with(tableOption)) {
-            tableFile = argument.substr(tableOption.size());
+        } else if (argument.starts_with(csvOption)) {
+            csvFile = argument.substr(csvOption.size());
         } else {
             std::cerr << "unknown argument " << argument << "\n";
             return 2;
@@ -194,7 +214,7 @@ int main(int argc, char** argv) {
     bool succeeded = true;
     for (const int entries : tableSizes) {
         const bool isFirst = entries == tableSizes.front();
-        succeeded &= runForked({quick, isFirst, entries}, tableFile);
+        succeeded &= runForked({quick, isFirst, entries}, csvFile);
     }
     return succeeded ? 0 : 1;
 }

@@ -1,8 +1,9 @@
 /*
- * The frame of the benchmark programs: their options, and the table of figures that they write.
+ * The frame of the benchmark programs: their options, and the figures that they write.
  *
- *     --quick       little work, to see that everything runs
- *     --table=FILE  appends the figures to FILE as rows of a Markdown table
+ *     --quick     little work, to see that everything runs
+ *     --csv=FILE  appends the figures to FILE, comma-separated; scripts/figures.py names the
+ * columns
  *
  * and the options of Google Benchmark, of which --benchmark_filter is the useful one.
  */
@@ -26,14 +27,13 @@ struct Target {
 
 enum class Unit { nanoseconds, bytes };
 
-/* One row of the table. */
+/* One row of the figures. */
 struct Figure {
     std::string subject;
     int entries = 0; /* of the process table; 0: does not matter */
     std::string limit;
     Target target = {};
     Unit unit = Unit::nanoseconds;
-    bool growsWithEntries = false; /* what one entry takes is shown, too */
 };
 
 struct Plan {

@@ -302,7 +302,7 @@ const std::vector<Query>& queries() {
 /* A row of a query that passes all of the table. */
 void addQuery(const Plan& plan, const std::string& subject, const std::string& limit,
               const std::function<Comparison()>& measure, const Target& target = {}) {
-    addFigure({subject, plan.entries, limit, target, Unit::nanoseconds, true}, measure);
+    addFigure({subject, plan.entries, limit, target}, measure);
 }
 
 void addWarm(const Plan& plan) {

@@ -1,52 +1,47 @@
 #!/usr/bin/env bash
-# Measures the library and writes the figures to build/bench/figures.md: in a few minutes, on a
-# machine that does nothing else.
+# Measures the library and writes the figures to build/bench/figures: in a few minutes, on a machine
+# that does nothing else.
 set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "$0")/lib.sh"
 
-document=docs/performance.md
-begin='<!-- figures: written by scripts/bench.sh --record -->'
-end='<!-- end of the figures -->'
+all_benchmarks=(queries attach load tvsistat)
 
 usage() {
     cat <<USAGE
 Usage: scripts/bench.sh [--record] [BENCHMARK...]
 
-Runs the benchmarks (queries attach load tvsistat, unless some are named) and writes their figures
-to build/bench/figures.md.
+Runs the benchmarks (${all_benchmarks[*]}, unless some are named) and writes their figures to
+build/bench/figures.
 
-  --record  also puts them in the place of those in $document; with all benchmarks only
+  --record  also keeps them in bench/figures, and makes the tables and the picture of
+            docs/performance.md from what is there
 USAGE
 }
 
 record=false
 benchmarks=()
 for argument in "$@"; do
-    case $argument in
-    --record) record=true ;;
-    queries | attach | load | tvsistat) benchmarks+=("$argument") ;;
-    -h | --help)
+    if [[ $argument == --record ]]; then
+        record=true
+    elif [[ " ${all_benchmarks[*]} " == *" $argument "* ]]; then
+        benchmarks+=("$argument")
+    elif [[ $argument == -h || $argument == --help ]]; then
         usage
         exit
-        ;;
-    *)
+    else
         usage >&2
         fail "there is no benchmark '$argument'"
-        ;;
-    esac
+    fi
 done
-if [ ${#benchmarks[@]} -eq 0 ]; then
-    benchmarks=(queries attach load tvsistat)
-elif $record; then
-    fail "--record replaces all figures: run it without the name of a benchmark"
-fi
+[ ${#benchmarks[@]} -gt 0 ] || benchmarks=("${all_benchmarks[@]}")
 
 need build bench
 build bench
 bin=build/bench/bin
 library=$(echo build/bench/lib/libtvsi-*-64.so)
-figures=build/bench/figures.md
+figures=build/bench/figures
+mkdir -p "$figures"
 
 cache_kilobytes() { echo $(($(getconf "$1_SIZE") / 1024)); }
 
@@ -67,27 +62,23 @@ static_memory() {
             $1, $2, $3 }'
 }
 
-{
-    describe_machine
-    static_memory
-    echo
-    echo "| Measured | Entries | Takes | An entry | Compared with | Takes | Ratio | Target |"
-    echo "|---|--:|--:|--:|---|--:|--:|---|"
-} >"$figures"
-
+machine=$(describe_machine)
 started=$SECONDS
 for benchmark in "${benchmarks[@]}"; do
     say "$benchmark"
-    "$bin/${benchmark}_bench" --table="$figures"
+    {
+        echo "# $machine"
+        [ "$benchmark" != load ] || echo "# $(static_memory)"
+        echo "subject,entries,unit,value,compared with,its value,ratio,excess,target kind,target"
+    } >"$figures/$benchmark.csv"
+    "$bin/${benchmark}_bench" --csv="$figures/$benchmark.csv"
 done
 say "$figures after $((SECONDS - started)) seconds"
 
 if $record; then
-    awk -v begin="$begin" -v end="$end" -v figures="$figures" '
-        $0 == begin { print; print ""; while ((getline line < figures) > 0) print line; print ""
-                      skip = 1 }
-        $0 == end { skip = 0 }
-        !skip' "$document" >"$document.new"
-    mv "$document.new" "$document"
-    echo "recorded in $document"
+    for benchmark in "${benchmarks[@]}"; do
+        cp "$figures/$benchmark.csv" bench/figures/
+    done
+    scripts/figures.py
+    echo "recorded in bench/figures and docs/performance.md"
 fi

@@ -5,11 +5,11 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
 # The Debian packages that each purpose needs.
 declare -A packages=(
-    [build]="cmake g++ gcc libc6-dev libcli11-dev libfmt-dev ninja-build rapidjson-dev"
+    [build]="cmake g++ gcc libc6-dev libcli11-dev libfmt-dev ninja-build"
     [test]="binutils libgmock-dev libgtest-dev pkg-config procps python3"
     [fuzz]="clang libclang-rt-14-dev"
     [coverage]="gcovr"
-    [bench]="libbenchmark-dev"
+    [bench]="libbenchmark-dev python3"
     [lint]="clang clang-format clang-tidy git shellcheck"
 )
 
