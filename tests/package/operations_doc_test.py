@@ -44,7 +44,7 @@ def formats_in(page):
 def main():
     root = pathlib.Path(sys.argv[1])
     page = (root / "docs/operations.md").read_text().replace(r"\|", "|")
-    sources = [*sorted(root.glob("src/*.cpp")), root / "tvsistat/exitstatus.cpp"]
+    sources = [*sorted(root.glob("src/*.cpp")), root / "samples/exitstatus.cpp"]
     messages = [
         (source.name, text)
         for source in sources
