@@ -22,7 +22,7 @@ namespace fuzzing {
 /* Ends the fuzzer with a finding when what must hold does not. */
 inline void require(bool holds, const char* what) {
     if (!holds) {
-        std::fprintf(stderr, "does not hold: %s\n", what);
+        dprintf(STDERR_FILENO, "does not hold: %s\n", what);
         std::abort();
     }
 }
