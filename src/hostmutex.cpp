@@ -43,6 +43,8 @@ BoolType HostRecursiveMutexInit(HostMutexSType* mutex) {
 }
 
 void HostMutexError(const char* op, int rc, int lineNum, const char* file) {
+    /* The process is to end, not the thread. */
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
     printf("HostMutexError: op=%s rc=%d errno=%d at line %d in %s\n", op, rc, errno, lineNum, file);
     HostCallDebuggerMsg_fl(MODULE, 95);
 }

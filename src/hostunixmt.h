@@ -24,6 +24,21 @@ int HostCreateThread_(HostThreadIdType* id, HostThreadMainFuncType* funcArg, voi
  * system defaults) when an attribute call failed; that is printed on standard output. */
 pthread_attr_t* hostSetThreadAttributes(pthread_attr_t* attrPtr, size_t minStackSize);
 
+/* In its scope the calling thread is not cancelled: a request acts at the first cancellation point
+ * behind it. A cancelled thread runs no destructor of this library, so whoever holds something at a
+ * cancellation point (a sleep, a join, a file, output) needs one. No help against cancellation of
+ * the asynchronous type. */
+class CancellationOff {
+public:
+    CancellationOff() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_before); }
+    ~CancellationOff() { pthread_setcancelstate(_before, nullptr); }
+    CancellationOff(const CancellationOff&) = delete;
+    CancellationOff& operator=(const CancellationOff&) = delete;
+
+private:
+    int _before = PTHREAD_CANCEL_ENABLE;
+};
+
 /* The counter of termination requests. The library never raises it; an embedding program may, also
  * from a signal handler. */
 void HostIncrementSigTerm();

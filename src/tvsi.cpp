@@ -172,26 +172,19 @@ int SharedCacheHandleMgrSType::recycleHandle(SharedCacheHandleSType* handle) {
 }
 
 int SharedCacheHandleSType::checkCacheStatus(SharedCacheLockHolder* holder) {
-    int result = TVSI_ERR_CACHE_CONNECTION_SEVERED;
-    switch (load(status)) {
-    case SPC_ACTIVE:
-        if (checkCacheIsAlive()) {
-            return TVSI_SUCCESS;
-        }
-        break;
-    case SPC_INACTIVE:
-        result = TVSI_ERR_CACHE_NOT_ATTACHED;
-        break;
-    case SPC_DETACHED:
-        break;
-    default:
+    const int32_t now = load(status);
+    if (now == SPC_ACTIVE && checkCacheIsAlive()) {
+        return TVSI_SUCCESS;
+    }
+    const CancellationOff noCancellation; /* not before: a live cache costs nothing more */
+    if (now != SPC_ACTIVE && now != SPC_INACTIVE && now != SPC_DETACHED) {
         HostCallDebuggerMsg_fl("tvsi", __LINE__);
     }
     SharedCacheHandleMgrSType* const owner = mgr; /* others recycle once the mutex is free */
     /* The recycling joins the watcher, whose last act takes the mutex. */
     holder->unlock();
     owner->recycleHandle(this);
-    return result;
+    return now == SPC_INACTIVE ? TVSI_ERR_CACHE_NOT_ATTACHED : TVSI_ERR_CACHE_CONNECTION_SEVERED;
 }
 
 /* Attach and detach. */
@@ -659,11 +652,13 @@ void TvsiInit(void) {
     if (!InitDone.compare_exchange_strong(untouched, 1)) {
         return; /* done, or under way in another thread */
     }
+    const CancellationOff noCancellation;
     CacheMgr.init();
     InitDone.fetch_add(1);
 }
 
 int TvsiAttachSharedCache(const char* cacheName, char* errBuf, size_t errBufSize) {
+    const CancellationOff noCancellation;
     const int refusal = refuseAttach(cacheName, errBuf, errBufSize);
     if (refusal != TVSI_SUCCESS) {
         return refusal;
@@ -690,6 +685,7 @@ int TvsiAttachSharedCache(const char* cacheName, char* errBuf, size_t errBufSize
 }
 
 int TvsiAttachSharedCacheForBrox(const char* broxName, char* errBuf, size_t errBufSize) {
+    const CancellationOff noCancellation;
     const int refusal = refuseAttach(broxName, errBuf, errBufSize);
     if (refusal != TVSI_SUCCESS) {
         return refusal;
@@ -707,6 +703,7 @@ int TvsiDetachSharedCache(void) {
     if (!isInitialised()) {
         return TVSI_ERR_NO_INIT;
     }
+    const CancellationOff noCancellation;
     return CacheMgr.recycleHandle(CacheMgr.firstCache());
 }
 

@@ -187,6 +187,7 @@ int setrlimit(int, const struct rlimit*);
     CALL(pthread_mutex_unlock, asResult, EPERM, EINVAL)                                            \
     CALL(pthread_mutexattr_init, asResult, ENOMEM)                                                 \
     CALL(pthread_mutexattr_settype, asResult, EINVAL)                                              \
+    CALL(pthread_setcancelstate, asResult, EINVAL)                                                 \
     CALL(pthread_sigmask, asResult, EINVAL)                                                        \
     CALL(putenv, minusOne, ENOMEM)                                                                 \
     CALL(read, minusOne, EAGAIN, EBADF, EINTR, EINVAL, EIO, EISDIR)                                \
