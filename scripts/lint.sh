@@ -22,6 +22,11 @@ files '*.sh' .ci/run | xargs -r shellcheck --external-sources
 say "Rooms"
 scripts/check_layers
 
+say "Dialect of the library"
+! files 'src/*.cpp' 'src/*.h' |
+    xargs grep -nE '^#include <(assert|errno|limits|locale|s(ignal|td\w+|tring)|time)\.h>|^} /\*' ||
+    fail "in src/ it is <cerrno>, not <errno.h>, and a namespace ends with // namespace"
+
 say "Headers on their own"
 check_header() {
     local compiler=$1

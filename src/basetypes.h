@@ -2,7 +2,7 @@
 #ifndef BASETYPES_H
 #define BASETYPES_H
 
-#include <stdint.h>
+#include <cstdint>
 
 /* 32-bit truth value: 0 is false, any other value true. shrpcstats.h, which includes nothing of the
    library, has the same declaration. */

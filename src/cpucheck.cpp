@@ -15,7 +15,7 @@ bool allPresent(const CpuFeature* features, size_t count) {
     return true;
 }
 
-} /* namespace */
+} // namespace
 
 void cpuRequireFeatures(const CpuFeature* features, size_t count) {
     if (allPresent(features, count)) {

@@ -2,7 +2,7 @@
 #ifndef CPUCHECK_H
 #define CPUCHECK_H
 
-#include <stddef.h>
+#include <cstddef>
 
 struct CpuFeature {
     const char* name;

@@ -1,16 +1,16 @@
 #include "hostdebug.h"
 
 #include <atomic>
-#include <errno.h>
-#include <limits.h>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <pthread.h>
-#include <signal.h>
-#include <stdarg.h>
-#include <stdlib.h>
-#include <string.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include "hostunix.h"
@@ -266,7 +266,7 @@ void acquireForkTurn() {
     _exit(1);
 }
 
-} /* namespace */
+} // namespace
 
 void HostCallDebuggerMsg(const char* msg) {
     fatalErr.fetch_add(1);

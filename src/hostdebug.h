@@ -8,7 +8,7 @@
 #ifndef HOSTDEBUG_H
 #define HOSTDEBUG_H
 
-#include <stdio.h>
+#include <cstdio>
 #include <sys/types.h>
 
 #include "basetypes.h"

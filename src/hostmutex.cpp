@@ -1,7 +1,7 @@
 #include "hostmutex.h"
 
-#include <errno.h>
-#include <stdio.h>
+#include <cerrno>
+#include <cstdio>
 
 #include "fatal.h"
 
@@ -20,7 +20,7 @@ void requireSuccess(int rc, const char* format, int line) {
     HostCallDebuggerMsg_fl(MODULE, line);
 }
 
-} /* namespace */
+} // namespace
 
 void HostMutexInit(HostMutexSType* mutex, [[maybe_unused]] BoolType checked) {
     if (pthread_mutex_init(&mutex->mutex, nullptr) != HOST_MUTEX_SUCCESS) {

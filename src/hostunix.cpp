@@ -4,26 +4,26 @@
  */
 #include "hostunix.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include "fatal.h"
 #include "hostmutex.h"
 #include "hostunixmt.h"
 #include "syserror.h"
 #include "unixerr.h"
 #include "utlbase.h"
-
-#include <algorithm>
-#include <errno.h>
-#include <fcntl.h>
-#include <limits.h>
-#include <locale.h>
-#include <poll.h>
-#include <pthread.h>
-#include <signal.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 HostMutexSType netSocketMutex;
 int debug_conn = 0;

@@ -9,14 +9,14 @@
 #ifndef HOSTUNIX_H
 #define HOSTUNIX_H
 
-#include "basetypes.h"
-
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
 #include <pwd.h>
-#include <stddef.h>
-#include <stdint.h>
 #include <sys/stat.h>
 #include <sys/types.h>
-#include <time.h>
+
+#include "basetypes.h"
 
 struct HostErrSType;
 struct HostMutexSType;

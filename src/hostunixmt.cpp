@@ -1,9 +1,9 @@
 #include "hostunixmt.h"
 
 #include <atomic>
-#include <errno.h>
-#include <stdio.h>
-#include <string.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 #include "fatal.h"
 #include "utlbase.h"
@@ -26,7 +26,7 @@ size_t roundedToPages(size_t size) {
     return (size + pageSize - 1) / pageSize * pageSize;
 }
 
-} /* namespace */
+} // namespace
 
 int HostCreateThread(HostThreadIdType* id, HostThreadMainFuncType* func, void* arg) {
     return HostCreateThread_(id, func, arg, MIN_THREAD_STACK_SIZE);

@@ -2,9 +2,9 @@
 #ifndef HOSTUNIXMT_H
 #define HOSTUNIXMT_H
 
+#include <csignal>
+#include <cstddef>
 #include <pthread.h>
-#include <signal.h>
-#include <stddef.h>
 
 #include "basetypes.h"
 

@@ -8,7 +8,7 @@
 #ifndef LOADTIME_H
 #define LOADTIME_H
 
-#include <stddef.h>
+#include <cstddef>
 
 /* Initialiser priorities; the loader runs those with the smaller number first. */
 enum LoadTimePriorityEType {

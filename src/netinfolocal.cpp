@@ -312,12 +312,12 @@ void readCommandName(int32_t processId, char* name, size_t nameSize) {
         return;
     }
     char line[1024];
-    constexpr ssize_t limit = sizeof line - 1;
+    constexpr ssize_t LIMIT = sizeof line - 1;
     ssize_t count;
     do {
-        count = read(file.get(), line, limit);
+        count = read(file.get(), line, LIMIT);
     } while (count < 0 && errno == EINTR && HostGetSigTermAtomic() == 0);
-    if (count <= 0 || count >= limit) {
+    if (count <= 0 || count >= LIMIT) {
         return;
     }
     line[count] = '\0';
@@ -474,12 +474,12 @@ bool isUnknownInFamily(int status) {
 /* The first address of the host, an IPv4 one mapped into IPv6. */
 bool firstAddress(const char* name, in6_addr* address) {
     const int flags = isAddressLiteral(name) ? AI_NUMERICHOST : 0;
-    constexpr char mappedPrefix[] = "::ffff:";
-    constexpr size_t prefixLength = sizeof mappedPrefix - 1;
+    constexpr char MAPPED_PREFIX[] = "::ffff:";
+    constexpr size_t PREFIX_LENGTH = sizeof MAPPED_PREFIX - 1;
     in_addr embedded;
-    if (strncmp(name, mappedPrefix, prefixLength) == 0 &&
-        inet_pton(AF_INET, name + prefixLength, &embedded) == 1) {
-        name += prefixLength;
+    if (strncmp(name, MAPPED_PREFIX, PREFIX_LENGTH) == 0 &&
+        inet_pton(AF_INET, name + PREFIX_LENGTH, &embedded) == 1) {
+        name += PREFIX_LENGTH;
     }
     addrinfo* results = nullptr;
     int status = resolve(strcmp(name, "::1") == 0 ? "127.0.0.1" : name, AF_INET, flags, &results);
@@ -634,10 +634,10 @@ BoolType NetInfoLocalGetUniqueHostId(uint64_t* result, SysErrorSType* err,
     registryDirectory(path, sizeof path);
     UtlStrlcat(path, "talvex.hostid", sizeof path);
 
-    constexpr int rounds = 5;
+    constexpr int ROUNDS = 5;
     int lastDescriptor = -1;
     int lastErrno = 0;
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < ROUNDS; ++round) {
         if (round > 0) {
             HostMilliSleep(100);
         }
@@ -662,7 +662,7 @@ BoolType NetInfoLocalGetUniqueHostId(uint64_t* result, SysErrorSType* err,
         lastDescriptor = file.get();
     }
     report->setErr(lastErrno);
-    report->setMsg("failure after %d retries, read(%d, &result, 8), reading %s", rounds,
+    report->setMsg("failure after %d retries, read(%d, &result, 8), reading %s", ROUNDS,
                    lastDescriptor, path);
     return FALSE;
 }
@@ -698,18 +698,18 @@ void NetInfoLocalForeach(const char* /*machine*/, NetInfoFEFuncType* cb, void* u
     if (!directory) {
         return;
     }
-    constexpr char suffix[] = "..LCK";
-    constexpr size_t suffixLength = sizeof suffix - 1;
+    constexpr char SUFFIX[] = "..LCK";
+    constexpr size_t SUFFIX_LENGTH = sizeof SUFFIX - 1;
     int count = 0;
     BoolType found = FALSE;
     while (const dirent* entry = found ? nullptr : readdir(directory)) {
         char name[256];
         UtlStrlcpy(name, entry->d_name, sizeof name);
         const size_t length = strlen(name);
-        if (length <= suffixLength || strcmp(name + length - suffixLength, suffix) != 0) {
+        if (length <= SUFFIX_LENGTH || strcmp(name + length - SUFFIX_LENGTH, SUFFIX) != 0) {
             continue;
         }
-        name[length - suffixLength] = '\0';
+        name[length - SUFFIX_LENGTH] = '\0';
         NetInfoSType netInfo;
         const NetInfoResultEnum result = NetInfoFindLocal(name, &netInfo, nullptr);
         found = cb(++count, name, result, &netInfo, userData);

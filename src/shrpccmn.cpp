@@ -98,11 +98,11 @@ BoolType ShrPcRegionsFit(const ShrPcConfigSType& header, size_t segSize, char* e
                          size_t errBufSize) {
     const auto entries = static_cast<int32_t>(header.numProcesses);
     const uint64_t slots = entries < 2 ? 2 : static_cast<uint64_t>(entries);
-    constexpr uint64_t miscDataRead =
+    constexpr uint64_t MISC_DATA_READ =
         offsetof(ShrPcMiscDataSType, checkpointInfo.lock) + sizeof(HostShrSpinLockSType);
     const RegionSType regions[] = {
         {"process table", header.processTableOffset, slots * sizeof(ShrPcPteSType), 8},
-        {"miscellaneous data", header.miscDataOffset, miscDataRead, 1},
+        {"miscellaneous data", header.miscDataOffset, MISC_DATA_READ, 1},
         {"hash table locks", header.spinLocksOffset, sizeof(HostShrSpinLockSType), 1},
         {"page frame locks", header.frameLocksOffset, sizeof(ShrPcFrameLockSType), 1},
         {"page cache entries", header.pceOffset, 1, 1},

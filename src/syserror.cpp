@@ -1,9 +1,9 @@
 #include "syserror.h"
 
-#include <errno.h>
-#include <stdarg.h>
-#include <stdio.h>
-#include <string.h>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
 
 #include "hostunixmt.h"
 #include "unixerr.h"
@@ -25,7 +25,7 @@ struct ErrnoCode {
 #define ERRNO_CODE(name)                                                                           \
     { E##name, SYSERR_##name }
 
-constexpr ErrnoCode errnoCodes[] = {
+constexpr ErrnoCode ERRNO_CODES[] = {
     {0, SYSERR_NONE},
     ERRNO_CODE(PERM),
     ERRNO_CODE(NOENT),
@@ -152,11 +152,11 @@ constexpr ErrnoCode errnoCodes[] = {
 };
 #undef ERRNO_CODE
 
-constexpr int ERRNO_CODE_COUNT = sizeof errnoCodes / sizeof errnoCodes[0];
+constexpr int ERRNO_CODE_COUNT = sizeof ERRNO_CODES / sizeof ERRNO_CODES[0];
 
 constexpr bool everyNumberHasItsLine() {
     for (int i = 0; i < ERRNO_CODE_COUNT; i++) {
-        if (errnoCodes[i].num != i) {
+        if (ERRNO_CODES[i].num != i) {
             return false;
         }
     }
@@ -177,11 +177,11 @@ SysErrEType codeOfErrno(int errNum) {
     if (errNum < 0 || errNum >= ERRNO_CODE_COUNT) {
         return negatedCode(errNum);
     }
-    return errnoCodes[errNum].code;
+    return ERRNO_CODES[errNum].code;
 }
 
 /* Print formats of the resolver's codes, by code. */
-constexpr const char* resolverFormats[] = {
+constexpr const char* RESOLVER_FORMATS[] = {
     "unknown h_errno = %d\n",
     "h_errno = %d, HOST_NOT_FOUND, Authoritive Answer Host not found",
     "h_errno = %d, TRY_AGAIN, Non-Authoritive Host not found, or SERVERFAIL",
@@ -190,8 +190,8 @@ constexpr const char* resolverFormats[] = {
 };
 
 void resolverText(int num, char* text, size_t size) {
-    const int known = sizeof resolverFormats / sizeof resolverFormats[0];
-    snprintf(text, size, resolverFormats[num > 0 && num < known ? num : 0], num);
+    const int known = sizeof RESOLVER_FORMATS / sizeof RESOLVER_FORMATS[0];
+    snprintf(text, size, RESOLVER_FORMATS[num > 0 && num < known ? num : 0], num);
 }
 
 struct FlagText {
@@ -200,13 +200,13 @@ struct FlagText {
 };
 
 /* In the order in which they are appended. */
-constexpr FlagText flagTexts[] = {
+constexpr FlagText FLAG_TEXTS[] = {
     {FLAG_WOULD_BLOCK, " EWOULDBLOCK"},
     {FLAG_INTERRUPTED, " EINTR"},
     {FLAG_SIGTERM, " SIGTERM"},
 };
 
-} /* namespace */
+} // namespace
 
 void SysErrorSType::initialize() {
     errFlags = 0;
@@ -283,7 +283,7 @@ void SysErrorSType::finishMsg() {
         errMsgFinished = TRUE;
     }
 
-    for (const FlagText& entry : flagTexts) {
+    for (const FlagText& entry : FLAG_TEXTS) {
         if ((static_cast<uint32_t>(errFlags) & entry.flag) == 0) {
             continue;
         }

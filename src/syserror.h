@@ -7,8 +7,8 @@
 #ifndef SYSERROR_H
 #define SYSERROR_H
 
-#include <stddef.h>
-#include <stdint.h>
+#include <cstddef>
+#include <cstdint>
 
 #include "basetypes.h"
 

@@ -291,12 +291,12 @@ bool monitorIsGone(int32_t monitorPid) {
 
 /* For a watcher that cannot be joined: its last act is the detach, after the rest of its sleep. */
 void awaitDetach(const SharedCacheHandleSType& handle) {
-    constexpr int stepMs = 20;
-    for (int waited = 0; waited < 2 * WATCH_INTERVAL_MS; waited += stepMs) {
+    constexpr int STEP_MS = 20;
+    for (int waited = 0; waited < 2 * WATCH_INTERVAL_MS; waited += STEP_MS) {
         if (load(handle.status) != SPC_ACTIVE) {
             return;
         }
-        HostMilliSleep(stepMs);
+        HostMilliSleep(STEP_MS);
     }
 }
 
@@ -402,15 +402,15 @@ const char* recordOf(const ShrPcPteSType* pte) {
     const char* from = recordOf(pte);
     const char* ahead = recordOf(next);
     char* to = reinterpret_cast<char*>(result);
-    constexpr size_t last = sizeof *result - LINE;
+    constexpr size_t LAST = sizeof *result - LINE;
     __builtin_prefetch(ahead);
     copyLine(to, from);
-    for (size_t i = LINE - reinterpret_cast<uintptr_t>(from) % LINE; i < last; i += LINE) {
+    for (size_t i = LINE - reinterpret_cast<uintptr_t>(from) % LINE; i < LAST; i += LINE) {
         __builtin_prefetch(ahead + i);
         copyLine(to + i, from + i);
     }
     __builtin_prefetch(ahead + sizeof *result - 1);
-    copyLine(to + last, from + last);
+    copyLine(to + LAST, from + LAST);
 }
 
 /* A sink takes a match and says whether it wants another. This one keeps the first. */
@@ -554,8 +554,8 @@ int SharedCacheHandleSType::getStatsForMask(unsigned int mask, TvsiResultSType* 
         *resultSize = 0;
         return TVSI_SUCCESS;
     }
-    constexpr unsigned int fixedSlotKinds = SHRPC_MONITOR | SHRPC_BROX;
-    const int end = (mask & ~fixedSlotKinds) == 0 ? FIRST_VOK_SLOT : processTableSize();
+    constexpr unsigned int FIXED_SLOT_KINDS = SHRPC_MONITOR | SHRPC_BROX;
+    const int end = (mask & ~FIXED_SLOT_KINDS) == 0 ? FIRST_VOK_SLOT : processTableSize();
     const auto isOfKind = [mask](const ShrPcPteSType& pte) {
         return (ShrPcLoad(pte.statType) & mask) != 0;
     };

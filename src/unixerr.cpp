@@ -1,8 +1,8 @@
 #include "unixerr.h"
 
-#include <errno.h>
-#include <stdio.h>
-#include <string.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 #include "utlbase.h"
 
@@ -171,7 +171,7 @@ const char* errnoName(int errNum) {
     return ErrnoTableLinux[errNum - 1].name;
 }
 
-} /* namespace */
+} // namespace
 
 const ErrnoTableEntry* ErrGetErrnoTable(int* count) {
     *count = ERRNO_COUNT;

@@ -2,8 +2,8 @@
 #ifndef UNIXERR_H
 #define UNIXERR_H
 
-#include <stddef.h>
-#include <stdint.h>
+#include <cstddef>
+#include <cstdint>
 
 struct ErrnoTableEntry {
     const char* name;

@@ -5,14 +5,14 @@
  */
 #include "utl.h"
 
-#include "fatal.h"
-#include "hostunix.h"
-
 #include <atomic>
+#include <cstdio>
+#include <cstring>
 #include <langinfo.h>
 #include <pthread.h>
-#include <stdio.h>
-#include <string.h>
+
+#include "fatal.h"
+#include "hostunix.h"
 
 namespace {
 
@@ -355,10 +355,10 @@ template <typename Word> BoolType countsBits(int (*popcnt)(Word), Word factor) {
 }
 
 template <typename Word> BoolType swapsBytes(Word (*bswap)(Word)) {
-    constexpr int bits = sizeof(Word) * 8;
+    constexpr int BITS = sizeof(Word) * 8;
     int mismatches = 0;
-    for (int i = 1; i < bits; i++) {
-        int moved = i + (bits - 8) - 16 * (i / 8);
+    for (int i = 1; i < BITS; i++) {
+        int moved = i + (BITS - 8) - 16 * (i / 8);
         if (bswap(static_cast<Word>(Word{1} << i)) != static_cast<Word>(Word{1} << moved)) {
             mismatches++;
         }

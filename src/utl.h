@@ -8,13 +8,13 @@
 #ifndef UTL_H
 #define UTL_H
 
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <sys/types.h>
+
 #include "basetypes.h"
 #include "utlbase.h"
-
-#include <stddef.h>
-#include <stdint.h>
-#include <sys/types.h>
-#include <time.h>
 
 /* Dates and time stamps. */
 

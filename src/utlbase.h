@@ -5,9 +5,9 @@
 #ifndef UTLBASE_H
 #define UTLBASE_H
 
-#include <stddef.h>
-#include <stdint.h>
-#include <string.h>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <unistd.h>
 
 /* Copies src to dst, at most size - 1 characters, and terminates dst when size is at least

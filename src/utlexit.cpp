@@ -1,8 +1,8 @@
 #include "utlexit.h"
 
 #include <atomic>
-#include <stdio.h>
-#include <stdlib.h>
+#include <cstdio>
+#include <cstdlib>
 
 #include "fatal.h"
 #include "hostunix.h"
@@ -42,7 +42,7 @@ void runExitFunctions() {
     }
 }
 
-} /* namespace */
+} // namespace
 
 void UtlExitFuncListInit() {
     NextRegisteredExitFuncPtr.next = &NextRegisteredExitFuncPtr;
