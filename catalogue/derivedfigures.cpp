@@ -1,6 +1,8 @@
 /* Owns the look-ups of derived figures and default columns, and their compile-time checks. */
 #include "figuretable.h"
 
+#include <utility>
+
 namespace statscatalogue {
 namespace {
 
@@ -23,33 +25,115 @@ consteval bool suits(const Term& term, const Field& field) {
 
 consteval bool canBeRead(const Kind& kind, const Terms& terms) {
     for (const Term& term : terms) {
-        if (term.field.empty()) {
-            continue;
-        }
         const auto place = findField(kind, term.field);
-        if (!place || place->field->count != 1 || !suits(term, *place->field)) {
+        if (!term.field.empty() &&
+            (!place || place->field->count != 1 || !suits(term, *place->field))) {
             return false;
         }
     }
     return true;
 }
 
-consteval bool formulasAreOfTheirKindsFields(std::span<const DerivedFigure> figures) {
+template <size_t size>
+consteval bool formulasAreOfTheirKindsFields(const std::array<DerivedFigure, size>& figures) {
     for (const DerivedFigure& figure : figures) {
+        if (figure.kinds == 0 || figure.numerator[0].field.empty()) {
+            return false;
+        }
         for (const Kind& kind : kindTable) {
             if ((figure.kinds & kind.bit) != 0 &&
                 (!canBeRead(kind, figure.numerator) || !canBeRead(kind, figure.denominator))) {
                 return false;
             }
         }
-        if (figure.kinds == 0 || figure.numerator[0].field.empty()) {
+    }
+    return true;
+}
+static_assert(formulasAreOfTheirKindsFields(figureTable), "a figure's terms are its kinds' fields");
+static_assert(formulasAreOfTheirKindsFields(headlineTable));
+
+consteval bool everyTimeStampHasItsAge() {
+    for (const Kind& kind : kindTable) {
+        size_t times = 0;
+        size_t ages = 0;
+        forEachField(kind, [&](const FieldPlace& place) {
+            times += place.field->meaning == Meaning::EventTime ? 1 : 0;
+        });
+        for (const DerivedFigure& figure : figureTable) {
+            const bool isAge = figure.numerator[0].reading == Reading::Age;
+            ages += isAge && (figure.kinds & kind.bit) != 0 ? 1 : 0;
+        }
+        if (times != ages) {
             return false;
         }
     }
     return true;
 }
-static_assert(formulasAreOfTheirKindsFields(figureTable));
-static_assert(formulasAreOfTheirKindsFields(headlineTable));
+static_assert(everyTimeStampHasItsAge());
+
+consteval bool figureNamesAreUnique() {
+    for (const DerivedFigure& figure : figureTable) {
+        for (const DerivedFigure& other : figureTable) {
+            if (&figure != &other && (figure.kinds & other.kinds) != 0 &&
+                figure.name == other.name) {
+                return false;
+            }
+        }
+        for (const Kind& kind : kindTable) {
+            if ((figure.kinds & kind.bit) != 0 && findField(kind, figure.name)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+static_assert(figureNamesAreUnique(), "a figure's name is unique in the columns of a kind");
+
+/* A title's letters in lower case as one number; 0 when it is none. */
+constexpr uint64_t folded(std::string_view title) {
+    uint64_t letters = 0;
+    if (title.size() > maxTitle) {
+        return 0;
+    }
+    for (const char letter : title) {
+        if (letter <= ' ' || letter > '~') {
+            return 0;
+        }
+        const bool isUpper = letter >= 'A' && letter <= 'Z';
+        letters = letters << 8U | static_cast<uint64_t>(isUpper ? letter - 'A' + 'a' : letter);
+    }
+    return letters;
+}
+
+consteval bool titlesAreUnique(const Kind& kind) {
+    constexpr size_t most = 512;
+    std::array<uint64_t, most> titles{};
+    size_t number = 0;
+    bool isUnique = true;
+    const auto add = [&](std::string_view title) {
+        const uint64_t letters = folded(title);
+        for (size_t i = 0; i < number; i++) {
+            isUnique = isUnique && titles[i] != letters;
+        }
+        isUnique = isUnique && letters != 0;
+        titles[number] = letters;
+        number++;
+    };
+    forEachField(kind, [&](const FieldPlace& place) { add(place.field->title); });
+    for (const DerivedFigure& figure : figureTable) {
+        if ((figure.kinds & kind.bit) != 0) {
+            add(figure.title);
+        }
+    }
+    return isUnique;
+}
+
+template <size_t... kindIndex>
+consteval bool titlesAreUniqueInEveryKind(std::index_sequence<kindIndex...>) {
+    return (titlesAreUnique(kindTable[kindIndex]) && ...);
+}
+static_assert(titlesAreUniqueInEveryKind(std::make_index_sequence<SHRPC_numStatTypes>()),
+              "a title is unique in the columns of a kind");
 
 consteval bool defaultsAreFieldsOfTheirKind() {
     for (const Kind& kind : kindTable) {
@@ -73,7 +157,48 @@ consteval bool defaultsAreFieldsOfTheirKind() {
 }
 static_assert(defaultsAreFieldsOfTheirKind(), "each kind has its own default columns, once");
 
+std::string textOf(const Term& term) {
+    const std::string field(term.field);
+    switch (term.reading) {
+    case Reading::Value:
+        return field;
+    case Reading::Rate:
+        return field + "/s";
+    case Reading::Age:
+        return "now - " + field;
+    }
+    return field;
+}
+
+/* "a", "(a + b)", "(a - b)". */
+std::string textOf(const Terms& terms) {
+    std::string text = textOf(terms[0]);
+    if (terms[1].field.empty()) {
+        return text;
+    }
+    return "(" + text + (terms[1].sign < 0 ? " - " : " + ") + textOf(terms[1]) + ")";
+}
+
+/* Without the zeros behind the last digit: "100", "0.1". */
+std::string textOf(double scale) {
+    std::string text = std::to_string(scale);
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.back() == '.') {
+        text.pop_back();
+    }
+    return text;
+}
+
 } // namespace
+
+std::string formulaOf(const DerivedFigure& figure) {
+    std::string text = figure.scale == 1 ? "" : textOf(figure.scale) + " * ";
+    text += textOf(figure.numerator);
+    if (figure.hasDenominator()) {
+        text += " / " + textOf(figure.denominator);
+    }
+    return text;
+}
 
 std::span<const std::string_view> defaultColumns(const Kind& kind) {
     for (const tables::DefaultColumns& row : defaultsTable) {

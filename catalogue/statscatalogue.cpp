@@ -142,7 +142,7 @@ struct GroupText {
 constexpr std::array<GroupText, numFieldGroups> groupTable{{
     {"commit", "commits, aborts, commit records and their queue"},
     {"cache", "pages and frames of the shared cache"},
-    {"io", "disk reads and writes, checkpoints, extents"},
+    {"io", "disk reads and writes, checkpoints, extents, pages of the repository"},
     {"waiting", "queues, and what waits in them"},
     {"gc", "garbage collection, of the repository and of a session's memory"},
     {"memory", "a session's object memory"},
@@ -151,7 +151,7 @@ constexpr std::array<GroupText, numFieldGroups> groupTable{{
     {"locks", "object locks and spin locks"},
     {"sessions", "sessions, processes, slots, logins"},
     {"objects", "objects, classes, methods and symbols"},
-    {"threads", "loops, sleeps and running times of the server's own threads"},
+    {"threads", "loops, sleeps, running times and progress of threads"},
 }};
 
 bool sameIgnoringCase(std::string_view one, std::string_view other) {

@@ -21,6 +21,7 @@
 #include <cstring>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace statscatalogue {
@@ -114,11 +115,12 @@ enum class Group : uint8_t {
     Locks,    /* object locks and spin locks */
     Sessions, /* sessions, processes, slots, logins */
     Objects,  /* objects, classes, methods and symbols read, made and committed */
-    Threads   /* loops, sleeps and running times of the server's own threads */
+    Threads   /* loops, sleeps, running times and progress of threads */
 };
 inline constexpr size_t numFieldGroups = 12;
 
 inline constexpr size_t maxTitle = 8;
+inline constexpr size_t maxSentence = 80;
 
 struct Field {
     std::string_view name;
@@ -306,7 +308,6 @@ struct DerivedFigure {
     std::string_view name;
     std::string_view title; /* as a field's; unique among fields and figures of a kind */
     std::string_view sentence;
-    std::string_view formula; /* for people: "100 * hits/s / (hits/s + misses/s)" */
     Group group;
     Unit unit;
     Aggregation aggregation; /* Sum of a quotient does not exist: its terms are summed instead */
@@ -323,8 +324,12 @@ struct DerivedFigure {
     }
 };
 
-/* Every figure that is shown like a field. No name is a field's of the same kind. */
+/* Every figure that is shown like a field. Within one kind its name is unique, also among the
+ * fields; other kinds may have a figure of that name from other fields. */
 std::span<const DerivedFigure> derivedFigures();
+
+/* The figure's formula for people: "100 * hits/s / (hits/s + misses/s)", "now - timeLastCommit". */
+std::string formulaOf(const DerivedFigure& figure);
 
 /* The figure with this name (exact) that the kind has, or null. */
 const DerivedFigure* findFigure(const Kind& kind, std::string_view name);

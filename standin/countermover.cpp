@@ -80,8 +80,12 @@ bool isCountedByAnEvent(std::uint32_t kind, std::string_view field) {
     });
 }
 
+bool onlyGrows(const Field& field) {
+    return field.meaning == Meaning::Counter || field.meaning == Meaning::Position;
+}
+
 bool movesByItself(const Kind& kind, const Field& field) {
-    if (field.meaning != Meaning::Counter && field.meaning != Meaning::Gauge) {
+    if (field.meaning != Meaning::Gauge && !onlyGrows(field)) {
         return false;
     }
     return !field.name.starts_with(agePrefix) && !isCountedByAnEvent(kind.bit, field.name) &&
@@ -119,7 +123,7 @@ void CounterMover::addFields(const Kind& kind) {
             if (!movesByItself(kind, field)) {
                 continue;
             }
-            const bool isCounter = field.meaning == Meaning::Counter;
+            const bool isCounter = onlyGrows(field);
             const std::int64_t top = isCounter ? usualGrowth : topOf(field.name);
             for (std::size_t i = 0; i < field.count; ++i) {
                 const std::size_t offset =

@@ -1,6 +1,6 @@
 /*
- * Moves the counters of one statistics record as its owner would: counters only grow, gauges
- * wander, and every secondsSince field is the age of the time stamp of the same position.
+ * Moves the counters of one statistics record as its owner would: counters and positions only grow,
+ * gauges wander, and every secondsSince field is the age of the time stamp of the same position.
  * What the census keeps (census.h) is left alone.
  */
 #ifndef STANDIN_COUNTERMOVER_H
@@ -32,7 +32,7 @@ private:
     struct Moving {
         std::uint16_t offset;
         bool is64Bit;
-        bool isCounter;
+        bool isCounter;   /* or a position: only grows */
         std::int64_t top; /* highest level of a gauge; what a counter may grow by in an update */
     };
     /* A time stamp, its age in seconds, and the counters of the same event. */

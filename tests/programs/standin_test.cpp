@@ -60,6 +60,7 @@ TEST(Standin, CountersOnlyGrowGaugesMoveBothWaysAndAgesAgreeWithTimeStamps) {
             }
         }
         EXPECT_FALSE(fallen.contains(Meaning::Counter));
+        EXPECT_FALSE(fallen.contains(Meaning::Position));
         EXPECT_TRUE(fallen.contains(Meaning::Gauge));
     }
 }
