@@ -16,154 +16,17 @@ constexpr uint32_t FLAG_INTERRUPTED = 1;
 constexpr uint32_t FLAG_WOULD_BLOCK = 2;
 constexpr uint32_t FLAG_SIGTERM = 4; /* a termination request was pending at an interruption */
 
-struct ErrnoCode {
-    int num;
-    SysErrEType code;
-};
+/* The one code that is named otherwise than its error. */
+constexpr SysErrEType SYSERR_DEADLK = SYSERR_DEADLOCK;
 
-/* The codes are named as the errno values are, so that one name makes an entry. */
-#define ERRNO_CODE(name)                                                                           \
-    { E##name, SYSERR_##name }
-
-constexpr ErrnoCode ERRNO_CODES[] = {
-    {0, SYSERR_NONE},
-    ERRNO_CODE(PERM),
-    ERRNO_CODE(NOENT),
-    ERRNO_CODE(SRCH),
-    ERRNO_CODE(INTR),
-    ERRNO_CODE(IO),
-    ERRNO_CODE(NXIO),
-    ERRNO_CODE(2BIG),
-    ERRNO_CODE(NOEXEC),
-    ERRNO_CODE(BADF),
-    ERRNO_CODE(CHILD),
-    ERRNO_CODE(AGAIN),
-    ERRNO_CODE(NOMEM),
-    ERRNO_CODE(ACCES),
-    ERRNO_CODE(FAULT),
-    ERRNO_CODE(NOTBLK),
-    ERRNO_CODE(BUSY),
-    ERRNO_CODE(EXIST),
-    ERRNO_CODE(XDEV),
-    ERRNO_CODE(NODEV),
-    ERRNO_CODE(NOTDIR),
-    ERRNO_CODE(ISDIR),
-    ERRNO_CODE(INVAL),
-    ERRNO_CODE(NFILE),
-    ERRNO_CODE(MFILE),
-    ERRNO_CODE(NOTTY),
-    ERRNO_CODE(TXTBSY),
-    ERRNO_CODE(FBIG),
-    ERRNO_CODE(NOSPC),
-    ERRNO_CODE(SPIPE),
-    ERRNO_CODE(ROFS),
-    ERRNO_CODE(MLINK),
-    ERRNO_CODE(PIPE),
-    ERRNO_CODE(DOM),
-    ERRNO_CODE(RANGE),
-    {EDEADLK, SYSERR_DEADLOCK},
-    ERRNO_CODE(NAMETOOLONG),
-    ERRNO_CODE(NOLCK),
-    ERRNO_CODE(NOSYS),
-    ERRNO_CODE(NOTEMPTY),
-    ERRNO_CODE(LOOP),
-    {41, static_cast<SysErrEType>(-41)}, /* Linux has no error 41 */
-    ERRNO_CODE(NOMSG),
-    ERRNO_CODE(IDRM),
-    ERRNO_CODE(CHRNG),
-    ERRNO_CODE(L2NSYNC),
-    ERRNO_CODE(L3HLT),
-    ERRNO_CODE(L3RST),
-    ERRNO_CODE(LNRNG),
-    ERRNO_CODE(UNATCH),
-    ERRNO_CODE(NOCSI),
-    ERRNO_CODE(L2HLT),
-    ERRNO_CODE(BADE),
-    ERRNO_CODE(BADR),
-    ERRNO_CODE(XFULL),
-    ERRNO_CODE(NOANO),
-    ERRNO_CODE(BADRQC),
-    ERRNO_CODE(BADSLT),
-    {58, static_cast<SysErrEType>(-58)}, /* nor an error 58 */
-    ERRNO_CODE(BFONT),
-    ERRNO_CODE(NOSTR),
-    ERRNO_CODE(NODATA),
-    ERRNO_CODE(TIME),
-    ERRNO_CODE(NOSR),
-    ERRNO_CODE(NONET),
-    ERRNO_CODE(NOPKG),
-    ERRNO_CODE(REMOTE),
-    ERRNO_CODE(NOLINK),
-    ERRNO_CODE(ADV),
-    ERRNO_CODE(SRMNT),
-    ERRNO_CODE(COMM),
-    ERRNO_CODE(PROTO),
-    ERRNO_CODE(MULTIHOP),
-    ERRNO_CODE(DOTDOT),
-    ERRNO_CODE(BADMSG),
-    ERRNO_CODE(OVERFLOW),
-    ERRNO_CODE(NOTUNIQ),
-    ERRNO_CODE(BADFD),
-    ERRNO_CODE(REMCHG),
-    ERRNO_CODE(LIBACC),
-    ERRNO_CODE(LIBBAD),
-    ERRNO_CODE(LIBSCN),
-    ERRNO_CODE(LIBMAX),
-    ERRNO_CODE(LIBEXEC),
-    ERRNO_CODE(ILSEQ),
-    ERRNO_CODE(RESTART),
-    ERRNO_CODE(STRPIPE),
-    ERRNO_CODE(USERS),
-    ERRNO_CODE(NOTSOCK),
-    ERRNO_CODE(DESTADDRREQ),
-    ERRNO_CODE(MSGSIZE),
-    ERRNO_CODE(PROTOTYPE),
-    ERRNO_CODE(NOPROTOOPT),
-    ERRNO_CODE(PROTONOSUPPORT),
-    ERRNO_CODE(SOCKTNOSUPPORT),
-    ERRNO_CODE(OPNOTSUPP),
-    ERRNO_CODE(PFNOSUPPORT),
-    ERRNO_CODE(AFNOSUPPORT),
-    ERRNO_CODE(ADDRINUSE),
-    ERRNO_CODE(ADDRNOTAVAIL),
-    ERRNO_CODE(NETDOWN),
-    ERRNO_CODE(NETUNREACH),
-    ERRNO_CODE(NETRESET),
-    ERRNO_CODE(CONNABORTED),
-    ERRNO_CODE(CONNRESET),
-    ERRNO_CODE(NOBUFS),
-    ERRNO_CODE(ISCONN),
-    ERRNO_CODE(NOTCONN),
-    ERRNO_CODE(SHUTDOWN),
-    ERRNO_CODE(TOOMANYREFS),
-    ERRNO_CODE(TIMEDOUT),
-    ERRNO_CODE(CONNREFUSED),
-    ERRNO_CODE(HOSTDOWN),
-    ERRNO_CODE(HOSTUNREACH),
-    ERRNO_CODE(ALREADY),
-    ERRNO_CODE(INPROGRESS),
-    ERRNO_CODE(STALE),
-    ERRNO_CODE(UCLEAN),
-    ERRNO_CODE(NOTNAM),
-    ERRNO_CODE(NAVAIL),
-    ERRNO_CODE(ISNAM),
-    ERRNO_CODE(REMOTEIO),
-    ERRNO_CODE(DQUOT),
-};
-#undef ERRNO_CODE
-
+/* The code of each error number, from 0. */
+#define NAMED(name) SYSERR_##name,
+#define UNNAMED(number) static_cast<SysErrEType>(-(number)),
+constexpr SysErrEType ERRNO_CODES[] = {SYSERR_NONE, ERRNO_NAMES_TO_122(NAMED, UNNAMED)};
+#undef NAMED
+#undef UNNAMED
 constexpr int ERRNO_CODE_COUNT = sizeof ERRNO_CODES / sizeof ERRNO_CODES[0];
-
-constexpr bool everyNumberHasItsLine() {
-    for (int i = 0; i < ERRNO_CODE_COUNT; i++) {
-        if (ERRNO_CODES[i].num != i) {
-            return false;
-        }
-    }
-    return true;
-}
 static_assert(ERRNO_CODE_COUNT == EDQUOT + 1 && EDQUOT == 122);
-static_assert(everyNumberHasItsLine());
 
 /* Numbers without a code of their own are carried negated. */
 SysErrEType negatedCode(int num) {
@@ -177,7 +40,7 @@ SysErrEType codeOfErrno(int errNum) {
     if (errNum < 0 || errNum >= ERRNO_CODE_COUNT) {
         return negatedCode(errNum);
     }
-    return ERRNO_CODES[errNum].code;
+    return ERRNO_CODES[errNum];
 }
 
 /* Print formats of the resolver's codes, by code. */
