@@ -45,27 +45,21 @@ HostShrSpinLockSType lockAt(const void* region, size_t offset) {
     return lock;
 }
 
-/* A part of the segment that must lie inside. */
-struct RegionSType {
-    const char* name;
-    uint64_t offset;
-    uint64_t length; /* bytes that must be there; 1 where only the beginning matters */
-    uint64_t alignment;
-};
-
-BoolType regionFits(const RegionSType& region, uint64_t segSize, char* errBuf, size_t errBufSize) {
-    const bool isInside = region.offset <= segSize && region.length <= segSize - region.offset;
-    const bool isAligned = region.offset % region.alignment == 0;
+/* Whether `length` bytes at `offset` lie in the segment, at a multiple of `alignment`. */
+BoolType isInSegment(const char* name, uint64_t offset, uint64_t length, uint64_t alignment,
+                     uint64_t segSize, char* errBuf, size_t errBufSize) {
+    const bool isInside = offset <= segSize && length <= segSize - offset;
+    const bool isAligned = offset % alignment == 0;
     if (isInside && isAligned) {
         return TRUE;
     }
     printf("ERROR in bounds of %s,  offset %lu, length %lu, segment's size %lu , %s line %d \n",
-           region.name, region.offset, region.length, segSize, "file shrpccmn", __LINE__);
+           name, offset, length, segSize, "file shrpccmn", __LINE__);
     snprintf(errBuf, errBufSize,
              "The shared cache is damaged: its %s, at offset %lu with a length of %lu or more "
              "bytes, %s the segment of %lu bytes.",
-             region.name, region.offset, region.length,
-             isInside ? "is not aligned to 8 bytes in" : "does not fit", segSize);
+             name, offset, length, isInside ? "is not aligned to 8 bytes in" : "does not fit",
+             segSize);
     return FALSE;
 }
 
@@ -91,29 +85,17 @@ BoolType ShrPcConfigSType::waitForCacheInit(int timeoutMs) const {
 }
 
 BoolType ShrPcHeaderFits(size_t segSize, char* errBuf, size_t errBufSize) {
-    return regionFits({"header", 0, sizeof(ShrPcConfigSType), 1}, segSize, errBuf, errBufSize);
+    return isInSegment("header", 0, sizeof(ShrPcConfigSType), 1, segSize, errBuf, errBufSize);
 }
 
 BoolType ShrPcRegionsFit(const ShrPcConfigSType& header, size_t segSize, char* errBuf,
                          size_t errBufSize) {
     const auto entries = static_cast<int32_t>(header.numProcesses);
     const uint64_t slots = entries < 2 ? 2 : static_cast<uint64_t>(entries);
-    constexpr uint64_t MISC_DATA_READ =
-        offsetof(ShrPcMiscDataSType, checkpointInfo.lock) + sizeof(HostShrSpinLockSType);
-    const RegionSType regions[] = {
-        {"process table", header.processTableOffset, slots * sizeof(ShrPcPteSType), 8},
-        {"miscellaneous data", header.miscDataOffset, MISC_DATA_READ, 1},
-        {"hash table locks", header.spinLocksOffset, sizeof(HostShrSpinLockSType), 1},
-        {"page frame locks", header.frameLocksOffset, sizeof(ShrPcFrameLockSType), 1},
-        {"page cache entries", header.pceOffset, 1, 1},
-        {"cache state", header.cacheStateOffset, 1, 1},
-        {"frame history", header.frameHistoryOffset, 1, 1},
-        {"shared counters", header.sharedCountersOffset, 1, 1},
-        {"free-frame bit list", header.freeFrameBitListOffset, 1, 1},
-        {"free-PCE bit list", header.freePceBitListOffset, 1, 1},
-    };
-    for (const RegionSType& region : regions) {
-        if (!regionFits(region, segSize, errBuf, errBufSize)) {
+    for (const ShrPcRegionSType& region : SHRPC_REGIONS) {
+        const bool isTable = region.offset == &ShrPcConfigSType::processTableOffset;
+        if (!isInSegment(region.name, header.*region.offset, region.read * (isTable ? slots : 1),
+                         region.alignment, segSize, errBuf, errBufSize)) {
             return FALSE;
         }
     }

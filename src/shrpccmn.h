@@ -7,6 +7,7 @@
 #define SHRPCCMN_H
 
 #include <cstddef>
+#include <cstdint>
 
 #include "shrpc.h"
 
@@ -23,12 +24,36 @@ BoolType ShrPcInit(ShrPcStateSType* shrpcPtr, ShrPcConfigSType* configInfoPtr, B
 BoolType ShrPcInitFromCopy(ShrPcStateSType* shrpcPtr, ShrPcConfigSType* segment,
                            const ShrPcConfigSType& header);
 
+/* A region that the header locates. */
+struct ShrPcRegionSType {
+    const char* name;
+    uint64_t ShrPcConfigSType::*offset;
+    uint64_t read; /* bytes that this library reads, in the process table of each entry; 1 where it
+                      locates the beginning only */
+    uint64_t alignment;
+};
+
+/* All regions, in the order in which they are checked. */
+constexpr ShrPcRegionSType SHRPC_REGIONS[] = {
+    {"process table", &ShrPcConfigSType::processTableOffset, sizeof(ShrPcPteSType), 8},
+    {"miscellaneous data", &ShrPcConfigSType::miscDataOffset,
+     offsetof(ShrPcMiscDataSType, checkpointInfo.lock) + sizeof(HostShrSpinLockSType), 1},
+    {"hash table locks", &ShrPcConfigSType::spinLocksOffset, sizeof(HostShrSpinLockSType), 1},
+    {"page frame locks", &ShrPcConfigSType::frameLocksOffset, sizeof(ShrPcFrameLockSType), 1},
+    {"page cache entries", &ShrPcConfigSType::pceOffset, 1, 1},
+    {"cache state", &ShrPcConfigSType::cacheStateOffset, 1, 1},
+    {"frame history", &ShrPcConfigSType::frameHistoryOffset, 1, 1},
+    {"shared counters", &ShrPcConfigSType::sharedCountersOffset, 1, 1},
+    {"free-frame bit list", &ShrPcConfigSType::freeFrameBitListOffset, 1, 1},
+    {"free-PCE bit list", &ShrPcConfigSType::freePceBitListOffset, 1, 1},
+};
+
 /* Whether a segment of `segSize` bytes has room for the header. If not, FALSE with a line on
    standard output and a sentence in `errBuf`. */
 BoolType ShrPcHeaderFits(size_t segSize, char* errBuf, size_t errBufSize);
 
-/* Whether all that this library reads, and the beginning of all that it locates, lies in the
-   segment of `segSize` bytes. If not, FALSE as above. */
+/* Whether the regions lie in the segment of `segSize` bytes: what is read of them, with two entries
+   at least, or their beginning. If not, FALSE as above. */
 BoolType ShrPcRegionsFit(const ShrPcConfigSType& header, size_t segSize, char* errBuf,
                          size_t errBufSize);
 

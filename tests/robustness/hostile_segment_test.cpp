@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
+#include <vector>
 
 #include "attachcall.h"
 #include "basetypes.h"
@@ -11,6 +12,7 @@
 #include "member.h"
 #include "processstate.h"
 #include "queries.h"
+#include "shrpccmn.h"
 #include "testcache.h"
 
 using namespace testsupport;
@@ -86,41 +88,30 @@ TEST_F(HostileSegmentTest, SegmentOfAnySizeIsRefusedWithTheSizeThatIsMissing) {
 
 TEST_F(HostileSegmentTest, EveryRegionMustLieInsideAsFarAsItIsRead) {
     const std::uint64_t size = cache.segment().size();
-    struct {
-        std::uint64_t ShrPcConfigSType::*offset;
-        const char* name;
-        std::uint64_t read; /* bytes that must be inside; 1: its beginning */
-    } const regions[] = {
-        {&ShrPcConfigSType::processTableOffset, "process table", slots * 39936},
-        {&ShrPcConfigSType::miscDataOffset, "miscellaneous data", 33344 + 192},
-        {&ShrPcConfigSType::spinLocksOffset, "hash table locks", 192},
-        {&ShrPcConfigSType::frameLocksOffset, "page frame locks", 192},
-        {&ShrPcConfigSType::pceOffset, "page cache entries", 1},
-        {&ShrPcConfigSType::cacheStateOffset, "cache state", 1},
-        {&ShrPcConfigSType::frameHistoryOffset, "frame history", 1},
-        {&ShrPcConfigSType::sharedCountersOffset, "shared counters", 1},
-        {&ShrPcConfigSType::freeFrameBitListOffset, "free-frame bit list", 1},
-        {&ShrPcConfigSType::freePceBitListOffset, "free-PCE bit list", 1},
-    };
-    for (const auto& region : regions) {
+    std::vector<std::uint64_t> reads;
+    for (const ShrPcRegionSType& region : SHRPC_REGIONS) {
+        const std::uint64_t read = region.read * (reads.empty() ? slots : 1);
+        reads.push_back(read);
         std::uint64_t& offset = cache.header().*region.offset;
         const std::uint64_t good = offset;
-        for (const std::uint64_t bad : {size - region.read + 1, size - region.read + 8, size,
-                                        size + 1, size + 8, std::uint64_t{1} << 63, 0 - size,
-                                        0 - region.read, ~std::uint64_t{0}, ~std::uint64_t{7}}) {
+        for (const std::uint64_t bad :
+             {size - read + 1, size - read + 8, size, size + 1, size + 8, std::uint64_t{1} << 63,
+              0 - size, 0 - read, ~std::uint64_t{0}, ~std::uint64_t{7}}) {
             SCOPED_TRACE(testing::Message() << region.name << " at " << bad);
             offset = bad;
             EXPECT_EQ(attach(cache.name()), TVSI_ERR_CACHE_ATTACH_FAILED);
             EXPECT_THAT(text, testing::AllOf(
-                                  HasSubstr(region.name), HasSubstr(std::to_string(region.read)),
+                                  HasSubstr(region.name), HasSubstr(std::to_string(read)),
                                   HasSubstr(std::to_string(bad)), HasSubstr(std::to_string(size))));
             EXPECT_EQ(std::ranges::count(printed, '\n'), 1) << printed;
         }
-        offset = region.read == 1 ? size - 1 : good;
+        offset = read == 1 ? size - 1 : good;
         EXPECT_EQ(attach(cache.name()), TVSI_SUCCESS) << region.name << ": " << text;
         EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
         offset = good;
     }
+    EXPECT_THAT(reads,
+                testing::ElementsAre(slots * 39936, 33344 + 192, 192, 192, 1, 1, 1, 1, 1, 1));
     cache.header().processTableOffset += 4;
     EXPECT_EQ(attach(cache.name()), TVSI_ERR_CACHE_ATTACH_FAILED) << "not a multiple of 8";
     EXPECT_THAT(text, HasSubstr("aligned"));
