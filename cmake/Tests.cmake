@@ -1,8 +1,9 @@
-# tvsi_add_test(NAME SOURCES file... [LIBRARIES target...] [TIMEOUT seconds] [SERIAL])
+# tvsi_add_test(NAME SOURCES file... [LIBRARIES target...] [TIMEOUT seconds] [SERIAL] [LABEL label])
 #
 # A GoogleTest program; each of its tests is one CTest test in a process of its own. LIBRARIES
 # defaults to tvsi_internal; a program that goes through the exported functions names tvsi instead
-# (never both: the objects would exist twice). SERIAL keeps its tests from running beside others.
+# (never both: the objects would exist twice). SERIAL keeps its tests from running beside others. LABEL is that
+# of the tests; the target LABEL_tests builds all programs that have it.
 #
 # tvsi_add_command_test(NAME COMMAND command... [TIMEOUT seconds] [SERIAL]
 #     [ENVIRONMENT VARIABLE=VALUE...])
@@ -25,7 +26,7 @@ function(tvsi_test_properties result timeout serial)
 endfunction()
 
 function(tvsi_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT;LABEL" "SOURCES;LIBRARIES")
     if(NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "tvsi_add_test(${name}): wrong arguments ${arg_UNPARSED_ARGUMENTS}")
     endif()
@@ -35,6 +36,13 @@ function(tvsi_add_test name)
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
     tvsi_test_properties(properties "${arg_TIMEOUT}" ${arg_SERIAL})
+    if(arg_LABEL)
+        if(NOT TARGET ${arg_LABEL}_tests)
+            add_custom_target(${arg_LABEL}_tests)
+        endif()
+        add_dependencies(${arg_LABEL}_tests ${name})
+        list(APPEND properties LABELS ${arg_LABEL})
+    endif()
     gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST
         DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
 endfunction()

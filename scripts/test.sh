@@ -4,7 +4,7 @@ set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "$0")/lib.sh"
 
-all_stages=(optimised asan tsan fuzz)
+all_stages=(optimised unit asan tsan fuzz)
 
 usage() {
     cat <<EOF
@@ -13,6 +13,7 @@ Usage: scripts/test.sh [STAGE...] [-- CTEST-ARGUMENT...]
 Stages, all of ${all_stages[*]} unless some are named:
   optimised  the tests in an optimised build, and a smoke run of each benchmark
   debug      the tests in a build without optimisation
+  unit       the unit tests, built with clang and without optimisation
   asan       the tests under the address, leak and undefined-behaviour sanitizers
   tsan       the tests under the thread sanitizer
   fuzz       a short run of each fuzzer
@@ -24,7 +25,7 @@ EOF
 stages=()
 while [ $# -gt 0 ]; do
     case $1 in
-    optimised | debug | asan | tsan | fuzz) stages+=("$1") ;;
+    optimised | debug | unit | asan | tsan | fuzz) stages+=("$1") ;;
     -h | --help)
         usage
         exit
@@ -65,6 +66,7 @@ run_stage() {
     case $stage in
     fuzz) need build fuzz ;;
     optimised) need build test bench ;;
+    unit) need build test clang ;;
     *) need build test ;;
     esac
     build "$stage"

@@ -292,7 +292,7 @@ const std::map<std::string, std::vector<int>>& interposedCalls() {
    device. */
 const char* callsThatCannotFail() {
     return "__cpu_indicator_init __cpu_model __errno_location __stack_chk_fail _exit atexit "
-           "closedir exit fprintf free freeaddrinfo getegid geteuid getgid getpid getuid "
+           "closedir exit fprintf fputs free freeaddrinfo getegid geteuid getgid getpid getuid "
            "htonl inet_pton memcpy memmove memrchr memset nl_langinfo printf pthread_attr_destroy "
            "pthread_mutexattr_destroy pthread_once pthread_self puts regerror regfree "
            "secure_getenv sigemptyset sigfillset snprintf stderr stdout strchr strcmp "

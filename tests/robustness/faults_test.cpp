@@ -122,27 +122,6 @@ struct Faults : testing::Test {
 
 } // namespace
 
-TEST_F(Faults, EveryFunctionThatTheLibraryCallsIsClassified) {
-#ifdef TVSI_COVERAGE
-    GTEST_SKIP() << "the counters call functions of their own";
-#endif
-    const Outcome symbols = run({"nm", "--undefined-only", "--format=just-symbols",
-                                 "--without-symbol-versions", TVSI_LIBRARY});
-    ASSERT_THAT(symbols.out, HasSubstr("shmget")) << symbols.err;
-    std::istringstream unfailing(callsThatCannotFail());
-    std::set<std::string> known{std::istream_iterator<std::string>(unfailing), {}};
-    for (const auto& call : interposedCalls()) {
-        known.insert(call.first);
-    }
-    const auto isRuntime = testing::ContainsRegex("^(_ITM_|__cxa_(at|finalize)|__gmon_start__|"
-                                                  "__(a|l|t|ub)san_|__sanitizer|_Unwind)");
-    std::istringstream lines(symbols.out);
-    for (std::string symbol; lines >> symbol;) {
-        EXPECT_TRUE(known.contains(symbol) || testing::Matches(isRuntime)(symbol))
-            << "faults.cpp has no line for " << symbol;
-    }
-}
-
 TEST_F(Faults, EachCallFailsOnceWithEachOfItsErrorsAndNothingIsLeft) {
     cache.registry().removeRecord(cache.broxName()); /* so that the directory is scanned */
     std::set<std::string> reached;

@@ -2,6 +2,7 @@
 #include "hostdebug.h"
 #include "hostprocess.h"
 #include "hostunixmt.h"
+#include "rows.h"
 #include "temporarydirectory.h"
 #include "utl.h"
 #include "utlexit.h"
@@ -240,13 +241,15 @@ TEST(StackPrinter, FailureIsReportedAndThePathGoesOn) {
         {"echo x", 0755, "waitpid", EINTR, 2, "x\n", ""},
         {"exit 7", 0755, "waitpid", ECHILD, 1, "", ""},
         {"exit 7", 0755, "waitpid", EINVAL, 1, "", noWait}};
-    for (const auto& [script, mode, function, error, count, out, err] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& script, const auto& mode, const auto& function,
+                                       const auto& error, const auto& count, const auto& out,
+                                       const auto& err) {
         const auto armed = [&] { failFromNowOn(function, error, 1, count); };
         const auto outcome = fatalWith(script, armed, mode);
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(outcome.out, dumpable + out);
         EXPECT_EQ(outcome.err, invoked("boom") + stackPrint(err) + banner(60));
-    }
+    });
 }
 
 TEST(StackPrinter, MayTraceTheProcess) {
@@ -257,13 +260,14 @@ TEST(StackPrinter, MayTraceTheProcess) {
          notDumpable +
              "prctl(PR_SET_DUMPABLE, 1) failed, errno 1, EPERM Operation not permitted\n"},
         {1, 2, dumpable + "PR_SET_PTRACER failed, errno 1, pstack may fail\n"}};
-    for (const auto& [isDumpable, failingCall, out] : cases) {
-        const auto outcome = fatalWith("", [&] {
-            prctl(PR_SET_DUMPABLE, isDumpable, 0, 0, 0);
-            failFromNowOn("prctl", EPERM, failingCall, 1);
-        });
-        EXPECT_EQ(outcome.out, out);
-    }
+    testsupport::forEachRow(cases,
+                            [&](const auto& isDumpable, const auto& failingCall, const auto& out) {
+                                const auto outcome = fatalWith("", [&] {
+                                    prctl(PR_SET_DUMPABLE, isDumpable, 0, 0, 0);
+                                    failFromNowOn("prctl", EPERM, failingCall, 1);
+                                });
+                                EXPECT_EQ(outcome.out, out);
+                            });
 }
 
 TEST(StackPrinter, RunsUnderOneUserId) {
@@ -276,14 +280,15 @@ TEST(StackPrinter, RunsUnderOneUserId) {
          "1\t65534\t0\t65534\n"},
         {1, 0, "", "1\t1\t0\t1\n"},
         {0, 0, "", "1\t0\t0\t0\n"}};
-    for (const auto& [effective, failures, line, ids] : cases) {
-        const auto outcome = fatalWith("grep Uid /proc/$PPID/status\n", [&] {
-            ASSERT_EQ(setresuid(1, effective, 0), 0);
-            failFromNowOn("setreuid", EPERM, 1, failures);
+    testsupport::forEachRow(
+        cases, [&](const auto& effective, const auto& failures, const auto& line, const auto& ids) {
+            const auto outcome = fatalWith("grep Uid /proc/$PPID/status\n", [&] {
+                ASSERT_EQ(setresuid(1, effective, 0), 0);
+                failFromNowOn("setreuid", EPERM, 1, failures);
+            });
+            EXPECT_THAT(outcome.out, StartsWith(line + "prctl("));
+            EXPECT_THAT(outcome.out, EndsWith("Uid:\t" + ids));
         });
-        EXPECT_THAT(outcome.out, StartsWith(line + "prctl("));
-        EXPECT_THAT(outcome.out, EndsWith("Uid:\t" + ids));
-    }
 }
 
 TEST(StackPrinter, IsWaitedForUntilItEnds) {
@@ -348,7 +353,7 @@ TEST(FatalPath, OnlyTheFirstEventPrintsTheStack) {
 TEST(SignalSafePrint, WritesEverythingUnlessTheDescriptorFails) {
     const std::tuple<int, int, const char*> cases[] = {
         {EINTR, 0, "0123456789"}, {EAGAIN, 0, "0123"}, {0, 1, "0123"}};
-    for (const auto& [error, isEnd, written] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& error, const auto& isEnd, const auto& written) {
         const auto outcome = inChild([&] {
             int calls = 0;
             const ScopedOverride<decltype(write)> partial(
@@ -362,7 +367,7 @@ TEST(SignalSafePrint, WritesEverythingUnlessTheDescriptorFails) {
             HostSignalSafePrint("0123456789");
         });
         EXPECT_EQ(outcome.err, written);
-    }
+    });
 }
 
 TEST(Exit, StatusTellsOfATerminationRequest) {
@@ -370,7 +375,8 @@ TEST(Exit, StatusTellsOfATerminationRequest) {
                                                                {UtlExit, 3, true, 5},
                                                                {UtlExitMt, 1, false, 1},
                                                                {UtlExitMt, 1, true, 5}};
-    for (const auto& [exitCall, status, isTerminated, expected] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& exitCall, const auto& status,
+                                       const auto& isTerminated, const auto& expected) {
         const auto outcome = inProcess([&] {
             if (isTerminated) {
                 HostIncrementSigTerm();
@@ -382,7 +388,7 @@ TEST(Exit, StatusTellsOfATerminationRequest) {
         EXPECT_EQ(outcome.status, expected);
         EXPECT_EQ(outcome.out, "flushed");
         EXPECT_TRUE(sleeps().empty());
-    }
+    });
 }
 
 TEST(Exit, RunsTheExitFunctionsOnceAndReturnsWhenEnteredAgain) {
@@ -427,13 +433,13 @@ TEST(Box, LinesAreBrokenAndFramed) {
         {x(2045) + " y", {x(2045), "y"}},
         {x(5000), {x(2046), x(2046), x(908)}},
         {words, {words.substr(0, 79), words.substr(80, 79), words.substr(160)}}};
-    for (const auto& [text, lines] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& text, const auto& lines) {
         std::string expected;
         for (const std::string& line : lines) {
             expected += framed(line);
         }
         EXPECT_EQ(inChild([&] { VerMessage(stdout, text.c_str()); }).out, expected);
-    }
+    });
 }
 
 TEST(InitialisationCrash, IsReportedInABoxWithTheRoundedTime) {

@@ -1,6 +1,7 @@
 /* The expansion of file names, and the file operations that survive interruptions. */
 #include "hostprocess.h"
 #include "hostunix.h"
+#include "rows.h"
 #include "temporarydirectory.h"
 #include "unixerr.h"
 #include "utl.h"
@@ -190,7 +191,8 @@ TEST_F(Files, StatFallsBackToTheRealIdsAndReturns) {
         {0, 65534, "/dir/file", "1 7 1 0"},   {0, 0, "/dir/file", "1 7 1 0"},
         {0, 65534, "/dir/none", "0 -1 1 13"}, {0, 65534, "/none", "0 -1 0 2"},
         {1, 65534, "/dir/file", "0 -1 1 13"}, {65534, 65534, "/dir/file", "0 -1 1 13"}};
-    for (const auto& [real, effectiveGroup, name, result] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& real, const auto& effectiveGroup,
+                                       const auto& name, const auto& result) {
         const auto outcome = inChild([&] {
             if (setgroups(0, nullptr) != 0 ||
                 setresgid(real, effectiveGroup, effectiveGroup) != 0 ||
@@ -211,7 +213,7 @@ TEST_F(Files, StatFallsBackToTheRealIdsAndReturns) {
             EXPECT_THAT(std::pair(geteuid(), getegid()), Pair(real, real));
         });
         EXPECT_EQ(outcome.out, result);
-    }
+    });
 }
 
 TEST_F(Files, OpenIsRepeatedAndClosedOnExec) {

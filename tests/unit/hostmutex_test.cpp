@@ -2,6 +2,7 @@
 #include "hostmutex.h"
 #include "hostprocess.h"
 #include "hostunixmt.h"
+#include "rows.h"
 #include "utl.h"
 
 #include <gtest/gtest.h>
@@ -51,7 +52,8 @@ TEST(Mutex, FailuresEndTheProcessAndNameTheirPlace) {
          "HostMutexError: op=hostmutexUnlock rc=1 errno=7 at line 456 in hostshr\n"},
         {"sigaction", EINVAL, [](Mutex*) { UnixIoSigaction(SIGCHLD, nullptr, nullptr); },
          "unixiomt line 342", "sigaction failed for sig 17 with errno 22\n"}};
-    for (const auto& [function, error, call, place, out] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& function, const auto& error, const auto& call,
+                                       const auto& place, const auto& out) {
         const auto outcome = inNovember([&] {
             HostMutexSType mutex = {};
             const ScopedFault fault(function, error, 1, 1, CallsOf::thisThread);
@@ -65,7 +67,7 @@ TEST(Mutex, FailuresEndTheProcessAndNameTheirPlace) {
         EXPECT_EQ(outcome.out, out);
         const std::string text = "\nUTL_GUARANTEE failed, File " + std::string(place) + "\n\n\n";
         EXPECT_NE(outcome.err.find(text), std::string::npos) << outcome.err;
-    }
+    });
 }
 
 void setDefaultStackSize(size_t size) {
@@ -76,21 +78,20 @@ void setDefaultStackSize(size_t size) {
 }
 
 TEST(Thread, StackIsAtLeastTheSmallestInWholePages) {
-    for (const auto& [systemDefault, pageSize, smallest, expected] :
-         std::vector<std::array<size_t, 4>>{{8388608, 4096, 524288, 8388608},
-                                            {262144, 4096, 524288, 524288},
-                                            {262144, 4096, 524289, 528384},
-                                            {262144, 65536, 524288, 524288},
-                                            {262144, 65536, 524289, 589824},
-                                            {528384, 65536, 524288, 528384}}) {
-        setDefaultStackSize(systemDefault);
-        const ScopedOverride<decltype(sysconf)> fake("sysconf", [&](int) { return pageSize; });
-        pthread_attr_t attributes;
-        size_t size = 0;
-        EXPECT_EQ(hostSetThreadAttributes(&attributes, smallest), &attributes);
-        pthread_attr_getstacksize(&attributes, &size);
-        EXPECT_EQ(size, expected);
-    }
+    const std::array<size_t, 4> cases[] = {
+        {8388608, 4096, 524288, 8388608}, {262144, 4096, 524288, 524288},
+        {262144, 4096, 524289, 528384},   {262144, 65536, 524288, 524288},
+        {262144, 65536, 524289, 589824},  {528384, 65536, 524288, 528384}};
+    testsupport::forEachRow(
+        cases, [&](size_t systemDefault, size_t pageSize, size_t smallest, size_t expected) {
+            setDefaultStackSize(systemDefault);
+            const ScopedOverride<decltype(sysconf)> fake("sysconf", [&](int) { return pageSize; });
+            pthread_attr_t attributes;
+            size_t size = 0;
+            EXPECT_EQ(hostSetThreadAttributes(&attributes, smallest), &attributes);
+            pthread_attr_getstacksize(&attributes, &size);
+            EXPECT_EQ(size, expected);
+        });
 }
 
 /* What a thread sees of itself; instrumented builds give it a larger stack. */
@@ -123,11 +124,11 @@ TEST(Thread, HasALargeStackAndItsCreatorsSignalMaskAndCanBeJoined) {
 }
 
 TEST(Thread, IsCreatedWithDefaultAttributesWhenOursFail) {
-    for (const auto& [function, error, out] :
-         std::vector<std::tuple<std::string, int, std::string>>{
-             {"pthread_attr_init", ENOMEM, "() failed, rc=12\n"},
-             {"pthread_attr_getstacksize", EINVAL, "() failed, rc=22\n"},
-             {"pthread_attr_setstacksize", EINVAL, "(67112960) failed, rc=22\n"}}) {
+    const std::tuple<std::string, int, std::string> cases[] = {
+        {"pthread_attr_init", ENOMEM, "() failed, rc=12\n"},
+        {"pthread_attr_getstacksize", EINVAL, "() failed, rc=22\n"},
+        {"pthread_attr_setstacksize", EINVAL, "(67112960) failed, rc=22\n"}};
+    testsupport::forEachRow(cases, [&](const auto& function, int error, const auto& out) {
         const auto outcome = inChild([&] {
             setDefaultStackSize(1048576);
             Seen seen;
@@ -137,7 +138,7 @@ TEST(Thread, IsCreatedWithDefaultAttributesWhenOursFail) {
             pthread_join(id, nullptr);
         });
         EXPECT_EQ(outcome.out, "hostSetThreadAttributes: " + function + out);
-    }
+    });
     const ScopedFault fault("pthread_create", EAGAIN);
     HostThreadIdType id;
     EXPECT_EQ(HostCreateThread(&id, look, nullptr), EAGAIN);

@@ -5,12 +5,17 @@
 #include "hostunix.h"
 #include "loadtime.h"
 #include "processstate.h"
+#include "rows.h"
 #include "utl.h"
 #include "utlexit.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <map>
+#include <regex>
+#include <set>
+#include <sstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -68,6 +73,28 @@ TEST(LoadTime, StepsHaveThisOrder) {
                    "65535 exit function list\n65535 socket module\n65535 socket trace switch\n"
                    "65535 bit primitive self-test\n65535 shared memory trace switch\n"
                    "65535 cache handle manager\n");
+}
+
+/* Whose failures the tests of the library know how to cause, or know to be none. */
+TEST(LoadTime, LibraryNeedsNoUnknownFunctionOfTheCLibrary) {
+#ifdef TVSI_COVERAGE
+    GTEST_SKIP() << "the counters call functions of their own";
+#endif
+    std::istringstream unfailing(testsupport::callsThatCannotFail());
+    std::set<std::string> known{std::istream_iterator<std::string>(unfailing), {}};
+    for (const auto& [name, errors] : testsupport::interposedCalls()) {
+        known.insert(name);
+    }
+    const std::regex runtime("(_ITM_|__cxa_(at|finalize)|__gmon_start__|__(a|l|t|ub)san_|"
+                             "__sanitizer|_Unwind).*");
+    std::istringstream symbols(testsupport::run({"nm", "--undefined-only", "--format=just-symbols",
+                                                 "--without-symbol-versions", TVSI_LIBRARY})
+                                   .out);
+    for (std::string name; symbols >> name;) {
+        EXPECT_TRUE(known.erase(name) == 1 || std::regex_match(name, runtime))
+            << "faults.cpp has no line for " << name;
+    }
+    EXPECT_FALSE(known.contains("shmget")) << "nothing has been looked at";
 }
 
 /* As far as they can be seen from outside: this program's functions come before the C library's. */
@@ -188,7 +215,8 @@ TEST(HostModule, SetsTheLoginNameIfThereIsOne) {
         {0, longest, nullptr, longest},
         {ENXIO, "carol", "other", "other"},
         {ENOTTY, "carol", nullptr, "(unset)"}};
-    for (const auto& [error, name, inherited, expected] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& error, const auto& name, const auto& inherited,
+                                       const auto& expected) {
         const auto outcome = inNovember([&] {
             if (inherited != nullptr) {
                 setenv("TX_LOGIN_NAME", inherited, 1);
@@ -203,7 +231,7 @@ TEST(HostModule, SetsTheLoginNameIfThereIsOne) {
             printf("%s", value == nullptr ? "(unset)" : value);
         });
         EXPECT_EQ(outcome.out + outcome.err, expected);
-    }
+    });
 }
 
 TEST(SocketModule, WarnsOfARandomDeviceThatCanNotBeOpened) {

@@ -18,6 +18,7 @@
 #include "hostunix.h"
 #include "processstate.h"
 #include "registrydirectory.h"
+#include "rows.h"
 #include "runningprogram.h"
 #include "temporarydirectory.h"
 
@@ -313,12 +314,12 @@ TEST_F(NetInfoLocal, WithoutALinkTheStatusLineTellsTheName) {
         {"7 (broxd) " + std::string(1012, 'x'), true},
         {"7 (broxd) " + std::string(1013, 'x'), false},
     };
-    for (const auto& [line, isAccepted] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& line, const auto& isAccepted) {
         const ScopedOverride<decltype(read)> status("read", [&](int, void* to, size_t size) {
             return static_cast<ssize_t>(line.copy(static_cast<char*>(to), size));
         });
         EXPECT_EQ(isTalvexProcess(getpid(), "", ""), isAccepted ? TRUE : FALSE) << line;
-    }
+    });
     prctl(PR_SET_NAME, "broxd");
     EXPECT_FALSE(isTalvexProcess(noProcess, "", ""));
     const ScopedFault interrupted("read", EINTR, 1, 4);

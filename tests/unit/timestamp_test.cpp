@@ -1,6 +1,7 @@
 /* Clocks, the environment and the texts of dates. The time is a fixed one unless a test says. */
 #include "hostprocess.h"
 #include "hostunix.h"
+#include "rows.h"
 #include "utl.h"
 
 #include <barrier>
@@ -151,7 +152,7 @@ TEST(TimeStamp, FixedFormKeepsNineCharactersOfTheZone) {
         {"UTC0", 27, "2026-11-16 18:20:07.042 UT"},
         {"UTC0", 26, ""},
         {"UTC0", 1, ""}};
-    for (const auto& [zone, size, expected] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& zone, const auto& size, const auto& expected) {
         const auto body = [&] {
             std::string text(80, '#');
             UtlTimeStampMsStr_hostagent(text.data(), 0);
@@ -161,7 +162,7 @@ TEST(TimeStamp, FixedFormKeepsNineCharactersOfTheZone) {
             printf("%s", text.c_str());
         };
         EXPECT_EQ(inNovember(body, zone).out, expected) << zone << " in " << size;
-    }
+    });
 }
 
 TEST(TimeStamp, LineHasTheTimeInMillisecondsAndTheThread) {
@@ -172,13 +173,13 @@ TEST(TimeStamp, LineHasTheTimeInMillisecondsAndTheThread) {
         {"", "11/16/26 18:20:07.042 UTC" + end},
         {"%m %d %H:%M:%S" + x79, ("11 16 18:20:07.042" + x79 + end).substr(0, 125)},
         {textOf98, "(error from UtlTimeStampMs)"}};
-    for (const auto& [format, line] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& format, const auto& line) {
         const auto outcome = inNovember([&] {
             setenv("TX_CFTIME", format.c_str(), 1);
             threadSafePrintTimestamp();
         });
         EXPECT_EQ(outcome.err, line + "\n");
-    }
+    });
 }
 
 TEST(Clock, ReadsAsZeroWhenItFailsOrTheTimeHasNoLocalForm) {
@@ -230,7 +231,7 @@ TEST(Clock, SleepOfMillisecondsNeverGrowsWhateverTheClockDoes) {
         {{5000, 4000, 5020}, {30, 30, 10}},
         {{5000, 5030}, {30}},
         {{-1, 5000}, {30}}};
-    for (const auto& [looks, sleeps] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& looks, const auto& sleeps) {
         auto look = looks.begin();
         std::vector<int> made;
         const ScopedOverride<decltype(clock_gettime)> clock("clock_gettime", [&](auto, auto* now) {
@@ -245,7 +246,7 @@ TEST(Clock, SleepOfMillisecondsNeverGrowsWhateverTheClockDoes) {
         });
         HostMilliSleep(30);
         EXPECT_EQ(made, sleeps) << testing::PrintToString(looks);
-    }
+    });
 }
 
 TEST(Environment, ValueThatDoesNotFitOrRaisedPrivilegesCountAsUnset) {
@@ -286,7 +287,7 @@ TEST(ListingTime, FollowsItsFormatAsFixedByItsFirstUse) {
         {x120 + "%B", x120 + "May|Sep 16 18:20|May 16 18:20|"},
         {x120 + "1234567", x120 + "1234567|" + x120 + "1234567|" + x120 + "1234567|"},
         {x120 + "12345678", "May 16 18:20|Sep 16 18:20|May 16 18:20|"}};
-    for (const auto& [format, texts] : cases) {
+    testsupport::forEachRow(cases, [&](const auto& format, const auto& texts) {
         const auto outcome = inNovember([&] {
             setenv("TX_TXLIST_TIME_FORMAT", format.c_str(), 1);
             for (const time_t t : {may16, september16, may16}) {
@@ -297,7 +298,7 @@ TEST(ListingTime, FollowsItsFormatAsFixedByItsFirstUse) {
             EXPECT_EQ(listed(0, 4), "unk");
         });
         EXPECT_EQ(outcome.out, texts) << format;
-    }
+    });
 }
 
 } // namespace
