@@ -61,8 +61,10 @@ void TvsiInit(void);
  * (the library prints which one on standard output); and when the cache monitor has recorded
  * the key 0 while the host id can be read.
  *
- * Waits up to 2 seconds for a cache that is still starting, and up to about 3 seconds for a
- * watching thread that does not start.
+ * Waits up to 2 seconds for a cache that is still starting, up to about 3 seconds for a watching
+ * thread that does not start, and for the resolver, which is asked for the address of this host
+ * until it has told it once: when it does not answer, as long as its own time-out, usually 5 to 10
+ * seconds for each name server, but not again within 60 seconds.
  *
  * Returns TVSI_SUCCESS, TVSI_ERR_NO_INIT, TVSI_ERR_BAD_ARG, TVSI_ERR_CACHE_ALREADY_ATTACHED,
  * TVSI_ERR_NO_MORE_HANDLES, TVSI_ERR_CACHE_ATTACH_FAILED, TVSI_ERR_CACHE_WRONG_VERSION or

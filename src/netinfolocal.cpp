@@ -1,5 +1,6 @@
 #include "netinfolocal.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <atomic>
 #include <cerrno>
@@ -25,8 +26,9 @@ namespace {
  * Process-wide state, filled on first use and never cleared:
  * - globalDir, globalDirIsOverride: under globalDirOnce.
  * - cachedHostId: 0 until the host id file has been read.
- * - cachedHostName, cachedIpAddress (empty until known) and CachedFtokKey: under cacheMutex,
- *   which is never held while anything else is waited for.
+ * - cachedHostName, cachedIpAddress (empty until known), nextLookUp (when the resolver may be asked
+ *   again; monotonic nanoseconds) and CachedFtokKey: under cacheMutex, which is never held while
+ *   anything else is waited for.
  */
 pthread_once_t globalDirOnce = PTHREAD_ONCE_INIT;
 const char* globalDir;
@@ -35,6 +37,7 @@ std::atomic<uint64_t> cachedHostId;
 HostMutexSType cacheMutex = {PTHREAD_MUTEX_INITIALIZER, TRUE};
 char cachedHostName[257];
 char cachedIpAddress[46];
+HostHrtime_t nextLookUp;
 CachedFtokKeyType CachedFtokKey = {-1, ""};
 
 class CacheLock {
@@ -449,15 +452,26 @@ int tracedGetaddrinfo(const char* name, const addrinfo& hints, addrinfo** result
     return status;
 }
 
-/* getaddrinfo that asks again, up to five times in all, while the resolver says so. */
-int resolve(const char* name, int family, int flags, addrinfo** results) {
+/* How long the resolver may take to fail before it counts as one that doesn't answer, and how long
+   it is left alone then: the address is a text that an attach can do without. */
+constexpr HostHrtime_t SLOW_LOOK_UP_NS = 2000000000;
+constexpr HostHrtime_t SLOW_RESOLVER_PAUSE_NS = 60000000000;
+
+/* The time since `start` on the monotonic clock; 0 when the clock failed then or fails now. */
+HostHrtime_t nanosSince(HostHrtime_t start) {
+    return start == 0 ? 0 : std::max<HostHrtime_t>(HostMonotonicNanos() - start, 0);
+}
+
+/* getaddrinfo that asks again while the resolver says so: up to five times in all, and not once the
+   look-up that began at `start` is slow. */
+int resolve(const char* name, int family, int flags, HostHrtime_t start, addrinfo** results) {
     addrinfo hints = {};
     hints.ai_family = family;
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = flags;
     for (int answers = 1;; ++answers) {
         const int status = tracedGetaddrinfo(name, hints, results);
-        if (status != EAI_AGAIN || answers == 5) {
+        if (status != EAI_AGAIN || answers == 5 || nanosSince(start) >= SLOW_LOOK_UP_NS) {
             return status;
         }
         if (answers > 1) {
@@ -472,7 +486,7 @@ bool isUnknownInFamily(int status) {
 }
 
 /* The first address of the host, an IPv4 one mapped into IPv6. */
-bool firstAddress(const char* name, in6_addr* address) {
+bool firstAddress(const char* name, HostHrtime_t start, in6_addr* address) {
     const int flags = isAddressLiteral(name) ? AI_NUMERICHOST : 0;
     constexpr char MAPPED_PREFIX[] = "::ffff:";
     constexpr size_t PREFIX_LENGTH = sizeof MAPPED_PREFIX - 1;
@@ -482,9 +496,10 @@ bool firstAddress(const char* name, in6_addr* address) {
         name += PREFIX_LENGTH;
     }
     addrinfo* results = nullptr;
-    int status = resolve(strcmp(name, "::1") == 0 ? "127.0.0.1" : name, AF_INET, flags, &results);
+    int status =
+        resolve(strcmp(name, "::1") == 0 ? "127.0.0.1" : name, AF_INET, flags, start, &results);
     if (isUnknownInFamily(status)) {
-        status = resolve(name, AF_INET6, flags | AI_V4MAPPED, &results);
+        status = resolve(name, AF_INET6, flags | AI_V4MAPPED, start, &results);
     }
     if (status != 0) {
         return false;
@@ -553,21 +568,28 @@ void formatAddress(const in6_addr& address, char* text, size_t textSize) {
 } // namespace
 
 void SocketGetFirstIpAddressForMyHost(char* result, size_t resultSize) {
+    const HostHrtime_t start = HostMonotonicNanos();
     {
         CacheLock lock;
         UtlStrlcpy(result, cachedIpAddress, resultSize);
-        if (cachedIpAddress[0] != '\0') {
+        if (cachedIpAddress[0] != '\0' || start < nextLookUp) {
             return;
         }
     }
     char name[128];
-    in6_addr address;
-    if (!hostName(name, sizeof name) || !firstAddress(name, &address)) {
+    if (!hostName(name, sizeof name)) {
         return;
     }
+    in6_addr address;
+    const bool isFound = firstAddress(name, start, &address);
+    const HostHrtime_t taken = nanosSince(start);
     CacheLock lock;
-    formatAddress(address, cachedIpAddress, sizeof cachedIpAddress);
-    UtlStrlcpy(result, cachedIpAddress, resultSize);
+    if (isFound) {
+        formatAddress(address, cachedIpAddress, sizeof cachedIpAddress);
+        UtlStrlcpy(result, cachedIpAddress, resultSize);
+    } else if (taken > SLOW_LOOK_UP_NS) {
+        nextLookUp = start + taken + SLOW_RESOLVER_PAUSE_NS;
+    }
 }
 
 /* The global directory and the host id. */

@@ -395,6 +395,53 @@ TEST(HostAddress, IsAskedForByTheHostsNameAndWrittenShort) {
                                       " flags 0\n -- fail, status -2 \n" + asked +
                                       "6 getaddrinfo\\(db, NULL, flags 0x8" + answer +
                                       "6 flags 0x8\n -- OK::1, 0 pauses"));
+    debug_conn = 0;
+}
+
+/* How often the resolver of a fresh process is asked when the host's address is wanted: for the
+   first time, at once again, and 59,999 and 60,000 ms after that. It takes `span` ms for an answer.
+ */
+std::string questionsTo(int status, int span, bool isClockBroken) {
+    const auto outcome = inChild([&] {
+        long now = 1000, asked = 0;
+        const ScopedOverride<decltype(clock_gettime)> clock("clock_gettime", [&](auto, auto* time) {
+            *time = isClockBroken ? *time : timespec{now / 1000, now % 1000 * 1000000};
+            return isClockBroken ? -1 : 0;
+        });
+        const ScopedOverride<decltype(getaddrinfo)> resolver(
+            "getaddrinfo", [&](auto*, auto* service, auto* hints, auto** results) {
+                ++asked;
+                now += span;
+                return status != 0 ? status : getaddrinfo("127.0.0.1", service, hints, results);
+            });
+        const auto look = [&] {
+            char text[46];
+            SocketGetFirstIpAddressForMyHost(text, sizeof text);
+            std::printf("%ld ", std::exchange(asked, 0));
+        };
+        look();
+        const long end = now;
+        for (const long since : {0L, 59999L, 60000L}) {
+            now = std::max(now, end + since);
+            look();
+        }
+    });
+    return outcome.out;
+}
+
+TEST(HostAddress, AResolverThatDoesNotAnswerIsLeftAloneForAMinute) {
+    const std::tuple<int, int, const char*> cases[] = {
+        {EAI_FAIL, 2001, "1 0 0 1 "},   {EAI_FAIL, 2000, "1 1 1 1 "},
+        {EAI_AGAIN, 2001, "1 0 0 1 "},  {EAI_AGAIN, 2000, "1 1 1 1 "},
+        {EAI_AGAIN, 1999, "2 0 0 2 "},  {EAI_AGAIN, 500, "4 4 4 4 "},
+        {EAI_AGAIN, 499, "5 0 0 5 "},   {EAI_AGAIN, 400, "5 5 5 5 "},
+        {EAI_NONAME, 1001, "2 0 0 2 "}, {EAI_NONAME, 1000, "2 2 2 2 "},
+        {0, 9000, "1 0 0 0 "},
+    };
+    for (const auto& [status, span, questions] : cases) {
+        EXPECT_EQ(questionsTo(status, span, false), questions) << status << " " << span;
+    }
+    EXPECT_EQ(questionsTo(EAI_AGAIN, 9000, true), "5 5 5 5 ") << "nobody knows how slow it is";
 }
 
 TEST_F(NetInfoLocal, TheHostIdIsReadOnceAndKept) {
