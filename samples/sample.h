@@ -23,6 +23,10 @@
 
 namespace samples {
 
+/* What a stream holds is bounded. */
+inline constexpr uint32_t maxRecords = 65536;  /* of a sample */
+inline constexpr uint32_t maxTextBytes = 2048; /* of a text */
+
 /* What the kernel says of a process at the moment of the sample. */
 enum class ProcessState : uint8_t {
     Unknown, /* it can't be told: no right, or no way to ask */

@@ -23,6 +23,7 @@
 #ifndef STREAMFORMAT_H
 #define STREAMFORMAT_H
 
+#include "sample.h"
 #include "shrpcstats.h"
 
 #include <cstddef>
@@ -31,9 +32,6 @@
 namespace samples::format {
 
 inline constexpr uint32_t streamVersion = 1;
-/* What is read is bounded before anything is kept. */
-inline constexpr uint32_t maxRecords = 65536; /* of a sample */
-inline constexpr uint32_t maxTextBytes = 2048;
 inline constexpr uint32_t maxNameBytes = SHRPC_PROC_NAME_SIZE + 1;
 
 /* A message's type, its letters in the order of the bytes. */

@@ -1,0 +1,82 @@
+/*
+ * The states of the processes that the records of a sample belong to, at little cost: what doesn't
+ * change is read once, when a process first shows up. Its end is told by a descriptor that refers
+ * to this very process, whoever has its id later; all of these are asked in one system call. Where
+ * descriptors run out, signal 0 tells. Whether it is stopped only /proc tells: the cache monitor
+ * and the Brox are looked up each time, of the others some in turn.
+ *
+ *   (first record) --> Alive <--> Stopped         Zombie --> Ended
+ *                        |           |               ^         ^
+ *                        +-----------+---------------+---------+
+ *
+ * A process that has ended stays so for as long as the records with its id stay who they are: a
+ * record is left behind by a process that was killed. Other records mean a new process with the
+ * old id. For one thread.
+ */
+#ifndef PROCESSWATCH_H
+#define PROCESSWATCH_H
+
+#include "sample.h"
+
+#include <span>
+#include <sys/types.h>
+#include <unordered_map>
+#include <vector>
+
+namespace reader {
+
+class ProcessWatch {
+public:
+    /* Descriptors are taken up to the limit of the process, which is raised as far as it may be. */
+    ProcessWatch();
+    /* At most so many. */
+    explicit ProcessWatch(size_t maxDescriptors);
+    ProcessWatch(const ProcessWatch&) = delete;
+    ProcessWatch& operator=(const ProcessWatch&) = delete;
+    ~ProcessWatch();
+
+    /* Learns what is new about the owners of these records, which a sample has just found. */
+    void update(std::span<const TvsiResultSType> records);
+    /* Of the owner of the record with this place among those of the last update. */
+    const samples::ProcessFacts& facts(size_t place) const { return owners[place]->facts; }
+
+    /* Processes whose end is told by a descriptor, by signal 0. */
+    size_t numDescriptors() const { return descriptors; }
+    size_t numProcesses() const { return processes.size(); }
+
+private:
+    struct Process {
+        int fd = -1; /* refers to the process; -1: none */
+        samples::ProcessFacts facts;
+        uint64_t met = 0;      /* round in which a record was last its */
+        uint64_t lookedUp = 0; /* round in which /proc was last asked */
+        uint64_t identity = 0; /* of its records, in the round before */
+        uint64_t identityNow = 0;
+    };
+
+    Process& meet(const TvsiResultSType& record);
+    void begin(pid_t pid, Process& process);
+    void renew(pid_t pid, Process& process);
+    void watch(pid_t pid, Process& process);
+    void forget(Process& process);
+    void noticeEnds();
+    void ask(pid_t pid, Process& process) const;
+    void lookUp(pid_t pid, Process& process) const;
+    void lookUpSome(std::span<const TvsiResultSType> records);
+    void dropUnmet();
+
+    int poller; /* epoll descriptor of all of them; -1: there is none */
+    size_t maxDescriptors;
+    size_t descriptors = 0;
+    std::unordered_map<pid_t, Process> processes;
+    std::vector<Process*> owners; /* by place of the record */
+    Process nobody;               /* owns records without a process id */
+    uint64_t round = 0;
+    size_t numMet = 0;
+    size_t turn = 0;           /* the place from which others are looked up next */
+    int64_t lastUpdateMs = -1; /* on the monotonic clock */
+};
+
+} // namespace reader
+
+#endif

@@ -1,0 +1,14 @@
+/* The stream of one cache: attach, sample at an interval, end. */
+#ifndef STREAMING_H
+#define STREAMING_H
+
+#include "readerarguments.h"
+
+namespace reader {
+
+/* Ends the process with the stream. Throws std::system_error when it can't begin. */
+[[noreturn]] void stream(const StreamRequest& request);
+
+} // namespace reader
+
+#endif

@@ -1,0 +1,158 @@
+/* The states of processes, as the kernel changes them. */
+#include <csignal>
+#include <cstring>
+#include <linux/sched.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "processfacts.h"
+#include "processwatch.h"
+#include "runningprogram.h"
+
+namespace {
+
+using reader::ProcessWatch;
+using samples::ProcessFacts;
+using samples::ProcessState;
+using testsupport::eventually;
+
+TvsiResultSType record(pid_t pid, std::uint32_t kind = SHRPC_VOK, int session = 1) {
+    TvsiResultSType result{};
+    result.stats.processId = pid;
+    result.stats.sessionId = session;
+    result.statType = kind;
+    std::strcpy(result.olvName, "Vok");
+    return result;
+}
+
+/* A process that waits; `pid` chooses its id, where the system lets a process do so. */
+class Sleeper {
+public:
+    explicit Sleeper(pid_t pid = 0) {
+        clone_args arguments{};
+        arguments.exit_signal = SIGCHLD;
+        if (pid != 0) {
+            arguments.set_tid = reinterpret_cast<std::uintptr_t>(&pid);
+            arguments.set_tid_size = 1;
+        }
+        pid_ = static_cast<pid_t>(syscall(SYS_clone3, &arguments, sizeof arguments));
+        if (pid_ == 0) {
+            for (;;) {
+                pause();
+            }
+        }
+    }
+    Sleeper& operator=(Sleeper&&) = delete;
+    ~Sleeper() {
+        send(SIGKILL);
+        reap();
+    }
+    pid_t pid() const { return pid_; }
+    void send(int signal) const {
+        if (pid_ > 0 && !reaped_) {
+            kill(pid_, signal);
+        }
+    }
+    void reap() {
+        if (pid_ > 0 && !reaped_) {
+            waitpid(pid_, nullptr, 0);
+        }
+        reaped_ = true;
+    }
+
+private:
+    pid_t pid_;
+    bool reaped_ = false;
+};
+
+/* With descriptors, and without any. */
+class Watch : public testing::TestWithParam<std::size_t> {
+protected:
+    /* Looks until the state has come about: what is looked up in turn takes some rounds. */
+    void expectState(ProcessState state) {
+        EXPECT_TRUE(eventually([&] {
+            watch.update(records);
+            return watch.facts(0).state == state;
+        })) << nameOf(state)
+            << " expected, " << nameOf(watch.facts(0).state);
+    }
+
+    std::vector<TvsiResultSType> records;
+    ProcessWatch watch{GetParam()};
+};
+
+INSTANTIATE_TEST_SUITE_P(All, Watch, testing::Values(100, 1, 0));
+
+TEST_P(Watch, FollowsAProcessToItsEnd) {
+    Sleeper sleeper;
+    records = {record(sleeper.pid()), record(getpid()), record(0), record(INT_MAX),
+               record(sleeper.pid(), SHRPC_VokThr)};
+    watch.update(records);
+    const ProcessFacts first = watch.facts(0);
+    EXPECT_EQ(first, reader::readFacts(sleeper.pid()));
+    EXPECT_EQ(first.uid, geteuid());
+    EXPECT_NEAR(static_cast<double>(first.startedNs) / 1e9, static_cast<double>(time(nullptr)), 60);
+    EXPECT_EQ(watch.facts(1).state, ProcessState::Alive);
+    EXPECT_EQ(watch.facts(2), ProcessFacts()) << "a record without a process";
+    EXPECT_EQ(watch.facts(3), (ProcessFacts{ProcessState::Ended, 0, samples::unknownUser}));
+    EXPECT_EQ(watch.numProcesses(), 3U);
+    EXPECT_EQ(watch.numDescriptors(), std::min<std::size_t>(GetParam(), 2));
+
+    sleeper.send(SIGSTOP);
+    expectState(ProcessState::Stopped);
+    sleeper.send(SIGCONT);
+    expectState(ProcessState::Alive);
+    sleeper.send(SIGKILL);
+    expectState(ProcessState::Zombie);
+    sleeper.reap();
+    expectState(ProcessState::Ended);
+    EXPECT_EQ(watch.facts(0).startedNs, first.startedNs) << "what was known stays";
+    EXPECT_EQ(watch.facts(4), watch.facts(0)) << "two records of one process";
+    records[0].stats.sessionId++;
+    expectState(ProcessState::Ended);
+    EXPECT_EQ(watch.facts(0).startedNs, first.startedNs);
+
+    records = {record(getpid())};
+    watch.update(records);
+    EXPECT_EQ(watch.numProcesses(), 1U);
+    EXPECT_LE(watch.numDescriptors(), 1U) << "who has no record is forgotten";
+}
+
+TEST_P(Watch, TheMonitorAndTheBroxAreLookedUpEachTime) {
+    for (const std::uint32_t kind : {SHRPC_MONITOR, SHRPC_BROX}) {
+        Sleeper sleeper;
+        records = {record(sleeper.pid(), kind)};
+        watch.update(records);
+        sleeper.send(SIGSTOP);
+        ASSERT_TRUE(eventually(
+            [&] { return reader::readFacts(sleeper.pid())->state == ProcessState::Stopped; }));
+        watch.update(records);
+        EXPECT_EQ(watch.facts(0).state, ProcessState::Stopped);
+    }
+}
+
+TEST_P(Watch, AnIdThatIsUsedAgainIsNoticed) {
+    auto first = std::make_unique<Sleeper>();
+    const pid_t pid = first->pid();
+    records = {record(pid)};
+    watch.update(records);
+    const std::int64_t started = watch.facts(0).startedNs;
+    first.reset();
+    usleep(30000); /* starts are told apart by hundredths of a second */
+    const Sleeper second(pid);
+    if (second.pid() != pid) {
+        GTEST_SKIP() << "this user may not choose the id of a process";
+    }
+    expectState(ProcessState::Ended);
+    EXPECT_EQ(watch.facts(0).startedNs, started) << "the record is still the first one's";
+    records = {record(pid, SHRPC_VOK, 2)};
+    watch.update(records);
+    EXPECT_EQ(watch.facts(0).state, ProcessState::Alive) << "a new session with an old id";
+    EXPECT_GT(watch.facts(0).startedNs, started);
+}
+
+} // namespace
