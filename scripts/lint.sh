@@ -50,6 +50,9 @@ done
 say "Library sources without the build system"
 printf '%s\n' src/*.cpp | xargs -n 1 -P 2 g++ -std=c++20 -fPIC -Iinclude -Isrc -fsyntax-only
 
+say "Order of the locks"
+tests/package/locks_test.sh .
+
 say "Static analysis"
 cmake --preset lint --log-level=WARNING >/dev/null
 files 'src/*.cpp' 'standin/*.cpp' 'catalogue/*.cpp' 'samples/*.cpp' \

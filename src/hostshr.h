@@ -55,11 +55,11 @@ struct HostShrMemStateType {
 };
 
 /* Holds the mutex of a HostShrMemStateType for its scope. */
-struct HostShrMemAccessor {
+struct HOST_LOCK_HOLDER HostShrMemAccessor {
     HostShrMemStateType* _state;
 
-    explicit HostShrMemAccessor(HostShrMemStateType* state);
-    ~HostShrMemAccessor();
+    explicit HostShrMemAccessor(HostShrMemStateType* state) HOST_TAKES(state->_mutex);
+    ~HostShrMemAccessor() HOST_RELEASES();
     HostShrMemAccessor(const HostShrMemAccessor&) = delete;
     HostShrMemAccessor& operator=(const HostShrMemAccessor&) = delete;
     HostShrMemStateType* state() const { return _state; }

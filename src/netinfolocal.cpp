@@ -35,18 +35,10 @@ const char* globalDir;
 BoolType globalDirIsOverride;
 std::atomic<uint64_t> cachedHostId;
 HostMutexSType cacheMutex = {PTHREAD_MUTEX_INITIALIZER, TRUE};
-char cachedHostName[257];
-char cachedIpAddress[46];
-HostHrtime_t nextLookUp;
-CachedFtokKeyType CachedFtokKey = {-1, ""};
-
-class CacheLock {
-public:
-    CacheLock() { _hostmutexLock(&cacheMutex, __LINE__, "netinfolocal"); }
-    ~CacheLock() { _hostmutexUnlock(&cacheMutex, __LINE__, "netinfolocal"); }
-    CacheLock(const CacheLock&) = delete;
-    CacheLock& operator=(const CacheLock&) = delete;
-};
+char cachedHostName[257] HOST_GUARDED_BY(cacheMutex);
+char cachedIpAddress[46] HOST_GUARDED_BY(cacheMutex);
+HostHrtime_t nextLookUp HOST_GUARDED_BY(cacheMutex);
+CachedFtokKeyType CachedFtokKey HOST_GUARDED_BY(cacheMutex) = {-1, ""};
 
 /* Owns a descriptor until it is released to somebody who closes it. */
 class ScopedDescriptor {
@@ -150,7 +142,7 @@ void CachedFtokKeyType::initForKey(int32_t k, const char* str) {
 }
 
 CachedFtokKeyType NetInfoLocalCachedFtokKey() {
-    CacheLock lock;
+    const HostMutexHolder lock(&cacheMutex, "netinfolocal");
     return CachedFtokKey;
 }
 
@@ -272,7 +264,7 @@ void fillIdentity(const NetInfoTx64_34xSType& header, const char* name, NetInfoS
     }
     netInfo->ftok_key = static_cast<int32_t>(header.ftok_key);
     if (netInfo->ftok_key != -1) {
-        CacheLock lock;
+        const HostMutexHolder lock(&cacheMutex, "netinfolocal");
         CachedFtokKey.initForKey(netInfo->ftok_key, name);
     }
 }
@@ -421,7 +413,7 @@ NetInfoResultEnum NetInfoFindLocal(const char* name, NetInfoSType* netInfo, SysE
 namespace {
 
 bool hostName(char* name, size_t nameSize) {
-    CacheLock lock;
+    const HostMutexHolder lock(&cacheMutex, "netinfolocal");
     if (cachedHostName[0] == '\0' && gethostname(cachedHostName, sizeof cachedHostName - 1) != 0) {
         cachedHostName[0] = '\0';
     }
@@ -570,7 +562,7 @@ void formatAddress(const in6_addr& address, char* text, size_t textSize) {
 void SocketGetFirstIpAddressForMyHost(char* result, size_t resultSize) {
     const HostHrtime_t start = HostMonotonicNanos();
     {
-        CacheLock lock;
+        const HostMutexHolder lock(&cacheMutex, "netinfolocal");
         UtlStrlcpy(result, cachedIpAddress, resultSize);
         if (cachedIpAddress[0] != '\0' || start < nextLookUp) {
             return;
@@ -583,7 +575,7 @@ void SocketGetFirstIpAddressForMyHost(char* result, size_t resultSize) {
     in6_addr address;
     const bool isFound = firstAddress(name, start, &address);
     const HostHrtime_t taken = nanosSince(start);
-    CacheLock lock;
+    const HostMutexHolder lock(&cacheMutex, "netinfolocal");
     if (isFound) {
         formatAddress(address, cachedIpAddress, sizeof cachedIpAddress);
         UtlStrlcpy(result, cachedIpAddress, resultSize);

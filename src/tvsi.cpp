@@ -40,26 +40,13 @@ constexpr int DISABLED_BY_DETACH = 359;
  * Process-wide state:
  * - InitDone: 2 or more once TvsiInit() has finished.
  * - CacheMgr: the one handle manager, constructed when the library is loaded.
- * - recycleMutex: held while a handle is recycled, so that its watcher is joined once. Taken
- *   before cacheMutex.
+ * - recycleMutex: held while a handle is recycled, so that its watcher is joined once.
  */
 std::atomic<int32_t> InitDone{0};
 alignas(SharedCacheHandleMgrSType) unsigned char cacheMgrStorage[sizeof(SharedCacheHandleMgrSType)];
 SharedCacheHandleMgrSType& CacheMgr = reinterpret_cast<SharedCacheHandleMgrSType&>(cacheMgrStorage);
-HostMutexSType recycleMutex = {PTHREAD_MUTEX_INITIALIZER, TRUE};
-
-class ScopedMutex {
-public:
-    explicit ScopedMutex(HostMutexSType* mutex) : _mutex(mutex) {
-        _hostmutexLock(_mutex, __LINE__, "tvsi");
-    }
-    ~ScopedMutex() { _hostmutexUnlock(_mutex, __LINE__, "tvsi"); }
-    ScopedMutex(const ScopedMutex&) = delete;
-    ScopedMutex& operator=(const ScopedMutex&) = delete;
-
-private:
-    HostMutexSType* _mutex;
-};
+HostMutexSType recycleMutex HOST_TAKEN_BEFORE(&SharedCacheHandleSType::cacheMutex) = {
+    PTHREAD_MUTEX_INITIALIZER, TRUE};
 
 /* The words of a handle that are looked at without its mutex. */
 int32_t load(const int32_t& word) {
@@ -102,7 +89,7 @@ SharedCacheLockHolder::SharedCacheLockHolder(SharedCacheHandleSType* handle)
     cache->isLocked = TRUE;
 }
 
-void SharedCacheLockHolder::unlock() {
+void SharedCacheLockHolder::unlock() HOST_LOCKS_UNCHECKED {
     if (!mutex) {
         return;
     }
@@ -163,7 +150,7 @@ SharedCacheHandleSType* SharedCacheHandleMgrSType::findCacheWithName(const char*
 }
 
 int SharedCacheHandleMgrSType::recycleHandle(SharedCacheHandleSType* handle) {
-    ScopedMutex recycling(&recycleMutex);
+    const HostMutexHolder recycling(&recycleMutex, "tvsi");
     const bool wasActive = load(handle->status) == SPC_ACTIVE;
     const bool stopped = handle->stopWatcherThread();
     SharedCacheLockHolder holder(handle);
@@ -171,7 +158,8 @@ int SharedCacheHandleMgrSType::recycleHandle(SharedCacheHandleSType* handle) {
     return stopped && wasActive ? TVSI_SUCCESS : TVSI_ERR_CACHE_NOT_ATTACHED;
 }
 
-int SharedCacheHandleSType::checkCacheStatus(SharedCacheLockHolder* holder) {
+/* The analysis knows of no holder that a function releases for its caller. */
+int SharedCacheHandleSType::checkCacheStatus(SharedCacheLockHolder* holder) HOST_LOCKS_UNCHECKED {
     const int32_t now = load(status);
     if (now == SPC_ACTIVE && checkCacheIsAlive()) {
         return TVSI_SUCCESS;
@@ -321,7 +309,7 @@ bool isToBeWatched(SharedCacheHandleSType* handle) {
 void* WatcherThreadMain(void* ptr) {
     auto* handle = static_cast<SharedCacheHandleSType*>(ptr);
     {
-        ScopedMutex lock(&handle->cacheMutex);
+        const HostMutexHolder lock(&handle->cacheMutex, "tvsi");
         if (load(handle->timeToShutdown)) {
             return nullptr; /* came too late: the attach has been given up */
         }

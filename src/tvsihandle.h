@@ -12,10 +12,10 @@
  *           recycleHandle: a query, or TvsiDetachSharedCache()
  *
  * Threads and locks. cacheMutex serialises the queries, the watcher's start, the detach and
- * the reset of a handle; it is taken before the mutex of shrMemState, never after, and after
- * the mutex that lets one thread at a time recycle. Nobody
- * who joins the watcher holds it, for the watcher's last act takes it. The state, the stop
- * request and the running flag are also looked at without it: they are atomic words.
+ * the reset of a handle; it is taken before the mutex of shrMemState and after the one that
+ * lets one thread at a time recycle. Nobody who joins the watcher holds it, for the watcher's
+ * last act takes it. The state, the stop request and the running flag are also looked at
+ * without it: they are atomic words.
  */
 #ifndef TVSIHANDLE_H
 #define TVSIHANDLE_H
@@ -40,11 +40,12 @@ struct SharedCacheLockHolder;
 struct SharedCacheHandleSType {
     HostThreadIdType watcherThreadId;
     HostShrMemStateType shrMemState;
-    int32_t status;                 /* atomic; written under cacheMutex, or by an attach */
-    int32_t index;                  /* position in the manager's array; -1 before TvsiInit() */
-    int32_t monitorPid;             /* process id of the cache monitor, as found at the attach */
-    BoolType watcherThreadRunning;  /* atomic; from the watcher's first act until it is joined */
-    HostMutexSType cacheMutex;      /* initialised once in the life of the process */
+    int32_t status;                /* atomic; written under cacheMutex, or by an attach */
+    int32_t index;                 /* position in the manager's array; -1 before TvsiInit() */
+    int32_t monitorPid;            /* process id of the cache monitor, as found at the attach */
+    BoolType watcherThreadRunning; /* atomic; from the watcher's first act until it is joined */
+    /* Initialised once in the life of the process. */
+    HostMutexSType cacheMutex HOST_TAKEN_BEFORE(shrMemState._mutex);
     ShrPcStateSType* shrpcPtr;      /* this handle's own SharedPageCache */
     BoolType timeToShutdown;        /* atomic; asks the watcher to stop */
     SharedCacheHandleMgrSType* mgr; /* null before TvsiInit() */
@@ -62,18 +63,18 @@ struct SharedCacheHandleSType {
        there is one, in `errBuf`; nothing stays mapped. */
     BoolType attachCacheWithName(const char* cacheName, char* errBuf, size_t errBufSize);
     /* Unmaps the segment of an attached or active handle, to SPC_DETACHED. */
-    void detachCache();
+    void detachCache() HOST_CALLED_WITHOUT(cacheMutex, shrMemState._mutex);
 
     /* Creates the watcher and waits until it has started, for about 2 seconds. FALSE when there is
        none; a thread that came too late has been joined. */
-    BoolType startWatcherThread();
+    BoolType startWatcherThread() HOST_CALLED_WITHOUT(cacheMutex);
     /* Asks a running watcher to stop and joins it; TRUE when it is known to have ended. */
-    BoolType stopWatcherThread();
+    BoolType stopWatcherThread() HOST_CALLED_WITHOUT(cacheMutex);
     /* Slots 0 and 1 are in use. */
     BoolType checkCacheIsAlive();
     /* Called by every query with the holder that has cacheMutex. On anything but TVSI_SUCCESS the
        mutex has been released and the handle recycled. */
-    int checkCacheStatus(SharedCacheLockHolder* holder);
+    int checkCacheStatus(SharedCacheLockHolder* holder) HOST_CALLED_WITH(cacheMutex);
 
     /* Number of entries of the process table, read afresh, as far as they fit the segment. */
     int processTableSize();
@@ -97,7 +98,7 @@ struct SharedCacheHandleSType {
 
 private:
     BoolType acceptSegment(const char* cacheName, char* errBuf, size_t errBufSize);
-    BoolType joinWatcher();
+    BoolType joinWatcher() HOST_CALLED_WITHOUT(cacheMutex);
 };
 
 struct SharedCacheHandleMgrSType {
@@ -116,19 +117,20 @@ struct SharedCacheHandleMgrSType {
     SharedCacheHandleSType* findCacheWithName(const char* name);
     /* Stops the watcher and frees the handle. TVSI_SUCCESS when this ended an active attachment,
        else TVSI_ERR_CACHE_NOT_ATTACHED. Any number of threads; not with cacheMutex held. */
-    int recycleHandle(SharedCacheHandleSType* handle);
+    int recycleHandle(SharedCacheHandleSType* handle)
+        HOST_CALLED_WITHOUT(handle->cacheMutex, handle->shrMemState._mutex);
 };
 
 /* Holds the cacheMutex of a handle for its scope, or until unlock(). */
-struct SharedCacheLockHolder {
+struct HOST_LOCK_HOLDER SharedCacheLockHolder {
     SharedCacheHandleSType* cache;
     HostMutexSType* mutex; /* null once released */
 
-    explicit SharedCacheLockHolder(SharedCacheHandleSType* handle);
-    ~SharedCacheLockHolder() { unlock(); }
+    explicit SharedCacheLockHolder(SharedCacheHandleSType* handle) HOST_TAKES(handle->cacheMutex);
+    ~SharedCacheLockHolder() HOST_RELEASES() { unlock(); }
     SharedCacheLockHolder(const SharedCacheLockHolder&) = delete;
     SharedCacheLockHolder& operator=(const SharedCacheLockHolder&) = delete;
-    void unlock();
+    void unlock() HOST_RELEASES();
 };
 
 /* Copies the 1800 bytes of a result from the entry, as they stand. */
