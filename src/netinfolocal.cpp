@@ -511,49 +511,17 @@ bool firstAddress(const char* name, HostHrtime_t start, in6_addr* address) {
     return known;
 }
 
-struct ZeroRun {
-    int start;
-    int length;
-};
-
-/* The longest run of at least two zero groups, the first of equally long ones; else length 0. */
-ZeroRun longestZeroRun(const unsigned (&groups)[8]) {
-    ZeroRun best = {0, 0};
-    for (int start = 0; start < 8; ++start) {
-        int end = start;
-        while (end < 8 && groups[end] == 0) {
-            ++end;
-        }
-        if (end - start >= 2 && end - start > best.length) {
-            best = {start, end - start};
-        }
-    }
-    return best;
-}
-
+/* An IPv4-mapped address as an IPv4 one; of the others, the C library would write those that have
+   nothing before their last two groups as half an IPv4 address, too. */
 void formatAddress(const in6_addr& address, char* text, size_t textSize) {
     const uint8_t* bytes = address.s6_addr;
+    const int lastButOne = bytes[12] << 8 | bytes[13];
     if (IN6_IS_ADDR_V4MAPPED(&address)) {
-        snprintf(text, textSize, "%u.%u.%u.%u", bytes[12], bytes[13], bytes[14], bytes[15]);
-        return;
-    }
-    unsigned groups[8];
-    for (size_t i = 0; i < 8; ++i) {
-        groups[i] = static_cast<unsigned>(bytes[2 * i] << 8 | bytes[2 * i + 1]);
-    }
-    const ZeroRun zeros = longestZeroRun(groups);
-    text[0] = '\0';
-    for (int i = 0; i < 8;) {
-        if (zeros.length > 0 && i == zeros.start) {
-            UtlStrlcat(text, "::", textSize);
-            i += zeros.length;
-            continue;
-        }
-        const bool needsColon = i > 0 && i != zeros.start + zeros.length;
-        char group[8];
-        snprintf(group, sizeof group, needsColon ? ":%x" : "%x", groups[i]);
-        UtlStrlcat(text, group, textSize);
-        ++i;
+        inet_ntop(AF_INET, bytes + 12, text, static_cast<socklen_t>(textSize));
+    } else if (IN6_IS_ADDR_V4COMPAT(&address) && lastButOne != 0) {
+        snprintf(text, textSize, "::%x:%x", lastButOne, bytes[14] << 8 | bytes[15]);
+    } else {
+        inet_ntop(AF_INET6, &address, text, static_cast<socklen_t>(textSize));
     }
 }
 
