@@ -293,7 +293,8 @@ const std::map<std::string, std::vector<int>>& interposedCalls() {
 const char* callsThatCannotFail() {
     return "__cpu_indicator_init __cpu_model __errno_location __stack_chk_fail _exit atexit "
            "closedir exit fprintf fputs free freeaddrinfo getegid geteuid getgid getpid getuid "
-           "htonl inet_pton memcpy memmove memrchr memset nl_langinfo printf pthread_attr_destroy "
+           "htonl inet_ntop inet_pton memcpy memmove memrchr memset nl_langinfo printf "
+           "pthread_attr_destroy "
            "pthread_mutexattr_destroy pthread_once pthread_self puts regerror regfree "
            "secure_getenv sigemptyset sigfillset snprintf stderr stdout strchr strcmp "
            "strerror_r strlen strncmp strnlen strrchr strspn strstr strtol strtoull vfprintf "

@@ -1,28 +1,30 @@
-/* The expansion of file names, and the file operations that survive interruptions. */
+/* Clocks, the environment, file names and files, and the set-up of the process. */
+#include "hostmutex.h"
 #include "hostprocess.h"
 #include "hostunix.h"
+#include "processstate.h"
 #include "rows.h"
 #include "temporarydirectory.h"
 #include "unixerr.h"
 #include "utl.h"
 
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <grp.h>
-#include <gtest/gtest.h>
+#include <poll.h>
 #include <pwd.h>
 
-namespace {
+using namespace testing;
+using namespace testsupport;
 
-using testing::FieldsAre;
-using testing::Pair;
-using testsupport::inChild;
-using testsupport::pairs;
-using testsupport::ScopedFault;
-using testsupport::ScopedOverride;
-using testsupport::ScopedShortReads;
+static bool hasRaisedPrivileges;
+
+extern "C" char* secure_getenv(const char* name) noexcept {
+    return hasRaisedPrivileges ? nullptr : getenv(name);
+}
+
+namespace {
 
 std::string expand(const std::string& name, BoolType keepsLinks = TRUE,
                    decltype(HostUnixExpandFileName)* expansion = HostUnixExpandFileName) {
@@ -102,8 +104,8 @@ TEST(FileName, TildeStandsForAHomeDirectory) {
 }
 
 /* In an own directory: file, dir/file, and links. */
-struct Files : testing::Test {
-    testsupport::TemporaryDirectory directory;
+struct Files : Test {
+    TemporaryDirectory directory;
     std::string root = std::filesystem::canonical(directory.path());
 
     Files() {
@@ -191,8 +193,7 @@ TEST_F(Files, StatFallsBackToTheRealIdsAndReturns) {
         {0, 65534, "/dir/file", "1 7 1 0"},   {0, 0, "/dir/file", "1 7 1 0"},
         {0, 65534, "/dir/none", "0 -1 1 13"}, {0, 65534, "/none", "0 -1 0 2"},
         {1, 65534, "/dir/file", "0 -1 1 13"}, {65534, 65534, "/dir/file", "0 -1 1 13"}};
-    testsupport::forEachRow(cases, [&](const auto& real, const auto& effectiveGroup,
-                                       const auto& name, const auto& result) {
+    forEachRow(cases, [&](uid_t real, gid_t effectiveGroup, auto& name, auto& result) {
         const auto outcome = inChild([&] {
             if (setgroups(0, nullptr) != 0 ||
                 setresgid(real, effectiveGroup, effectiveGroup) != 0 ||
@@ -251,6 +252,147 @@ TEST_F(Files, ReadGoesOnToItsEnd) {
         EXPECT_EQ(HostReadFileNi_(file, text, wanted), result);
         EXPECT_STREQ(text, read);
         close(file);
+    }
+}
+
+TEST(Clock, ReadsAsZeroWhenItFailsOrTheTimeHasNoLocalForm) {
+    const auto outcome = inNovember([] {
+        unsigned short milliseconds = 7;
+        EXPECT_EQ(HostFtime(&milliseconds), november16);
+        EXPECT_EQ(milliseconds, 42) << "whole ones";
+        const ScopedFault fault("clock_gettime", EINVAL);
+        EXPECT_EQ(HostFtime(&milliseconds), 0);
+        EXPECT_EQ(milliseconds, 0);
+
+        time_t outOfRange = INT64_MAX;
+        struct tm local;
+        memset(&local, 0xFF, sizeof local);
+        EXPECT_EQ(HostLocaltimeR(&outOfRange, &local), &local);
+        EXPECT_EQ(local.tm_year, 0);
+        TciCTimeStringType date;
+        UtlCtime(outOfRange, &date);
+        EXPECT_STREQ(date.msg, "01/00/00 00:00:00 UTC");
+    });
+    EXPECT_EQ(outcome.out, "");
+    const std::string line = "NULL from localtime_r, errno = 75\n";
+    EXPECT_EQ(outcome.err, line + line);
+}
+
+TEST(Clock, SleepTellsWhetherASignalCutItShort) {
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_FALSE(HostNanoSleep(50000000));
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(50));
+    for (const int error : {EINTR, ERESTART, EINVAL}) {
+        const ScopedFault fault("clock_nanosleep", error);
+        EXPECT_EQ(HostNanoSleep(1), error != EINVAL) << error;
+    }
+}
+
+TEST(Clock, SleepOfMillisecondsGoesOnAfterSignalsAndNeverGrowsWhateverTheClockDoes) {
+    /* Milliseconds on the clock at each look at it, -1: it fails; a signal ends each sleep but the
+       last. */
+    const std::pair<std::vector<int>, std::vector<int>> cases[] = {
+        {{5000, 5010, 5029}, {30, 20, 1}},
+        {{5000, -1, -1}, {30, 30, 30}},
+        {{5000, 5010, -1}, {30, 20, 20}},
+        {{5000, 4000, 5020}, {30, 30, 10}},
+        {{5000, 5030}, {30}},
+        {{-1, 5000}, {30}}};
+    forEachRow(cases, [&](auto& looks, auto& sleeps) {
+        auto look = looks.begin();
+        std::vector<int> made;
+        const ScopedOverride<decltype(clock_gettime)> clock("clock_gettime", [&](auto, auto* now) {
+            const int at = *look++;
+            *now = at < 0 ? *now : timespec{at / 1000, at % 1000 * 1000000L};
+            return at < 0 ? -1 : 0;
+        });
+        const ScopedOverride<decltype(poll)> interrupted("poll", [&](auto*, auto, int span) {
+            made.push_back(span);
+            errno = EINTR;
+            return look == looks.end() ? 0 : -1;
+        });
+        HostMilliSleep(30);
+        EXPECT_EQ(made, sleeps) << PrintToString(looks);
+    });
+}
+
+TEST(Environment, ValueThatDoesNotFitOrRaisedPrivilegesCountAsUnset) {
+    const std::string v99(99, 'v');
+    const std::tuple<std::string, size_t, bool> cases[] = {
+        {v99, 100, true}, {v99 + "v", 100, false}, {"", 100, false},
+        {"ab", 3, true},  {"ab", 1, false},        {"ab", 0, false}};
+    for (const auto& [value, size, fits] : cases) {
+        setenv("TX_TEST", value.c_str(), 1);
+        for (const bool isRaised : {false, true}) {
+            hasRaisedPrivileges = isRaised;
+            const bool isFound = fits && !isRaised;
+            std::string text(128, '#');
+            EXPECT_EQ(HostGetEnv("TX_TEST", text.data(), size), isFound);
+            EXPECT_EQ(text.substr(size), std::string(128 - size, '#'));
+            EXPECT_EQ(text.substr(0, size).c_str(), isFound ? value : "");
+            EXPECT_EQ(HostEnvExists("TX_TEST"), !isRaised);
+        }
+    }
+    char path[16]; /* still with raised privileges */
+    HostUnixExpandFileName("/a${TX_TEST}/b", path, sizeof path, TRUE, TRUE);
+    EXPECT_STREQ(path, "/a/b");
+    hasRaisedPrivileges = false;
+}
+
+TEST(HostModule, SetsTheLoginNameIfThereIsOne) {
+    const std::string longest(63, 'n');
+    const std::tuple<int, std::string, std::string> cases[] = {
+        {0, "carol", "carol"}, {0, longest, longest}, {ENXIO, "carol", ""}, {ENOTTY, longest, ""}};
+    for (const bool inherits : {true, false}) {
+        forEachRow(cases, [&](int error, auto& name, auto& set) {
+            const auto outcome = inNovember([&] {
+                inherits&& setenv("TX_LOGIN_NAME", "other", 1);
+                const ScopedOverride<decltype(getlogin_r)> login("getlogin_r",
+                                                                 [&](char* to, auto size) {
+                                                                     EXPECT_EQ(size, 64U);
+                                                                     strcpy(to, name.c_str());
+                                                                     return error;
+                                                                 });
+                HostModuleInitializer();
+                const char* value = getenv("TX_LOGIN_NAME");
+                printf("%s", value == nullptr ? "(unset)" : value);
+            });
+            EXPECT_EQ(outcome.out + outcome.err, error == 0 ? set : inherits ? "other" : "(unset)");
+        });
+    }
+}
+
+TEST(SocketModule, WarnsOfARandomDeviceThatCanNotBeOpened) {
+    const auto outcome = inChild([] {
+        netSocketMutex = {};
+        printf("before");
+        const ScopedFault fault("open", EACCES);
+        NetSocketModuleInitializer();
+        _exit(netSocketMutex.initialized ? 0 : 1);
+    });
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "before"); /* flushed first */
+    EXPECT_EQ(outcome.err, "unable to open /dev/urandom, netsocket: HostOpen( /dev/urandom , "
+                           "O_RDONLY) failed failed with EACCES Permission denied\n");
+    const auto quiet = inChild([] {
+        const size_t descriptors = processState().descriptors;
+        const ScopedFault interruption("open", EINTR, 1, 2);
+        NetSocketModuleInitializer();
+        EXPECT_EQ(interruption.hits(), 2);
+        EXPECT_EQ(processState().descriptors, descriptors);
+    });
+    EXPECT_EQ(quiet.out + quiet.err, "");
+}
+
+TEST(SocketModule, TraceLevelIsTheNumberGivenButAtLeastOne) {
+    const std::string zeros(255, '0');
+    const std::pair<std::string, int> cases[] = {{"", 0},          {"abc", 1},       {"0", 1},
+                                                 {"-4", 1},        {"2", 2},         {"5x", 5},
+                                                 {zeros + "7", 7}, {zeros + "07", 0}};
+    for (const auto& [value, level] : cases) {
+        setenv("TX_DEBUG_SOCKETS", value.c_str(), 1);
+        netSocketDebugModeInitializer();
+        EXPECT_EQ(debug_conn, level) << value;
     }
 }
 
