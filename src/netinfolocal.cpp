@@ -1,6 +1,5 @@
 #include "netinfolocal.h"
 
-#include <algorithm>
 #include <arpa/inet.h>
 #include <atomic>
 #include <cerrno>
@@ -449,9 +448,9 @@ int tracedGetaddrinfo(const char* name, const addrinfo& hints, addrinfo** result
 constexpr HostHrtime_t SLOW_LOOK_UP_NS = 2000000000;
 constexpr HostHrtime_t SLOW_RESOLVER_PAUSE_NS = 60000000000;
 
-/* The time since `start` on the monotonic clock; 0 when the clock failed then or fails now. */
+/* The time since `start` on the monotonic clock; not positive when it failed then or fails now. */
 HostHrtime_t nanosSince(HostHrtime_t start) {
-    return start == 0 ? 0 : std::max<HostHrtime_t>(HostMonotonicNanos() - start, 0);
+    return start == 0 ? 0 : HostMonotonicNanos() - start;
 }
 
 /* getaddrinfo that asks again while the resolver says so: up to five times in all, and not once the
