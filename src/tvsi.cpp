@@ -102,6 +102,7 @@ void SharedCacheLockHolder::unlock() HOST_LOCKS_UNCHECKED {
 
 SharedCacheHandleSType::SharedCacheHandleSType() {
     cacheMutex.initialized = FALSE;
+    watcherGivenUp = FALSE;
     init(-1, nullptr);
 }
 
@@ -110,8 +111,10 @@ void SharedCacheHandleSType::init(int newIndex, SharedCacheHandleMgrSType* newMg
     char* const end = start + sizeof *this;
     char* const mutexStart = reinterpret_cast<char*>(&cacheMutex);
     char* const mutexEnd = mutexStart + sizeof cacheMutex;
+    const BoolType keptGivenUp = load(watcherGivenUp);
     memset(start, 0, static_cast<size_t>(mutexStart - start));
     memset(mutexEnd, 0, static_cast<size_t>(end - mutexEnd));
+    store(watcherGivenUp, keptGivenUp);
     index = newIndex;
     mgr = newMgr;
     store(status, SPC_INACTIVE);
@@ -251,6 +254,10 @@ BoolType SharedCacheHandleSType::acceptSegment(const char* cacheName, char* errB
 
 void SharedCacheHandleSType::detachCache() {
     SharedCacheLockHolder holder(this);
+    detachLocked();
+}
+
+void SharedCacheHandleSType::detachLocked() {
     const int32_t now = load(status);
     if (!SharedPageCache._cacheEnabled || (now != SPC_ATTACHED && now != SPC_ACTIVE)) {
         return;
@@ -266,9 +273,18 @@ void SharedCacheHandleSType::detachCache() {
 
 /* The watcher thread. */
 
+namespace {
+
+/* Every table that an attach accepts has room for two entries. */
+bool isAlive(const ShrPcConfigSType& header, const ShrPcPteSType* processTable) {
+    return static_cast<int32_t>(ShrPcLoad(header.numProcesses)) >= 2 &&
+           ShrPcLoad(processTable[0].inUse) != 0 && ShrPcLoad(processTable[1].inUse) != 0;
+}
+
+} // namespace
+
 BoolType SharedCacheHandleSType::checkCacheIsAlive() {
-    return processTableSize() >= 2 && ShrPcLoad(shrpcPtr->processTable[0].inUse) != 0 &&
-           ShrPcLoad(shrpcPtr->processTable[1].inUse) != 0;
+    return isAlive(*shrpcPtr->configPtr, shrpcPtr->processTable);
 }
 
 namespace {
@@ -299,29 +315,51 @@ void giveWayToWatcher(const SharedCacheHandleSType& handle) {
     }
 }
 
-bool isToBeWatched(SharedCacheHandleSType* handle) {
-    return !load(handle->timeToShutdown) && handle->checkCacheIsAlive() &&
-           !monitorIsGone(handle->monitorPid) && !HostGetSigTerm();
+/* What a watcher looks at. Its own copy: when it can't be joined, the handle is reset and used
+   again while it may still look. Its segment stays mapped. */
+struct WatchedCacheSType {
+    const ShrPcConfigSType* header;
+    const ShrPcPteSType* processTable;
+    int32_t monitorPid;
+};
+
+/* Whether the calling thread is the one that watches for the handle. The C library stores the id of
+   a thread before the thread runs. */
+bool isWatcherOf(const SharedCacheHandleSType& handle) {
+    return !load(handle.watcherGivenUp) ||
+           pthread_equal(__atomic_load_n(&handle.watcherThreadId, __ATOMIC_SEQ_CST),
+                         pthread_self());
+}
+
+bool isToBeWatched(const SharedCacheHandleSType& handle, const WatchedCacheSType& cache) {
+    return isWatcherOf(handle) && !load(handle.timeToShutdown) &&
+           isAlive(*cache.header, cache.processTable) && !monitorIsGone(cache.monitorPid) &&
+           !HostGetSigTerm();
 }
 
 } // namespace
 
 void* WatcherThreadMain(void* ptr) {
     auto* handle = static_cast<SharedCacheHandleSType*>(ptr);
+    WatchedCacheSType cache;
     {
         const HostMutexHolder lock(&handle->cacheMutex, "tvsi");
-        if (load(handle->timeToShutdown)) {
+        if (load(handle->timeToShutdown) || !isWatcherOf(*handle)) {
             return nullptr; /* came too late: the attach has been given up */
         }
+        cache = {handle->shrpcPtr->configPtr, handle->shrpcPtr->processTable, handle->monitorPid};
         /* The state last: whoever sees it active may stop the watcher at once. */
         store(handle->watcherThreadRunning, TRUE);
         store(handle->status, SPC_ACTIVE);
     }
-    while (isToBeWatched(handle)) {
+    while (isToBeWatched(*handle, cache)) {
         HostMilliSleep(WATCH_INTERVAL_MS);
         __sync_synchronize();
     }
-    handle->detachCache();
+    SharedCacheLockHolder holder(handle);
+    if (isWatcherOf(*handle)) {
+        handle->detachLocked();
+    }
     return nullptr;
 }
 
@@ -354,6 +392,7 @@ BoolType SharedCacheHandleSType::joinWatcher() {
     if (rc != 0 && rc != ESRCH) {
         fprintf(stderr, "pthread_join() failed. %s\n", myStrerror(rc));
         fflush(stderr);
+        store(watcherGivenUp, TRUE);
         awaitDetach(*this);
         return FALSE;
     }

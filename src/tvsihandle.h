@@ -53,10 +53,14 @@ struct SharedCacheHandleSType {
     BoolType badVersion;            /* an attach met another compatibility level */
     ShrPcStateSType SharedPageCache;
     int32_t processTableLimit; /* entries that fit the segment, however many its header claims */
+    /* Atomic. A watcher could not be joined and may still start or run, however often the handle
+       has been reset since: only the thread of watcherThreadId is its watcher. */
+    BoolType watcherGivenUp;
 
     SharedCacheHandleSType();
 
-    /* The free state. Leaves cacheMutex alone once it is initialised: others may wait on it. */
+    /* The free state. Leaves cacheMutex alone once it is initialised, for others may wait on it,
+       and watcherGivenUp. */
     void init(int index, SharedCacheHandleMgrSType* mgr);
 
     /* Maps and validates the segment, to SPC_ATTACHED. FALSE with the text for the caller, if
@@ -64,6 +68,8 @@ struct SharedCacheHandleSType {
     BoolType attachCacheWithName(const char* cacheName, char* errBuf, size_t errBufSize);
     /* Unmaps the segment of an attached or active handle, to SPC_DETACHED. */
     void detachCache() HOST_CALLED_WITHOUT(cacheMutex, shrMemState._mutex);
+    /* The same for a caller that has cacheMutex. */
+    void detachLocked() HOST_CALLED_WITH(cacheMutex);
 
     /* Creates the watcher and waits until it has started, for about 2 seconds. FALSE when there is
        none; a thread that came too late has been joined. */

@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sched.h>
+#include <semaphore>
 #include <thread>
 
 #include "attachcall.h"
@@ -269,6 +270,71 @@ TEST(WatcherStop, AJoinThatFailsIsReportedAndTheHandleFreed) {
         EXPECT_EQ(TvsiStatsForBrox(&record), TVSI_ERR_CACHE_NOT_ATTACHED);
     }
     expectUsable(cache);
+}
+
+/* A watcher that can't be joined goes on, before its start or out of its first sleep, when the
+   handle is free or has just been attached anew. */
+TEST(WatcherStop, OneThatCannotBeJoinedTouchesNoHandleThatIsUsedAgain) {
+    const TestCache cache;
+    TvsiInit();
+    for (const bool hasStarted : {false, true}) {
+        for (const bool isAttachedAnew : {false, true}) {
+            SCOPED_TRACE(testing::Message() << hasStarted << isAttachedAnew);
+            static std::binary_semaphore mayGoOn{0};
+            static std::function<void*()> start;
+            pthread_t lost{};
+            const auto goOnToTheEnd = [&lost] {
+                timespec limit{};
+                clock_gettime(CLOCK_REALTIME, &limit);
+                limit.tv_sec += 10;
+                mayGoOn.release();
+                EXPECT_EQ(pthread_timedjoin_np(lost, nullptr, &limit), 0) << "it watches on";
+            };
+            std::atomic<bool> holds = hasStarted;
+            const ScopedOverride<decltype(poll)> sleep(
+                "poll", [&](auto* fds, auto number, int span) {
+                    if (span >= 1000 && holds.exchange(false)) {
+                        mayGoOn.acquire();
+                    }
+                    return poll(fds, number, 1);
+                });
+            {
+                const ScopedOverride<PthreadCreate> late(
+                    "pthread_create", [&](auto* id, auto* attributes, auto main, void* argument) {
+                        start = [=] { return main(argument); };
+                        const auto heldUp = [](void*) {
+                            mayGoOn.acquire();
+                            return start();
+                        };
+                        return hasStarted ? pthread_create(id, attributes, main, argument)
+                                          : pthread_create(id, attributes, heldUp, nullptr);
+                    });
+                const ScopedOverride<PthreadJoin> failing("pthread_join", [&](auto thread, void**) {
+                    lost = thread;
+                    return EDEADLK;
+                });
+                testing::internal::CaptureStderr();
+                EXPECT_EQ(attach(cache.name()).status,
+                          hasStarted ? TVSI_SUCCESS : TVSI_ERR_WATCHER_THREAD_FAILED);
+                EXPECT_TRUE(eventually([&] { return !holds; }));
+                EXPECT_EQ(TvsiDetachSharedCache(), TVSI_ERR_CACHE_NOT_ATTACHED);
+                testing::internal::GetCapturedStderr();
+            }
+            if (!isAttachedAnew) {
+                goOnToTheEnd();
+            }
+            const ScopedOverride<PthreadCreate> next("pthread_create", [&](auto... arguments) {
+                if (isAttachedAnew) {
+                    goOnToTheEnd();
+                }
+                return pthread_create(arguments...);
+            });
+            EXPECT_EQ(attach(cache.name()), success);
+            EXPECT_EQ(TvsiCacheIsAlive(), 1);
+            EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
+            EXPECT_TRUE(hasNoWatcher());
+        }
+    }
 }
 
 } // namespace
