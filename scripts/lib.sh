@@ -37,20 +37,29 @@ is_installed() {
     [ "$(dpkg-query --show --showformat '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
 }
 
-# need PURPOSE...: installs what these purposes lack.
-need() {
-    local purpose package missing=()
-    command -v dpkg-query >/dev/null || fail "this script knows Debian's packages only"
+# missing_of PURPOSE...: sets `missing` to the packages that these purposes lack.
+missing_of() {
+    local purpose package
+    missing=()
     for purpose in "$@"; do
         for package in ${packages[$purpose]}; do
             is_installed "$package" || missing+=("$package")
         done
     done
-    [ ${#missing[@]} -eq 0 ] && return
+}
+
+# need PURPOSE...: installs what these purposes lack.
+need() {
+    local missing
+    command -v dpkg-query >/dev/null || fail "this script knows Debian's packages only"
+    missing_of "$@"
+    [ ${#missing[@]} -gt 0 ] || return 0
     say "Installing ${missing[*]}"
     apt_get update || echo "The package lists could not be renewed; trying with those at hand."
     apt_get install --yes --no-install-recommends "${missing[@]}" >/dev/null ||
-        fail "the packages could not be installed: ${missing[*]}"
+        echo "apt-get reports a failure, perhaps of another package; looking at what there is."
+    missing_of "$@"
+    [ ${#missing[@]} -eq 0 ] || fail "the packages could not be installed: ${missing[*]}"
 }
 
 # build PRESET [TARGET...]: configures build/PRESET and builds it, warnings being errors.
