@@ -6,7 +6,6 @@
  * timed, and nothing of the library is repeated here.
  */
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <poll.h>
 #include <pthread.h>
@@ -18,7 +17,7 @@
 
 #include "benchcache.h"
 #include "benchmain.h"
-#include "childprocess.h"
+#include "measuredprocess.h"
 #include "tvsi.h"
 
 namespace {
@@ -225,10 +224,8 @@ enum Memory { atFirst, loaded, attached, queried, ofSegment };
 
 Comparison compareMemory(Memory subject, Memory limit, int entries) {
     const BenchCache& target = sharedCache(entries);
-    const std::string outputFile = (target.directory() / "memory").string();
-    runProgram({MEMORY_PROBE, TVSI_LIBRARY, target.name()}, outputFile);
-    std::ifstream output(outputFile);
-    const std::vector<double> bytes{std::istream_iterator<double>(output), {}};
+    const std::vector<double> bytes =
+        numbersIn(runProgram({MEMORY_PROBE, TVSI_LIBRARY, target.name()}).out);
     Pairs pairs;
     pairs.add(bytes.at(subject), bytes.at(limit));
     return pairs.medians();

@@ -1,40 +1,29 @@
 /* What a program pays for loading the library, each time in a fresh process. */
-#include <fstream>
-#include <iterator>
-
 #include "benchmain.h"
-#include "childprocess.h"
-#include "temporarydirectory.h"
+#include "measuredprocess.h"
 #include "utl.h"
 
 namespace bench {
 namespace {
 
-double loadNs(const std::string& object, const std::string& outputFile) {
-    runProgram({DLOPEN_PROBE, object}, outputFile);
-    double ns = 0;
-    std::ifstream(outputFile) >> ns;
-    return ns;
+double loadNs(const std::string& object) {
+    return numbersIn(runProgram({DLOPEN_PROBE, object}).out).at(0);
 }
 
 Comparison compareLoading(int pairCount) {
-    const testsupport::TemporaryDirectory directory;
-    const std::string outputFile = directory.file("ns").string();
     Pairs pairs;
     while (pairs.count() < pairCount) {
-        const double limitNs = loadNs(TRIVIAL_OBJECT, outputFile);
-        pairs.add(loadNs(TVSI_LIBRARY, outputFile), limitNs);
+        const double limitNs = loadNs(TRIVIAL_OBJECT);
+        pairs.add(loadNs(TVSI_LIBRARY), limitNs);
     }
     return pairs.medians();
 }
 
 /* The self-test as a load runs it, in cold caches, as a share of the load. */
 Comparison compareSelfTest(int pairCount) {
-    const testsupport::TemporaryDirectory directory;
-    const std::string outputFile = directory.file("ns").string();
     Pairs pairs;
     while (pairs.count() < pairCount) {
-        const double limitNs = loadNs(TVSI_LIBRARY, outputFile);
+        const double limitNs = loadNs(TVSI_LIBRARY);
         const auto selfTestNs = numbersFromFork([] {
             const auto start = Clock::now();
             txBitPrimitivesSelfTest();

@@ -19,24 +19,20 @@
 #include "benchcache.h"
 #include "benchmain.h"
 #include "countermover.h"
+#include "require.h"
 #include "tvsi.h"
 
 namespace bench {
 namespace {
 
 using namespace std::chrono_literals;
+using testsupport::require;
 
 constexpr int nobodysPid = 4999999;
 constexpr int nobodysSession = 999999;
 constexpr const char* nobodysName = "SessionOfNobody";
 /* Most names are passed by its first few characters, as with a user's own search. */
 constexpr const char* nobodysExpression = "^Session[0-9]*x$";
-
-void require(int status, int expected, const char* what) {
-    if (status != expected) {
-        throw std::runtime_error(std::string(what) + " returned " + std::to_string(status));
-    }
-}
 
 /* Records at the start of a page: how a copy's time depends on the place of what is copied is the
    same in each build. */
@@ -204,7 +200,8 @@ const std::vector<Query>& queries() {
     static const std::vector<Query> all = {
         {"miss by process id", "bare loop",
          [](AttachedCache& cache) {
-             require(TvsiStatsForProcessId(nobodysPid, cache.results()), TVSI_ERR_NOT_FOUND, "pid");
+             require(TvsiStatsForProcessId(nobodysPid, cache.results()) == TVSI_ERR_NOT_FOUND,
+                     "nobody has that process id");
          },
          [](AttachedCache& cache) {
              requireMiss(bareLoop(cache.table(), 0, cache.entries(), [](const auto& entry) {
@@ -214,8 +211,9 @@ const std::vector<Query>& queries() {
          lookupTarget},
         {"miss by session id", "bare loop",
          [](AttachedCache& cache) {
-             require(TvsiStatsForVokSessionId(nobodysSession, cache.results()), TVSI_ERR_NOT_FOUND,
-                     "session");
+             require(TvsiStatsForVokSessionId(nobodysSession, cache.results()) ==
+                         TVSI_ERR_NOT_FOUND,
+                     "nobody has that session");
          },
          [](AttachedCache& cache) {
              requireMiss(bareLoop(cache.table(), 2, cache.entries(), [](const auto& entry) {
@@ -225,8 +223,9 @@ const std::vector<Query>& queries() {
          lookupTarget},
         {"miss by page server session id", "bare loop",
          [](AttachedCache& cache) {
-             require(TvsiStatsForPgsvrSessionId(nobodysSession, cache.results()),
-                     TVSI_ERR_NOT_FOUND, "page server");
+             require(TvsiStatsForPgsvrSessionId(nobodysSession, cache.results()) ==
+                         TVSI_ERR_NOT_FOUND,
+                     "no page server has that session");
          },
          [](AttachedCache& cache) {
              requireMiss(bareLoop(cache.table(), 0, cache.entries(), [](const auto& entry) {
@@ -236,8 +235,9 @@ const std::vector<Query>& queries() {
          lookupTarget},
         {"miss by name", "bare loop with `strncmp`",
          [](AttachedCache& cache) {
-             require(TvsiStatsForVokSessionWithName(nobodysName, cache.results()),
-                     TVSI_ERR_NOT_FOUND, "name");
+             require(TvsiStatsForVokSessionWithName(nobodysName, cache.results()) ==
+                         TVSI_ERR_NOT_FOUND,
+                     "no session has that name");
          },
          [](AttachedCache& cache) {
              /* Unknown to the compiler, which would compare the first characters in line. */
@@ -253,9 +253,9 @@ const std::vector<Query>& queries() {
         {"count by kind range, no match", "bare loop",
          [](AttachedCache& cache) {
              int count = 0;
-             require(TvsiAllVokStatsForVokKindRange(-2, -1, nullptr, &count), TVSI_SUCCESS,
-                     "range");
-             require(count, 0, "range");
+             require(TvsiAllVokStatsForVokKindRange(-2, -1, nullptr, &count) == TVSI_SUCCESS,
+                     "no kind is in that range");
+             require(count == 0, "no kind is in that range");
              (void)cache;
          },
          [](AttachedCache& cache) {
@@ -271,8 +271,9 @@ const std::vector<Query>& queries() {
         {"mask query, copy of every entry", "one `memcpy` of as many bytes",
          [](AttachedCache& cache) {
              int count = cache.entries();
-             require(TvsiAllStatsForMask(SHRPC_ALL, cache.results(), &count), TVSI_SUCCESS, "mask");
-             require(count, cache.entries(), "mask");
+             require(TvsiAllStatsForMask(SHRPC_ALL, cache.results(), &count) == TVSI_SUCCESS,
+                     "the mask selects all entries");
+             require(count == cache.entries(), "the mask selects all entries");
          },
          [](AttachedCache& cache) {
              std::memcpy(cache.results(), cache.contiguous(),
@@ -283,9 +284,10 @@ const std::vector<Query>& queries() {
         {"count by expression, no match", "bare loop of `regexec`",
          [](AttachedCache& cache) {
              int count = 0;
-             require(TvsiAllVokStatsForRegexName(nobodysExpression, 0, nullptr, &count, nullptr, 0),
-                     TVSI_SUCCESS, "expression");
-             require(count, 0, "expression");
+             require(TvsiAllVokStatsForRegexName(nobodysExpression, 0, nullptr, &count, nullptr,
+                                                 0) == TVSI_SUCCESS,
+                     "no name matches");
+             require(count == 0, "no name matches");
              (void)cache;
          },
          [](AttachedCache& cache) {
@@ -525,7 +527,8 @@ void addRecordQuery(const Plan& plan, const std::string& name, int (*query)(Tvsi
         AttachedCache& cache = attachedCache(entries);
         LockPair lockPair;
         return compare(
-            plan.warm(), [&] { require(query(cache.results()), TVSI_SUCCESS, "record query"); },
+            plan.warm(),
+            [&] { require(query(cache.results()) == TVSI_SUCCESS, "there is a record"); },
             [&] {
                 lockPair();
                 copyRecord(cache.results(), cache, slot);
@@ -539,7 +542,8 @@ void addFixedCosts(const Plan& plan) {
     addFigure({"TvsiCacheIsAlive", 0, "lock pair"}, [=] {
         attachedCache(entries);
         return compare(
-            plan.warm(), [] { require(TvsiCacheIsAlive(), 1, "alive"); }, LockPair());
+            plan.warm(), [] { require(TvsiCacheIsAlive() == 1, "the cache is alive"); },
+            LockPair());
     });
     addFigure({"TvsiFetchMaxProcessesInCache", 0, "lock pair"}, [=] {
         attachedCache(entries);
@@ -547,7 +551,8 @@ void addFixedCosts(const Plan& plan) {
             plan.warm(),
             [] {
                 int count = 0;
-                require(TvsiFetchMaxProcessesInCache(&count), TVSI_SUCCESS, "max");
+                require(TvsiFetchMaxProcessesInCache(&count) == TVSI_SUCCESS,
+                        "the table has a size");
             },
             LockPair());
     });

@@ -1,19 +1,27 @@
 /* The command line tool as its users meet it: a whole process. */
+#include <fstream>
+
 #include "benchcache.h"
 #include "benchmain.h"
-#include "childprocess.h"
+#include "measuredprocess.h"
 
 namespace bench {
 namespace {
 
+/* tvsistat on the cache, with further arguments. */
+testsupport::Outcome runTool(const BenchCache& target, std::vector<std::string> arguments = {}) {
+    arguments.insert(arguments.begin(), {TVSISTAT, "--brox", target.broxName()});
+    return runProgram(arguments);
+}
+
 Comparison compareReport(int entries, int pairCount) {
     const BenchCache& target = sharedCache(entries);
-    const std::string report = (target.directory() / "report").string();
-    const std::string copy = (target.directory() / "copy").string();
+    const std::string report = target.directory() / "report";
     Pairs pairs;
     while (pairs.count() < pairCount) {
-        const double subjectNs = runProgram({TVSISTAT, "--brox", target.broxName()}, report).wallNs;
-        pairs.add(subjectNs, runProgram({"cat", report}, copy).wallNs);
+        const testsupport::Outcome subject = runTool(target);
+        std::ofstream(report) << subject.out;
+        pairs.add(subject.wallNs, runProgram({"cat", report}).wallNs);
     }
     return pairs.medians();
 }
@@ -21,11 +29,10 @@ Comparison compareReport(int entries, int pairCount) {
 /* Processor time as a share of the time that passes. */
 Comparison compareProcessorTime(int entries, int pairCount) {
     const BenchCache& target = sharedCache(entries);
-    const std::string report = (target.directory() / "report").string();
     Pairs pairs;
     while (pairs.count() < pairCount) {
-        const ProcessCost cost = runProgram({TVSISTAT, "--brox", target.broxName()}, report);
-        pairs.add(cost.cpuNs, cost.wallNs);
+        const testsupport::Outcome outcome = runTool(target);
+        pairs.add(outcome.cpuNs, outcome.wallNs);
     }
     return pairs.medians();
 }
@@ -34,15 +41,10 @@ Comparison compareProcessorTime(int entries, int pairCount) {
    the first one, whose start and page faults are paid once. */
 Comparison compareSampling(int entries, int pairCount, int reports) {
     const BenchCache& target = sharedCache(entries);
-    const std::string output = (target.directory() / "report").string();
-    const auto costOf = [&](int count) {
-        return runProgram({TVSISTAT, "--brox", target.broxName(), "0.1", std::to_string(count)},
-                          output);
-    };
     Pairs pairs;
     while (pairs.count() < pairCount) {
-        const ProcessCost one = costOf(1);
-        const ProcessCost all = costOf(reports);
+        const testsupport::Outcome one = runTool(target, {"0.1", "1"});
+        const testsupport::Outcome all = runTool(target, {"0.1", std::to_string(reports)});
         pairs.add((all.cpuNs - one.cpuNs) / (reports - 1),
                   (all.wallNs - one.wallNs) / (reports - 1));
     }

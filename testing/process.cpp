@@ -1,17 +1,27 @@
 #include "process.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "require.h"
+
 namespace testsupport {
+
+static double nanosecondsOf(const timeval& time) {
+    return 1e9 * static_cast<double>(time.tv_sec) + 1e3 * static_cast<double>(time.tv_usec);
+}
 
 /* Files in memory: unlike pipes they never fill up, and their end doesn't depend on who has them.
  */
@@ -19,16 +29,24 @@ ChildProcess::ChildProcess(const std::function<void()>& body)
     : out_(memfd_create("output", MFD_CLOEXEC)), err_(memfd_create("errors", MFD_CLOEXEC)) {
     std::fflush(nullptr);
     pid_ = fork();
-    if (pid_ > 0) {
-        return;
+    requireCall(pid_ != -1, "fork");
+    if (pid_ == 0) {
+        live(body);
     }
-    if (pid_ == -1 || dup2(out_, STDOUT_FILENO) == -1 || dup2(err_, STDERR_FILENO) == -1) {
-        std::abort();
+}
+
+void ChildProcess::live(const std::function<void()>& body) const {
+    int status = 0;
+    try {
+        requireCall(dup2(out_, STDOUT_FILENO) != -1 && dup2(err_, STDERR_FILENO) != -1, "dup2");
+        setpgid(0, 0);
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        body();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        status = 2;
     }
-    setpgid(0, 0);
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    body();
-    std::exit(0);
+    std::exit(status);
 }
 
 ChildProcess::~ChildProcess() {
@@ -47,8 +65,11 @@ void ChildProcess::send(int signal) const {
 int ChildProcess::wait(int seconds) {
     pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)), POLLIN, 0};
     int status = 0;
-    if (end_ == -99 && poll(&ended, 1, seconds * 1000) == 1 && waitpid(pid_, &status, 0) == pid_) {
+    rusage used{};
+    if (end_ == -99 && poll(&ended, 1, seconds * 1000) == 1 &&
+        wait4(pid_, &status, 0, &used) == pid_) {
         end_ = WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+        cpuNs_ = nanosecondsOf(used.ru_utime) + nanosecondsOf(used.ru_stime);
     }
     close(ended.fd);
     return end_;
@@ -63,11 +84,14 @@ std::string ChildProcess::contents(int file) {
 }
 
 Outcome inChild(const std::function<void()>& body, int seconds) {
+    const auto start = std::chrono::steady_clock::now();
     ChildProcess child(body);
     const bool timedOut = child.wait(seconds) == -99;
+    const std::chrono::duration<double, std::nano> wall = std::chrono::steady_clock::now() - start;
     kill(-child.pid(), SIGKILL);
     const int end = child.wait();
-    return {std::max(end, -1), std::max(-end, 0), timedOut, child.out(), child.err()};
+    return {std::max(end, -1), std::max(-end, 0), timedOut,     child.out(),
+            child.err(),       wall.count(),      child.cpuNs()};
 }
 
 Outcome run(const std::vector<std::string>& command, const Environment& environment, int seconds) {

@@ -1,5 +1,5 @@
-/* Processes of a test: a part of it that needs a process of its own, or a program. Their output is
-   captured and every wait is bounded. */
+/* Processes of a test or benchmark: a part of it that needs a process of its own, or a program.
+   Their output is captured, what they take is measured and every wait is bounded. */
 #ifndef TESTING_PROCESS_H
 #define TESTING_PROCESS_H
 
@@ -13,7 +13,8 @@ namespace testsupport {
 
 using Environment = std::map<std::string, std::string>;
 
-/* Runs `body` in a process that leads a process group; it is killed when the object goes. */
+/* Runs `body` in a process that leads a process group; it is killed when the object goes. One in
+   which `body` throws ends with status 2 and the text of the std::exception on standard error. */
 class ChildProcess {
 public:
     explicit ChildProcess(const std::function<void()>& body);
@@ -26,13 +27,16 @@ public:
     void send(int signal) const; /* nothing when it has been waited for */
     /* The exit status, or minus the signal that ended it; -99 when it didn't end in time. */
     int wait(int seconds = 30);
+    double cpuNs() const { return cpuNs_; } /* of processor time, once it has ended */
 
 private:
     static std::string contents(int file);
+    [[noreturn]] void live(const std::function<void()>& body) const;
 
     int out_, err_;
     pid_t pid_;
     int end_ = -99;
+    double cpuNs_ = 0;
 };
 
 struct Outcome {
@@ -40,6 +44,7 @@ struct Outcome {
     int signal = 0;  /* the signal that ended it, or 0 */
     bool timedOut = false;
     std::string out, err;
+    double wallNs = 0, cpuNs = 0; /* from the fork to the end */
 };
 
 /* Runs `body`, whose return is exit(0); at the end, or after `seconds`, its group is killed. */

@@ -15,6 +15,7 @@
 #include "process.h"
 #include "processstate.h"
 #include "queries.h"
+#include "require.h"
 #include "testcache.h"
 
 using namespace testsupport;
@@ -42,13 +43,6 @@ void disarm() {
     if (armed) {
         hits = armed->hits();
         armed.reset();
-    }
-}
-
-void require(bool holds, const std::string& what) {
-    if (!holds) {
-        fprintf(stderr, "%s\n", what.c_str());
-        exit(2);
     }
 }
 

@@ -11,18 +11,13 @@
 #include "attachcall.h"
 #include "processstate.h"
 #include "queries.h"
+#include "require.h"
 #include "server.h"
 #include "temporarydirectory.h"
 
 using namespace testsupport;
 
 namespace {
-
-void require(bool holds, const std::string& what) {
-    if (!holds) {
-        throw std::runtime_error(what);
-    }
-}
 
 /* What a query may answer at any moment. */
 const std::set<int> documented = {TVSI_SUCCESS, TVSI_ERR_NOT_FOUND, TVSI_ERR_NO_BROX,
