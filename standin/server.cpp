@@ -161,22 +161,11 @@ bool isAlive(const RegistryRecord& record) {
            *executable == record.executablePath + " (deleted)";
 }
 
-/* Removes the segment that a dead monitor recorded, if it still is that cache. */
-void removeStaleSegment(std::uint32_t key) {
-    const int id = shmget(static_cast<key_t>(key), 0, 0);
-    shmid_ds status{};
-    if (key == 0 || id == -1 || shmctl(id, IPC_STAT, &status) == -1 ||
-        executableOf(status.shm_cpid) || status.shm_segsz < sizeof(ShrPcConfigSType)) {
-        return;
-    }
-    void* address = shmat(id, nullptr, SHM_RDONLY);
-    if (address == reinterpret_cast<void*>(-1)) {
-        return;
-    }
-    const std::uint32_t level = static_cast<const ShrPcConfigSType*>(address)->compatibilityLevel;
-    shmdt(address);
-    if (level == SHRPC_COMPATIBILITY_LEVEL) {
-        shmctl(id, IPC_RMID, nullptr);
+/* Removes the segment that a dead monitor recorded, if it has created it. */
+void removeStaleSegment(const RegistryRecord& record) {
+    const std::optional<FoundSegment> found = findSegment(static_cast<key_t>(record.key));
+    if (found && found->creator == record.processId) {
+        shmctl(found->id, IPC_RMID, nullptr);
     }
 }
 
@@ -193,7 +182,7 @@ bool clearStale(const RegistryDirectory& registry, const std::string& name) {
                                  registry.recordFile(name).string() + ")");
     }
     if (record->kind == NI_SHRPCMON && record->key != noKey) {
-        removeStaleSegment(record->key);
+        removeStaleSegment(*record);
     }
     return true;
 }
@@ -294,10 +283,12 @@ void Server::startMonitor(const ServerOptions& options, std::uint64_t hostId) {
         if (!registry.readHostId()) {
             registry.writeHostId(hostId);
         }
-        const CacheSegment segment(geometry_, options.segmentMode);
+        /* Recorded first: so the next server finds it, whenever this one is killed. */
+        const CacheSegment segment(geometry_, options.segmentMode, [&](key_t key) {
+            registry.writeRecord(cacheName_, monitorRecord(getpid(), key));
+        });
         segment.occupy(0, {getpid(), 0, "shrpcmonitor", SHRPC_MONITOR});
         segment.setInitDone();
-        registry.writeRecord(cacheName_, monitorRecord(getpid(), segment.key()));
         std::time_t lastLook = 0;
         ownSlot(self, segment, 0, periodOf(options), std::to_string(segment.id()),
                 [&](std::time_t now) {

@@ -23,11 +23,15 @@ struct CreatedSegment {
 };
 
 /* Tries random keys until one is free: a fixed one could be anybody's. */
-CreatedSegment createOnFreeKey(std::size_t size, mode_t mode) {
+CreatedSegment createOnFreeKey(std::size_t size, mode_t mode,
+                               const BeforeCreation& beforeCreation) {
     std::random_device random;
     std::uniform_int_distribution<key_t> keys(1, std::numeric_limits<key_t>::max());
     for (;;) {
         const key_t key = keys(random);
+        if (beforeCreation) {
+            beforeCreation(key);
+        }
         const int id =
             shmget(key, size, IPC_CREAT | IPC_EXCL | static_cast<int>(mode & mode_t{0777}));
         if (id != -1) {
@@ -41,8 +45,9 @@ CreatedSegment createOnFreeKey(std::size_t size, mode_t mode) {
 
 } // namespace
 
-SharedSegment SharedSegment::create(std::size_t size, mode_t mode) {
-    const CreatedSegment created = createOnFreeKey(size, mode);
+SharedSegment SharedSegment::create(std::size_t size, mode_t mode,
+                                    const BeforeCreation& beforeCreation) {
+    const CreatedSegment created = createOnFreeKey(size, mode, beforeCreation);
     return SharedSegment(created.key, created.id, getpid());
 }
 
@@ -50,8 +55,9 @@ SharedSegment SharedSegment::attach(int id) {
     return SharedSegment(IPC_PRIVATE, id, 0);
 }
 
-SharedSegment SharedSegment::ofBytes(std::span<const std::byte> bytes, mode_t mode) {
-    SharedSegment segment = create(bytes.size(), mode);
+SharedSegment SharedSegment::ofBytes(std::span<const std::byte> bytes, mode_t mode,
+                                     const BeforeCreation& beforeCreation) {
+    SharedSegment segment = create(bytes.size(), mode, beforeCreation);
     std::memcpy(segment.address(), bytes.data(), bytes.size());
     return segment;
 }
@@ -89,8 +95,18 @@ void SharedSegment::remove() {
     creator_ = 0;
 }
 
-CacheSegment::CacheSegment(const SegmentGeometry& geometry, mode_t mode)
-    : SharedSegment(SharedSegment::create(geometry.segmentSize, mode)),
+CacheSegment::CacheSegment(const SegmentGeometry& geometry, mode_t mode,
+                           const BeforeCreation& beforeCreation)
+    : SharedSegment(SharedSegment::create(geometry.segmentSize, mode, beforeCreation)),
       CacheView(layOut(address(), size(), geometry)) {}
+
+std::optional<FoundSegment> findSegment(key_t key) {
+    const int id = key == IPC_PRIVATE ? -1 : shmget(key, 0, 0);
+    shmid_ds status{};
+    if (id == -1 || shmctl(id, IPC_STAT, &status) == -1) {
+        return std::nullopt;
+    }
+    return FoundSegment{id, status.shm_cpid};
+}
 
 } // namespace standin

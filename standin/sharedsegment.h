@@ -8,6 +8,8 @@
 #define STANDIN_SHAREDSEGMENT_H
 
 #include <cstddef>
+#include <functional>
+#include <optional>
 #include <span>
 #include <sys/ipc.h>
 #include <sys/types.h>
@@ -16,13 +18,19 @@
 
 namespace standin {
 
+/* Called with each key before a segment is created on it, to note who is going to. What a process
+   notes can be removed when it has been killed at whatever moment; see findSegment(). */
+using BeforeCreation = std::function<void(key_t)>;
+
 class SharedSegment {
 public:
     /* All of these throw std::system_error. `mode` holds the permission bits. */
-    static SharedSegment create(std::size_t size, mode_t mode = 0600);
+    static SharedSegment create(std::size_t size, mode_t mode = 0600,
+                                const BeforeCreation& beforeCreation = {});
     static SharedSegment attach(int id);
     /* A segment of exactly these bytes: any malformed cache, also one shorter than a header. */
-    static SharedSegment ofBytes(std::span<const std::byte> bytes, mode_t mode = 0600);
+    static SharedSegment ofBytes(std::span<const std::byte> bytes, mode_t mode = 0600,
+                                 const BeforeCreation& beforeCreation = {});
 
     SharedSegment(SharedSegment&& other) noexcept;
     SharedSegment& operator=(SharedSegment&&) = delete;
@@ -49,8 +57,17 @@ private:
 /* A cache in a segment of its own, laid out completely; initDone waits for setInitDone(). */
 class CacheSegment : public SharedSegment, public CacheView {
 public:
-    explicit CacheSegment(const SegmentGeometry& geometry, mode_t mode = 0600);
+    explicit CacheSegment(const SegmentGeometry& geometry, mode_t mode = 0600,
+                          const BeforeCreation& beforeCreation = {});
 };
+
+struct FoundSegment {
+    int id;
+    pid_t creator; /* the process that created it, dead or alive */
+};
+
+/* The segment with that key, if there is one and this user may read it. */
+std::optional<FoundSegment> findSegment(key_t key);
 
 } // namespace standin
 

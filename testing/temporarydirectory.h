@@ -1,8 +1,8 @@
-/* A new directory for one test, gone with everything in it when the object goes. */
+/* A new directory for one test, gone with everything in it when the object goes; when its process
+   is killed, as soon as the next one makes such a directory. */
 #ifndef TESTING_TEMPORARYDIRECTORY_H
 #define TESTING_TEMPORARYDIRECTORY_H
 
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <unistd.h>
@@ -11,28 +11,24 @@ namespace testsupport {
 
 class TemporaryDirectory {
 public:
-    TemporaryDirectory() {
-        std::string name = std::filesystem::temp_directory_path() / "tvsi-test.XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("can't make the directory " + name);
-        }
-        path_ = name;
-    }
+    TemporaryDirectory(); /* throws std::system_error */
     TemporaryDirectory& operator=(TemporaryDirectory&&) = delete;
-    ~TemporaryDirectory() {
-        std::error_code ignored;
-        if (owner_ == getpid()) { // a forked copy leaves it alone
-            std::filesystem::remove_all(path_, ignored);
-        }
-    }
+    ~TemporaryDirectory();
 
     const std::filesystem::path& path() const { return path_; }
     std::filesystem::path file(const std::string& name) const { return path_ / name; }
 
 private:
+    pid_t owner_ = getpid(); /* a forked copy leaves it alone */
     std::filesystem::path path_;
-    pid_t owner_ = getpid();
 };
+
+/*
+ * Removes the directories "tvsi-test.PID.*" of processes that don't live, and the segments that
+ * these, or servers that they had started, created on a key in a registry file there. Leaves a
+ * directory in which such a server still lives. The first TemporaryDirectory of a process does it.
+ */
+void removeLeftovers();
 
 } // namespace testsupport
 

@@ -40,10 +40,10 @@ public:
     }
 
 private:
+    std::string name_ = "prod~1f2e", broxName_ = "prod";
     TemporaryDirectory directory_;
     standin::RegistryDirectory registry_;
     standin::CacheSegment segment_;
-    std::string name_ = "prod~1f2e", broxName_ = "prod";
 };
 
 } // namespace testsupport

@@ -4,7 +4,7 @@
 set -euo pipefail
 source_dir=$1
 build_dir=$2
-directory=$(mktemp -d)
+directory=$(mktemp -d --tmpdir "tvsi-test.$$.XXXXXX")
 trap 'rm -rf "$directory"' EXIT
 
 cmake --install "$build_dir" --prefix "$directory/installed" >"$directory/log"

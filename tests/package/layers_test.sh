@@ -5,7 +5,7 @@ set -euo pipefail
 source_dir=$1
 "$source_dir/scripts/check_layers" "$source_dir"
 
-copy=$(mktemp -d)
+copy=$(mktemp -d --tmpdir "tvsi-test.$$.XXXXXX")
 trap 'rm -rf "$copy"' EXIT
 (cd "$source_dir" && cp -r docs include src catalogue standin tvsistat "$copy")
 plant() { sed -i "1i#include \"$2\"" "$copy/$1"; }

@@ -5,7 +5,7 @@ set -euo pipefail
 source_dir=$1
 generator=$2
 version=$3
-directory=$(mktemp -d)
+directory=$(mktemp -d --tmpdir "tvsi-test.$$.XXXXXX")
 trap 'rm -rf "$directory"' EXIT
 cd "$directory"
 unset CFLAGS CXXFLAGS CMAKE_BUILD_TYPE

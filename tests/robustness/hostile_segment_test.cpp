@@ -70,8 +70,9 @@ struct HostileSegmentTest : testing::Test {
 
 TEST_F(HostileSegmentTest, SegmentOfAnySizeIsRefusedWithTheSizeThatIsMissing) {
     for (const std::size_t size : {1U, 100U, 1287U, 1288U, 4096U}) {
-        auto segment = standin::SharedSegment::ofBytes(std::vector<std::byte>(size));
-        cache.recordCache("small~1", segment.key());
+        const auto segment =
+            standin::SharedSegment::ofBytes(std::vector<std::byte>(size), 0600,
+                                            [&](key_t key) { cache.recordCache("small~1", key); });
         const bool hasHeader = size >= sizeof(ShrPcConfigSType);
         if (hasHeader) {
             auto* header = static_cast<ShrPcConfigSType*>(segment.address());

@@ -5,7 +5,7 @@
 set -euo pipefail
 compiler=$1
 repository=$2
-work=$(mktemp -d)
+work=$(mktemp -d --tmpdir "tvsi-test.$$.XXXXXX")
 faults=()
 trap 'rm -rf "$work"' EXIT
 

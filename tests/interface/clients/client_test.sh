@@ -4,9 +4,9 @@
 set -uo pipefail
 server=$1
 shift
-directory=$(mktemp -d)
+directory=$(mktemp -d --tmpdir "tvsi-test.$$.XXXXXX")
 mkfifo "$directory/output"
-"$server" --brox prod --dir "$directory" --rate 50 >"$directory/output" &
+setpriv --pdeathsig KILL "$server" --brox prod --dir "$directory" --rate 50 >"$directory/output" &
 serverPid=$!
 trap 'kill "$serverPid" 2>/dev/null; wait "$serverPid"; rm -rf "$directory"' EXIT
 trap 'exit 1' TERM INT
@@ -17,4 +17,4 @@ if [[ ! $line =~ ^ready\ cache=([^ ]+)\ monitor=([0-9]+)\ brox=([0-9]+)\ entries
     exit 1
 fi
 export TALVEX_GLOBAL_DIR=$directory
-"$@" prod "${BASH_REMATCH[@]:1}"
+setpriv --pdeathsig KILL "$@" prod "${BASH_REMATCH[@]:1}"
