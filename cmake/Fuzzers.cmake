@@ -15,7 +15,7 @@ function(tvsi_add_fuzzer name)
         set(arg_RUNS 20000)
     endif()
     add_executable(${name} ${arg_SOURCES})
-    target_link_libraries(${name} PRIVATE tvsi_internal ${arg_LIBRARIES})
+    target_link_libraries(${name} PRIVATE tvsi_internal tvsi_testing ${arg_LIBRARIES})
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
     add_dependencies(fuzzers ${name})
 

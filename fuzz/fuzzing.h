@@ -8,24 +8,22 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <unistd.h>
+
+#include "require.h"
+#include "temporarydirectory.h"
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace fuzzing {
 
-/* Ends the fuzzer with a finding when what must hold does not. */
-inline void require(bool holds, const char* what) {
-    if (!holds) {
-        dprintf(STDERR_FILENO, "does not hold: %s\n", what);
-        std::abort();
-    }
-}
+/* What does not hold ends the fuzzer with a finding. */
+using testsupport::require;
 
 /* Takes values off the front of an input; zeros when it has come to its end. */
 class Input {
@@ -75,41 +73,32 @@ private:
     std::unique_ptr<char[]> bytes_;
 };
 
-/* The library's own output goes nowhere; that of the fuzzer is left alone. */
+/* The library's own output goes nowhere; that of the fuzzer is left alone, and what does not hold
+   is part of it. */
 inline void silenceLibrary() {
     stdout = std::fopen("/dev/null", "w");
     stderr = stdout;
-}
-
-/* Forks a process that removes the directory when this one has ended, in whatever way: libFuzzer
-   leaves without a word. */
-inline void removeAtEnd(const std::filesystem::path& path) {
-    int lifeline[2];
-    require(pipe(lifeline) == 0, "a pipe can be made");
-    const pid_t remover = fork();
-    require(remover != -1, "a process can be made");
-    if (remover == 0) {
-        close(lifeline[1]);
-        char nothing = 0;
-        while (read(lifeline[0], &nothing, 1) == -1) {
+    std::set_terminate([] {
+        try {
+            std::rethrow_exception(std::current_exception());
+        } catch (const std::exception& error) {
+            dprintf(STDERR_FILENO, "does not hold: %s\n", error.what());
         }
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-        _exit(0);
-    }
-    close(lifeline[0]);
+        std::abort();
+    });
 }
 
-/* A global directory that goes when the fuzzer ends. */
+/* The host-wide directory of this fuzzer; in memory where that can be, as a file that is replaced
+   waits for its disk. */
 inline const std::filesystem::path& globalDirectory() {
-    static const std::filesystem::path path = [] {
-        std::string name = (std::filesystem::temp_directory_path() / "tvsi-fuzz.XXXXXX").string();
-        require(mkdtemp(name.data()) != nullptr, "a temporary directory can be made");
-        setenv("TALVEX_GLOBAL_DIR", name.c_str(), 1);
-        removeAtEnd(name);
-        return std::filesystem::path(name);
+    static const testsupport::TemporaryDirectory directory = [] {
+        if (access("/dev/shm", W_OK) == 0) {
+            setenv("TMPDIR", "/dev/shm", 1);
+        }
+        return testsupport::TemporaryDirectory();
     }();
-    return path;
+    setenv("TALVEX_GLOBAL_DIR", directory.path().c_str(), 1);
+    return directory.path();
 }
 
 } // namespace fuzzing

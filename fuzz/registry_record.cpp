@@ -20,8 +20,8 @@ extern "C" int poll(pollfd*, nfds_t, int) {
 namespace {
 
 standin::RegistryDirectory& registry() {
-    static auto* directory = new standin::RegistryDirectory(globalDirectory());
-    return *directory;
+    static standin::RegistryDirectory directory(globalDirectory());
+    return directory;
 }
 
 void write(const std::filesystem::path& file, const std::string& bytes) {

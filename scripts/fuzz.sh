@@ -31,8 +31,6 @@ fuzzers=("$@")
 need build fuzz
 build "$preset"
 mkdir -p build/fuzzing/findings
-# On a disk, each replaced file waits for it.
-[ ! -w /dev/shm ] || export TMPDIR=/dev/shm
 say "$preset, $seconds seconds each"
 printf '%-22s %12s %10s %10s %12s\n' fuzzer executions 'clock s' 'cpu s' '1/cpu s'
 failed=()
