@@ -18,6 +18,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -96,6 +97,15 @@ struct Record {
 /* Bytes that a Sample keeps. Unlike a vector's, they are not written before they are used. */
 class Bytes {
 public:
+    Bytes() = default;
+    Bytes(Bytes&& other) noexcept
+        : storage(std::move(other.storage)), reserved(std::exchange(other.reserved, 0)) {}
+    Bytes& operator=(Bytes&& other) noexcept {
+        storage = std::move(other.storage);
+        reserved = std::exchange(other.reserved, 0);
+        return *this;
+    }
+
     std::byte* data() { return storage.get(); }
     const std::byte* data() const { return storage.get(); }
     size_t capacity() const { return reserved; }
