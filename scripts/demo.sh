@@ -9,7 +9,7 @@ live_seconds=10
 severed_status=7 # of tvsistat, when the cache goes away; listed in its --help
 
 need build
-build release tvxstandin tvsistat
+build release tvxstandin tvsistat tvsi-reader
 bin=$PWD/build/release/bin
 
 server=

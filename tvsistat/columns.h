@@ -1,52 +1,98 @@
-/* Which columns the reports show for the processes of each kind. */
+/* Which columns, or values, are shown for the processes of each kind. */
 #ifndef COLUMNS_H
 #define COLUMNS_H
 
-#include "exitstatus.h"
-#include "statscatalogue.h"
+#include "figure.h"
+#include "rowmaker.h"
 
 #include <array>
+#include <optional>
 #include <span>
 #include <string>
-#include <variant>
+#include <string_view>
 #include <vector>
 
 namespace tvsistat {
 
-using samples::ExitStatus;
-using samples::Failure;
+/* What a row says of itself, besides its figures. */
+enum class Identity : uint8_t {
+    Time,
+    Cache,
+    Brox,
+    Kind,
+    Index,
+    Pid,
+    Session,
+    Name,
+    State,
+    Started
+};
+inline constexpr size_t numIdentities = 10;
 
-/* A statistic of one kind: a plain field or one element of an array. */
+/* "time" ... "started". */
+std::string_view nameOf(Identity identity);
+std::optional<Identity> identityNamed(std::string_view name);
+
 struct Column {
-    std::string title; /* "commitCount", "sessionStats[3]" */
-    statscatalogue::FieldPlace place;
-    size_t element;
-
-    bool isCounter() const { return place.field->meaning == statscatalogue::Meaning::Counter; }
+    std::optional<Identity> identity; /* else a figure: */
+    std::optional<samples::Figure> figure;
+    std::optional<samples::Printing> printing; /* nothing: as counters print at the moment */
+    bool isChosen = false; /* by its own name: shown also where there is nothing to see */
 };
 
-/* The processes of a report are grouped by kind, in the order of the kinds' indices. A record
- * whose kind is no known bit (it was copied while its slot changed hands) goes last. */
-inline constexpr size_t unknownKindGroup = SHRPC_numStatTypes;
-inline constexpr size_t numGroups = SHRPC_numStatTypes + 1;
+/* The fields that a user asked for. */
+struct FieldChoice {
+    struct Exact {
+        std::string name; /* of a field, an element, a label, a derived figure or an identity */
+        std::optional<samples::Printing> printing;
+    };
+    struct Filter {
+        bool includes; /* else it excludes */
+        samples::FigurePattern pattern;
+    };
+    std::vector<Exact> exact;
+    std::vector<Filter> filters; /* the last one that matches holds */
+    uint32_t groups = 0;         /* bits by statscatalogue::Group; 0: all */
 
-/* The group of a record's statType. */
-size_t groupOf(uint32_t statType);
-
-struct ColumnPlan {
-    std::array<std::vector<Column>, numGroups> columns; /* by group */
-    /* Set when the user chose the columns: kinds that have none of them are left out. */
-    bool hidesKindsWithoutColumns = false;
+    bool isEmpty() const { return exact.empty() && filters.empty() && groups == 0; }
+    /* Whether filters and groups let a figure pass that is, or isn't, shown by default. */
+    bool lets(const samples::Figure& figure, bool isDefault) const;
 };
 
-/* The columns that matter most for each kind. */
-ColumnPlan defaultColumns();
+/* Where figures come from when the user names none. */
+enum class Default : uint8_t { KeyFigures, EveryFigure };
 
-/* The columns that a user chose, for the kinds in the mask. A field is a catalogue name; for an
- * array, the name alone stands for all elements and name[i] for one. A name that none of the
- * kinds has is a usage failure, with the closest name. */
-std::variant<ColumnPlan, Failure> chosenColumns(std::span<const std::string> fields,
-                                                uint32_t kindMask);
+/* The columns by kind, made when they are first asked for. */
+class ColumnPlan {
+public:
+    /* The references must outlive the plan. */
+    ColumnPlan(const FieldChoice& fieldChoice, const samples::Annotations& known, Default defaults)
+        : choice(fieldChoice), annotations(known), byDefault(defaults) {}
+
+    /* The columns of a kind's processes; of records without a known kind for null. With an exact
+     * choice these are all columns there are, else figures only. */
+    std::span<const Column> of(const statscatalogue::Kind* kind);
+
+    /* A kind that has none of the fields that the user asked for is left out. */
+    bool shows(const statscatalogue::Kind* kind);
+
+    bool isExact() const { return !choice.exact.empty(); }
+
+private:
+    struct PerKind {
+        bool isMade = false;
+        std::vector<Column> columns;
+    };
+
+    void addExact(std::vector<Column>& columns, const statscatalogue::Kind* kind) const;
+    void addDefaults(std::vector<Column>& columns, const statscatalogue::Kind& kind) const;
+    void addLetThrough(std::vector<Column>& columns, const statscatalogue::Kind& kind) const;
+
+    const FieldChoice& choice;
+    const samples::Annotations& annotations;
+    const Default byDefault;
+    std::array<PerKind, samples::numKindPlaces> perKind;
+};
 
 } // namespace tvsistat
 

@@ -1,15 +1,25 @@
-/* Standard output of the reports. */
+/* Standard output of the views. */
 #ifndef OUTPUT_H
 #define OUTPUT_H
+
+#include "exitstatus.h"
 
 #include <string_view>
 
 namespace tvsistat {
 
-/* Writes the whole text to standard output, in one call where the system takes it. Returns 0,
- * or the errno of the failure: EPIPE when the reader has left (SIGPIPE must be ignored), EINTR
- * when a stop was requested before the reader had taken the whole text. */
+/* Writes the whole text to standard output. Returns 0, or the errno of the failure: EPIPE when
+ * whoever reads it has left (SIGPIPE must be ignored), EINTR when a stop was requested before the
+ * whole text had been taken. */
 int writeOut(std::string_view text);
+
+/* Why the program ends when standard output can't be written. */
+samples::Failure outputFailure(int error);
+
+/* Says a sentence on standard error, after the program's name. */
+void complain(std::string_view sentence);
+
+bool outputIsTerminal();
 
 /* True when escape sequences are welcome: standard output is a terminal that understands them and
  * NO_COLOR is unset or empty. */

@@ -1,255 +1,417 @@
 #include "report.h"
 
+#include "numbertext.h"
+#include "printable.h"
+
 #include <algorithm>
-#include <cstring>
-#include <ctime>
 #include <fmt/format.h>
-#include <iterator>
 
 namespace tvsistat {
 namespace {
 
+using samples::Number;
+using samples::Printing;
+using samples::ProcessState;
+using samples::Row;
+using statscatalogue::Kind;
 using statscatalogue::Meaning;
-using statscatalogue::Value;
-
-constexpr std::array<std::string_view, 4> identityTitles{"kind", "pid", "session", "name"};
-constexpr size_t kindColumn = 0;
-constexpr size_t nameColumn = 3;
-constexpr size_t numIdentities = identityTitles.size();
 
 constexpr std::string_view boldOn = "\033[1m";
-constexpr std::string_view boldOff = "\033[0m";
+constexpr std::string_view redOn = "\033[1;31m";
+constexpr std::string_view colorOff = "\033[0m";
 constexpr std::string_view noValue = "-";
+constexpr size_t gap = 2;
+constexpr size_t maxShortName = 24; /* of a process, in a short report */
 
-bool isPrintable(char c) {
-    return c >= ' ' && c <= '~';
+bool isText(const Column& column) {
+    return column.identity == Identity::Kind || column.identity == Identity::Name ||
+           column.identity == Identity::State || column.identity == Identity::Cache ||
+           column.identity == Identity::Brox;
 }
 
-/* The local time of seconds since the Unix epoch, or the number itself when no calendar has it. */
-void appendLocalTime(std::string& text, time_t seconds) {
-    struct tm local;
-    char date[64];
-    if (localtime_r(&seconds, &local) == nullptr ||
-        std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", &local) == 0) {
-        fmt::format_to(std::back_inserter(text), "{}", seconds);
-        return;
-    }
-    text += date;
-}
-
-void appendNumber(std::string& text, Meaning meaning, Value value) {
-    if (meaning == Meaning::EventTime) {
-        if (value.bits == 0) {
-            text += noValue;
-            return;
-        }
-        appendLocalTime(text, static_cast<time_t>(value.asSigned()));
-    } else if (value.isSigned) {
-        fmt::format_to(std::back_inserter(text), "{}", value.asSigned());
-    } else {
-        fmt::format_to(std::back_inserter(text), "{}", value.asUnsigned());
-    }
-}
-
-/* The process name as a server may have left it: 32 bytes, not necessarily terminated. */
-std::string_view nameOf(const TvsiResultSType& record) {
-    return {record.olvName, strnlen(record.olvName, sizeof record.olvName)};
+Column identityColumn(Identity identity) {
+    return {identity, std::nullopt, std::nullopt, false};
 }
 
 } // namespace
 
-void appendPrintable(std::string& text, std::string_view bytes) {
-    for (const char c : bytes) {
-        if (c == '\\') {
-            text += "\\\\";
-        } else if (isPrintable(c)) {
-            text += c;
-        } else {
-            fmt::format_to(std::back_inserter(text), "\\x{:02x}", static_cast<unsigned char>(c));
-        }
-    }
-}
+Report::Report(const Request& asked, const Surroundings& found)
+    : PlanView(asked, found, Default::KeyFigures),
+      isShort(found.isTerminal || asked.layout.width.has_value()),
+      showsTime(asked.layout.hasTimestamp) {}
 
-Report::Report(std::string cacheTitle, ColumnPlan columnPlan, ReportStyle reportStyle)
-    : title(std::move(cacheTitle)), plan(std::move(columnPlan)), style(reportStyle) {
-    for (size_t group = 0; group < numGroups; group++) {
-        widths[group].assign(plan.columns[group].size(), 0);
+void Report::appendSample(std::string& text, const Shown& shown) {
+    if (isShort && !request.layout.isWide) {
+        width = request.layout.width ? *request.layout.width : terminalWidth();
     }
-    std::ranges::transform(identityTitles, identityWidths.begin(), &std::string_view::size);
-    for (const auto& kind : statscatalogue::kinds()) {
-        identityWidths[kindColumn] = std::max(identityWidths[kindColumn], kind.shortName.size());
+    const bool hasHeader = request.layout.hasHeader && numReports % request.layout.headerEvery == 0;
+    numReports++;
+    leftOut.clear();
+    groupRows(shown);
+    if (hasHeader) {
+        appendHeader(text, shown);
     }
-}
-
-std::string_view Report::format(const Sample& now, const Sample* before) {
-    rateSeconds.reset();
-    if (before != nullptr && !style.showsTotals) {
-        rateSeconds = std::chrono::duration<double>(now.taken - before->taken).count();
-    }
-    chooseRows(now, before);
-    addSections();
-    widenColumns();
-    text.clear();
-    appendHeader(now);
     for (const Section& section : sections) {
-        appendSection(section);
-    }
-    text += '\n';
-    return text;
-}
-
-/* The processes to show, grouped by kind and in slot order within it. */
-void Report::chooseRows(const Sample& now, const Sample* before) {
-    const auto records = now.records();
-    std::span<const TvsiResultSType* const> matches;
-    if (rateSeconds) {
-        matches = matcher.match(records, before->records());
-    }
-    rows.clear();
-    for (size_t i = 0; i < records.size(); i++) {
-        const size_t group = groupOf(records[i].statType);
-        if (!plan.hidesKindsWithoutColumns || !plan.columns[group].empty()) {
-            rows.push_back({&records[i], matches.empty() ? nullptr : matches[i], group});
+        cellTexts.clear();
+        cells.clear();
+        SectionPlan& own = planOf(section.place, rows[section.firstRow].kind());
+        if (hasHeader) {
+            text += '\n';
+            addHeadings(own, shown);
         }
+        appendSection(text, section, shown);
     }
-    std::ranges::stable_sort(rows, {}, &Row::group);
-}
-
-void Report::appendHeader(const Sample& now) {
-    text += style.isBold ? boldOn : "";
-    text += title;
-    text += "  ";
-    const auto sinceEpoch = now.wallTime.time_since_epoch();
-    const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(sinceEpoch).count();
-    appendLocalTime(text, static_cast<time_t>(milliseconds / 1000));
-    fmt::format_to(std::back_inserter(text), ".{:03}  {} of {} processes in use",
-                   milliseconds % 1000, now.slotsInUse, now.slots);
-    if (style.isSelection) {
-        fmt::format_to(std::back_inserter(text), ", {} shown", rows.size());
+    if (hasHeader) {
+        appendClosing(text);
     }
-    if (rateSeconds) {
-        fmt::format_to(std::back_inserter(text), ", rates over {:.3f} s", *rateSeconds);
-    }
-    text += style.isBold ? boldOff : "";
-    text += '\n';
-}
-
-/* Writes the cells of all lines. */
-void Report::addSections() {
-    cellTexts.clear();
-    cells.clear();
-    sections.clear();
-    for (const Row& row : rows) {
-        const auto& columns = plan.columns[row.group];
-        if (sections.empty() || sections.back().group != row.group) {
-            sections.push_back({row.group, cells.size(), 1});
-            addTitles(columns);
-        }
-        addRow(row, columns);
-        sections.back().numLines++;
-    }
-}
-
-void Report::addTitles(const std::vector<Column>& columns) {
-    for (const std::string_view identity : identityTitles) {
-        cellTexts += identity;
-        closeCell();
-    }
-    for (const Column& column : columns) {
-        cellTexts += column.title;
-        cellTexts += rateSeconds && column.isCounter() ? "/s" : "";
-        closeCell();
-    }
-}
-
-void Report::addRow(const Row& row, const std::vector<Column>& columns) {
-    const TvsiResultSType& record = *row.record;
-    if (row.group == unknownKindGroup) {
-        fmt::format_to(std::back_inserter(cellTexts), "{:#x}", record.statType);
-    } else {
-        cellTexts += statscatalogue::kinds()[row.group].shortName;
-    }
-    closeCell();
-    fmt::format_to(std::back_inserter(cellTexts), "{}", record.stats.processId);
-    closeCell();
-    fmt::format_to(std::back_inserter(cellTexts), "{}", record.stats.sessionId);
-    closeCell();
-    appendPrintable(cellTexts, nameOf(record));
-    closeCell();
-    for (const Column& column : columns) {
-        addValue(row, column);
-        closeCell();
-    }
-}
-
-void Report::addValue(const Row& row, const Column& column) {
-    const auto& field = *column.place.field;
-    const Value now = read(*row.record, column.place, column.element);
-    if (!rateSeconds || !column.isCounter()) {
-        appendNumber(cellTexts, field.meaning, now);
-        return;
-    }
-    std::optional<double> rate;
-    if (row.before != nullptr) {
-        rate = ratePerSecond(field.type, now, read(*row.before, column.place, column.element),
-                             *rateSeconds);
-    }
-    if (rate) {
-        fmt::format_to(std::back_inserter(cellTexts), "{:.1f}", *rate);
-    } else {
-        cellTexts += noValue;
-    }
-}
-
-/* Ends the cell whose text was appended to `cellTexts` since the last one ended. */
-void Report::closeCell() {
-    cells.push_back({cells.empty() ? 0 : cells.back().end, cellTexts.size()});
-}
-
-size_t Report::numColumnsOf(size_t group) const {
-    return numIdentities + plan.columns[group].size();
-}
-
-size_t& Report::widthOf(size_t group, size_t column) {
-    return column < numIdentities ? identityWidths[column] : widths[group][column - numIdentities];
-}
-
-void Report::widenColumns() {
-    for (const Section& section : sections) {
-        const size_t numColumns = numColumnsOf(section.group);
-        for (size_t i = 0; i < section.numLines * numColumns; i++) {
-            const Cell& cell = cells[section.firstCell + i];
-            size_t& width = widthOf(section.group, i % numColumns);
-            width = std::max(width, cell.end - cell.begin);
-        }
-    }
-}
-
-void Report::appendSection(const Section& section) {
-    text += '\n';
-    const size_t numColumns = numColumnsOf(section.group);
-    for (size_t line = 0; line < section.numLines; line++) {
-        const bool isBold = style.isBold && line == 0;
-        text += isBold ? boldOn : "";
-        appendLine(section.group, std::span<const Cell>(cells).subspan(
-                                      section.firstCell + line * numColumns, numColumns));
-        text += isBold ? boldOff : "";
+    if (request.layout.hasHeader && request.layout.headerEvery == 1) {
         text += '\n';
     }
 }
 
-/* Kind and name are set left, everything else right; no blanks at the end. */
-void Report::appendLine(size_t group, std::span<const Cell> line) {
-    for (size_t column = 0; column < line.size(); column++) {
-        const auto [begin, end] = line[column];
-        const size_t padding = widthOf(group, column) - (end - begin);
-        const bool isLeft = column == kindColumn || column == nameColumn;
-        const bool isLast = column + 1 == line.size();
-        text.append(column == 0 ? 0 : 2, ' ');
-        text.append(isLeft ? 0 : padding, ' ');
-        text.append(cellTexts, begin, end - begin);
-        text.append(isLeft && !isLast ? padding : 0, ' ');
+void Report::appendEvent(std::string& text, const Event& event) {
+    scratch.clear();
+    times.append(scratch, event.times.realNs, 3);
+    scratch += "  ";
+    scratch += event.sentence;
+    appendFitting(text, scratch);
+}
+
+/* Sorts the rows by kind, and finds out whether the states need a column. */
+void Report::groupRows(const Shown& shown) {
+    rows.clear();
+    for (const Row& row : shown.rows) {
+        rows.push_back(row);
+        showsState = showsState || !isShort || row.record().state != ProcessState::Alive;
     }
+    std::ranges::stable_sort(rows, {}, [](const Row& row) { return samples::placeOf(row.kind()); });
+    sections.clear();
+    for (size_t i = 0; i < rows.size(); i++) {
+        const size_t place = samples::placeOf(rows[i].kind());
+        if (sections.empty() || sections.back().place != place) {
+            sections.push_back({place, i, 0});
+        }
+        sections.back().numRows++;
+    }
+}
+
+Report::SectionPlan& Report::planOf(size_t place, const Kind* kind) {
+    SectionPlan& own = plans[place];
+    if (own.isMade) {
+        return own;
+    }
+    own.isMade = true;
+    if (showsTime) {
+        own.columns.push_back(identityColumn(Identity::Time));
+    }
+    if (!plan.isExact()) {
+        own.columns.push_back(identityColumn(Identity::Kind));
+        if (request.rows.isSum) {
+            own.columns.push_back(identityColumn(Identity::Index));
+        } else {
+            for (const auto identity :
+                 {Identity::Pid, Identity::Session, Identity::Name, Identity::State}) {
+                own.columns.push_back(identityColumn(identity));
+            }
+        }
+    }
+    for (const Column& column : plan.of(kind)) {
+        own.columns.push_back(column);
+    }
+    own.widths.assign(own.columns.size(), 0);
+    for (const Column& column : own.columns) {
+        own.isHidden.push_back(!column.isChosen &&
+                               (column.identity == Identity::State ||
+                                (column.figure && column.figure->isHiddenWhileZero())));
+    }
+    return own;
+}
+
+void Report::closeCell() {
+    cells.push_back({cells.empty() ? 0 : cells.back().end, cellTexts.size()});
+}
+
+/* A line of titles and one of units; the latter without text when no column has a unit. */
+void Report::addHeadings(SectionPlan& own, const Shown& shown) {
+    for (const Column& column : own.columns) {
+        if (column.identity) {
+            /* What the index is to a sum: how many processes it is of. */
+            const bool isSize = request.rows.isSum && column.identity == Identity::Index;
+            cellTexts += isSize ? "processes" : nameOf(*column.identity);
+        } else if (isShort) {
+            column.figure->appendTitle(cellTexts);
+        } else {
+            column.figure->appendLabel(cellTexts);
+        }
+        closeCell();
+    }
+    own.hasUnits = false;
+    for (const Column& column : own.columns) {
+        if (column.figure) {
+            const Printing printing = column.printing.value_or(shown.printing);
+            appendUnit(cellTexts, *column.figure,
+                       printing == Printing::Rate && column.figure->isCounter(), isShort);
+        }
+        closeCell();
+        own.hasUnits = own.hasUnits || cells.back().length() > 0;
+    }
+}
+
+void Report::addIdentity(Identity identity, const Row& row, const Shown& shown) {
+    const samples::Record& record = row.record();
+    const bool isOne = row.processes.size() == 1;
+    switch (identity) {
+    case Identity::Time:
+        times.append(cellTexts, shown.sample.times.realNs, 3);
+        return;
+    case Identity::Cache:
+        samples::appendPrintable(cellTexts, shown.header.location);
+        return;
+    case Identity::Brox:
+        samples::appendPrintable(cellTexts, shown.header.brox);
+        return;
+    case Identity::Kind:
+        appendKind(cellTexts, row);
+        return;
+    case Identity::Index:
+        appendInteger(cellTexts, request.rows.isSum ? uint64_t{row.processes.size()} : row.index);
+        return;
+    default:
+        break;
+    }
+    if (!isOne) {
+        cellTexts += noValue;
+        return;
+    }
+    switch (identity) {
+    case Identity::Pid:
+        appendInteger(cellTexts, int64_t{record.pid});
+        break;
+    case Identity::Session:
+        appendInteger(cellTexts, int64_t{record.session});
+        break;
+    case Identity::State:
+        cellTexts += loudName(record.state);
+        break;
+    case Identity::Started:
+        if (record.startedNs == 0) {
+            cellTexts += noValue;
+        } else {
+            times.append(cellTexts, record.startedNs, 0);
+        }
+        break;
+    default: {
+        const size_t begin = cellTexts.size();
+        samples::appendPrintable(cellTexts, record.name);
+        if (isShort && cellTexts.size() - begin > maxShortName) {
+            cellTexts.resize(begin + maxShortName - 1);
+            cellTexts += '+';
+        }
+    }
+    }
+}
+
+void Report::addCell(const Column& column, const Row& row, const Shown& shown) {
+    const Printing printing = column.printing.value_or(shown.printing);
+    const Number number = shownNumber(column, printing, row, shown.moment);
+    const samples::Figure& figure = *column.figure;
+    if (!number) {
+        cellTexts += noValue;
+    } else if (figure.meaning == Meaning::EventTime && isShort) {
+        times.appendShort(cellTexts, number.asSigned(), shown.moment.realNs);
+    } else if (figure.meaning == Meaning::EventTime) {
+        times.appendSeconds(cellTexts, number.asSigned());
+    } else if (isShort) {
+        appendShortFigure(cellTexts, figure, number, printing == Printing::Rate);
+    } else {
+        appendFull(cellTexts, number);
+    }
+}
+
+void Report::addRow(SectionPlan& own, const Row& row, const Shown& shown) {
+    for (size_t i = 0; i < own.columns.size(); i++) {
+        const Column& column = own.columns[i];
+        if (column.identity) {
+            addIdentity(*column.identity, row, shown);
+        } else {
+            addCell(column, row, shown);
+        }
+        closeCell();
+        const bool isDull =
+            column.identity == Identity::State
+                ? !showsState
+                : cellTexts.size() == cells.back().begin + 1 && cellTexts.back() == noValue[0];
+        own.isHidden[i] = own.isHidden[i] && isDull;
+    }
+}
+
+/* How many columns fit; those after them are left out. */
+size_t Report::numFitting(const SectionPlan& own) const {
+    size_t used = 0;
+    for (size_t i = 0; i < own.columns.size(); i++) {
+        if (own.isHidden[i]) {
+            continue;
+        }
+        used += own.widths[i] + (used == 0 ? 0 : gap);
+        if (used > width) {
+            return i;
+        }
+    }
+    return own.columns.size();
+}
+
+void Report::appendSection(std::string& text, const Section& section, const Shown& shown) {
+    SectionPlan& own = plans[section.place];
+    const size_t numColumns = own.columns.size();
+    const size_t numHeadings = cells.size() / std::max<size_t>(numColumns, 1);
+    for (size_t i = 0; i < section.numRows; i++) {
+        addRow(own, rows[section.firstRow + i], shown);
+    }
+    for (size_t i = 0; i < cells.size(); i++) {
+        size_t& widest = own.widths[i % numColumns];
+        widest = std::max(widest, cells[i].length());
+    }
+    const size_t fitting = numFitting(own);
+    for (size_t line = 0; line * numColumns < cells.size(); line++) {
+        const bool isHeading = line < numHeadings;
+        if (!isHeading || line == 0 || own.hasUnits) {
+            appendLine(text, own, line * numColumns, fitting, isHeading);
+        }
+    }
+    if (fitting < numColumns) {
+        noteLeftOut(own, fitting, rows[section.firstRow].kind());
+    }
+}
+
+/* Texts are set left, numbers right; no blanks at the end. */
+void Report::appendLine(std::string& text, const SectionPlan& own, size_t firstCell,
+                        size_t numColumns, bool isHeading) {
+    const bool isBold = isHeading && surroundings.takesColor;
+    text += isBold ? boldOn : "";
+    size_t padding = 0; /* before the next cell */
+    bool isFirst = true;
+    for (size_t i = 0; i < numColumns; i++) {
+        const Column& column = own.columns[i];
+        if (own.isHidden[i]) {
+            continue;
+        }
+        const Cell cell = cells[firstCell + i];
+        const size_t room = own.widths[i] - cell.length();
+        padding += isFirst ? 0 : gap;
+        isFirst = false;
+        if (cell.length() > 0) {
+            text.append(padding + (isText(column) ? 0 : room), ' ');
+            padding = isText(column) ? room : 0;
+            const std::string_view content =
+                std::string_view(cellTexts).substr(cell.begin, cell.length());
+            const bool isLoud = surroundings.takesColor && !isHeading &&
+                                column.identity == Identity::State && content != "alive";
+            text += isLoud ? redOn : "";
+            text += content;
+            text += isLoud ? colorOff : "";
+        } else {
+            padding += own.widths[i];
+        }
+    }
+    text += isBold ? colorOff : "";
+    text += '\n';
+}
+
+void Report::noteLeftOut(const SectionPlan& own, size_t from, const Kind* kind) {
+    for (size_t i = from; i < own.columns.size(); i++) {
+        const Column& column = own.columns[i];
+        if (own.isHidden[i]) {
+            continue;
+        }
+        std::string name;
+        if (kind != nullptr && sections.size() > 1) {
+            name += kind->shortName;
+            name += '.';
+        }
+        if (column.identity) {
+            name += nameOf(*column.identity);
+        } else {
+            column.figure->appendLabel(name);
+        }
+        leftOut.push_back(std::move(name));
+    }
+}
+
+/* "cache prod~1f2e of Brox prod  TIME  17 of 64 processes in use, 5 shown  rates over 1.000 s", on
+ * as many lines as it takes; then what makes the figures doubtful. */
+void Report::appendHeader(std::string& text, const Shown& shown) {
+    std::vector<std::string> parts{cacheTitle(shown.header)};
+    if (!shown.header.location.empty() && !shown.header.brox.empty()) {
+        parts.back() += " of Brox " + samples::printable(shown.header.brox);
+    }
+    if (request.readsInput) {
+        parts.back() += " on " + samples::printable(shown.header.host);
+    }
+    parts.emplace_back();
+    times.append(parts.back(), shown.sample.times.realNs, 3);
+    const bool isKnown = shown.sample.used >= 0;
+    parts.push_back(
+        isKnown ? fmt::format("{} of {} processes in use", shown.sample.used, shown.sample.slots)
+                : fmt::format("{} processes at most", shown.sample.slots));
+    size_t numShown = 0;
+    for (const Row& row : rows) {
+        numShown += row.processes.size();
+    }
+    if (static_cast<int64_t>(numShown) != shown.sample.used) {
+        parts.back() += fmt::format(", {} shown", numShown);
+    }
+    if (shown.moment.seconds > 0 && shown.printing != Printing::Total) {
+        parts.push_back(fmt::format("{} over {:.3f} s",
+                                    shown.printing == Printing::Rate ? "rates" : "growth",
+                                    shown.moment.seconds));
+    }
+    scratch.clear();
+    const auto endLine = [&] {
+        text += surroundings.takesColor ? boldOn : "";
+        text += std::string_view(scratch).substr(0, width);
+        text += surroundings.takesColor ? colorOff : "";
+        text += '\n';
+        scratch.clear();
+    };
+    for (const std::string& part : parts) {
+        if (!scratch.empty() && scratch.size() + gap + part.size() > width) {
+            endLine();
+        }
+        scratch += scratch.empty() ? "" : "  ";
+        scratch += part;
+    }
+    endLine();
+    for (const std::string& warning : shown.warnings) {
+        appendFitting(text, warning);
+    }
+}
+
+/* Names what didn't fit, or as many of it as fit and how many more there are. */
+void Report::appendClosing(std::string& text) {
+    if (leftOut.empty()) {
+        return;
+    }
+    scratch = "\nleft out: ";
+    for (size_t i = 0; i < leftOut.size(); i++) {
+        const std::string more = fmt::format(", and {} more", leftOut.size() - i);
+        const bool isLast = i + 1 == leftOut.size();
+        const size_t needed =
+            scratch.size() - 1 + 2 + leftOut[i].size() + (isLast ? 0 : more.size());
+        if (i > 0 && needed > width) {
+            scratch += more;
+            break;
+        }
+        scratch += i == 0 ? "" : ", ";
+        scratch += leftOut[i];
+    }
+    text += '\n';
+    appendFitting(text, std::string_view(scratch).substr(1));
+}
+
+/* A line, cut where the width ends. */
+void Report::appendFitting(std::string& text, std::string_view line) const {
+    text += line.substr(0, width);
+    text += '\n';
 }
 
 } // namespace tvsistat

@@ -1,87 +1,77 @@
-/* Turns samples into the text of a report. */
+/* The report: a table for each kind, made for the width that there is. */
 #ifndef REPORT_H
 #define REPORT_H
 
-#include "columns.h"
-#include "rates.h"
-#include "sampling.h"
+#include "planview.h"
 
 #include <array>
-#include <optional>
-#include <string>
-#include <string_view>
 #include <vector>
 
 namespace tvsistat {
 
-/* Appends bytes that may come from anywhere so that they are harmless on a terminal: everything
- * but printable ASCII becomes \xNN, and a backslash is doubled. */
-void appendPrintable(std::string& text, std::string_view bytes);
-
-struct ReportStyle {
-    bool isBold = false;      /* headers stand out by escape sequences */
-    bool showsTotals = false; /* counters as they stand, in every report */
-    bool isSelection = false; /* says how many of the processes are shown */
-};
-
-/* Makes report after report. Column widths only grow, so that the columns of successive reports
- * stand below one another. */
-class Report {
+/*
+ * On a terminal, or with a width, titles and numbers are short and the lines fit: what doesn't is
+ * left out from the right and named in the closing line. In a file or pipe names and numbers stand
+ * in full. Column widths only grow, so that the columns of successive reports stand below one
+ * another.
+ */
+class Report : public PlanView {
 public:
-    Report(std::string cacheTitle, ColumnPlan columnPlan, ReportStyle reportStyle);
+    Report(const Request& asked, const Surroundings& found);
 
-    /* The report on `now`; with the sample before it, counters are shown as rates. The text is
-     * valid until the next call. */
-    std::string_view format(const Sample& now, const Sample* before);
-
-    /* Processes in the last report. */
-    size_t numShown() const { return rows.size(); }
+    void appendSample(std::string& text, const Shown& shown) override;
+    void appendEvent(std::string& text, const Event& event) override;
 
 private:
     /* A part of `cellTexts`. */
     struct Cell {
-        size_t begin;
-        size_t end;
-    };
-    struct Row {
-        const TvsiResultSType* record;
-        const TvsiResultSType* before;
-        size_t group;
+        size_t begin, end;
+        size_t length() const { return end - begin; }
     };
 
-    /* The processes of one kind: a line of titles and a line for each. */
+    /* The columns of a kind's section, and how wide they have become. */
+    struct SectionPlan {
+        bool isMade = false;
+        std::vector<Column> columns;
+        std::vector<size_t> widths;
+        std::vector<bool> isHidden; /* there was nothing to see in it yet */
+        bool hasUnits = false;
+    };
+
+    /* The processes of one kind. */
     struct Section {
-        size_t group;
-        size_t firstCell;
-        size_t numLines;
+        size_t place; /* samples::placeOf the kind */
+        size_t firstRow, numRows;
     };
 
-    void chooseRows(const Sample& now, const Sample* before);
-    void addSections();
-    void addTitles(const std::vector<Column>& columns);
-    void addRow(const Row& row, const std::vector<Column>& columns);
-    void addValue(const Row& row, const Column& column);
+    SectionPlan& planOf(size_t place, const statscatalogue::Kind* kind);
+    void groupRows(const Shown& shown);
+    void appendSection(std::string& text, const Section& section, const Shown& shown);
+    void addHeadings(SectionPlan& own, const Shown& shown);
+    void addRow(SectionPlan& own, const samples::Row& row, const Shown& shown);
+    void addCell(const Column& column, const samples::Row& row, const Shown& shown);
+    void addIdentity(Identity identity, const samples::Row& row, const Shown& shown);
     void closeCell();
-    void widenColumns();
-    size_t numColumnsOf(size_t group) const;
-    size_t& widthOf(size_t group, size_t column);
-    void appendHeader(const Sample& now);
-    void appendSection(const Section& section);
-    void appendLine(size_t group, std::span<const Cell> line);
+    size_t numFitting(const SectionPlan& own) const;
+    void appendLine(std::string& text, const SectionPlan& own, size_t firstCell, size_t numColumns,
+                    bool isHeading);
+    void noteLeftOut(const SectionPlan& own, size_t from, const statscatalogue::Kind* kind);
+    void appendHeader(std::string& text, const Shown& shown);
+    void appendClosing(std::string& text);
+    void appendFitting(std::string& text, std::string_view line) const;
 
-    const std::string title;
-    const ColumnPlan plan;
-    const ReportStyle style;
-
-    std::optional<double> rateSeconds; /* between the samples, when this report shows rates */
-    ProcessMatcher matcher;
-    std::vector<Row> rows;
-    std::string cellTexts;   /* one after the other */
-    std::vector<Cell> cells; /* line by line */
+    bool isShort;   /* titles and numbers */
+    bool showsTime; /* at the front of each line */
+    bool showsState = false;
+    size_t width = SIZE_MAX;
+    unsigned numReports = 0;
+    std::array<SectionPlan, samples::numKindPlaces> plans;
+    std::vector<samples::Row> rows; /* by kind */
     std::vector<Section> sections;
-    std::array<std::vector<size_t>, numGroups> widths; /* of the statistics' columns */
-    std::array<size_t, 4> identityWidths;              /* kind, pid, session, name: of all lines */
-    std::string text;
+    std::string cellTexts;
+    std::vector<Cell> cells;
+    std::vector<std::string> leftOut;
+    std::string scratch;
 };
 
 } // namespace tvsistat

@@ -1,24 +1,47 @@
 #include "stopsignal.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <poll.h>
+#include <csignal>
+#include <ctime>
 
 namespace tvsistat {
 namespace {
 
-constexpr int stopSignals[] = {SIGINT, SIGTERM};
+constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 /* The only process-wide state: set by the handler. */
-volatile std::sig_atomic_t stopRequests = 0;
+volatile std::sig_atomic_t requestedBy = 0;
 
-void requestStop(int) {
-    stopRequests = 1;
+void requestStop(int signal) {
+    requestedBy = signal;
 }
 
 timespec timespecOf(std::chrono::nanoseconds duration) {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
     return {seconds.count(), (duration - seconds).count()};
 }
+
+/* Holds the stop signals back while it lives. */
+class StopSignalsHeld {
+public:
+    StopSignalsHeld() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int signal : stopSignals) {
+            sigaddset(&signals, signal);
+        }
+        pthread_sigmask(SIG_BLOCK, &signals, &previous);
+    }
+    ~StopSignalsHeld() { pthread_sigmask(SIG_SETMASK, &previous, nullptr); }
+    StopSignalsHeld(const StopSignalsHeld&) = delete;
+    StopSignalsHeld& operator=(const StopSignalsHeld&) = delete;
+
+    const sigset_t& before() const { return previous; }
+
+private:
+    sigset_t previous;
+};
 
 } // namespace
 
@@ -33,48 +56,33 @@ void catchStopSignals() {
     }
 }
 
-bool stopIsRequested() {
-    return stopRequests != 0;
+int stopSignal() {
+    return requestedBy;
 }
 
-bool sleepUntil(std::chrono::steady_clock::time_point moment) {
-    /* The signals are let in by ppoll alone, so that none can slip in between the test and the
-     * sleep and be noticed a whole interval late. */
+void dieOfStopSignal() {
+    std::signal(requestedBy, SIG_DFL);
+    std::raise(requestedBy);
+}
+
+int pollUntil(std::span<pollfd> descriptors, Deadline deadline) {
+    /* The signals are let in by ppoll alone, so that none can slip in between the test and the wait
+     * and be noticed too late. */
     const StopSignalsHeld held;
-    while (!stopIsRequested()) {
-        const auto left = moment - std::chrono::steady_clock::now();
-        if (left <= std::chrono::steady_clock::duration::zero()) {
-            return true;
+    while (requestedBy == 0) {
+        timespec timeout{};
+        if (deadline != noDeadline) {
+            const auto left = deadline - std::chrono::steady_clock::now();
+            timeout = timespecOf(std::max(left, Deadline::duration::zero()));
         }
-        const timespec timeout = timespecOf(left);
-        if (ppoll(nullptr, 0, &timeout, &held.before()) < 0 && errno != EINTR) {
-            return false;
+        const int ready = ppoll(descriptors.data(), descriptors.size(),
+                                deadline == noDeadline ? nullptr : &timeout, &held.before());
+        if (ready >= 0 || errno != EINTR) {
+            return ready;
         }
     }
-    return false;
-}
-
-StopSignalsHeld::StopSignalsHeld() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : stopSignals) {
-        sigaddset(&signals, signal);
-    }
-    pthread_sigmask(SIG_BLOCK, &signals, &previous);
-}
-
-StopSignalsHeld::~StopSignalsHeld() {
-    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-}
-
-Rhythm::Rhythm(std::chrono::duration<double> distance)
-    : interval(std::chrono::duration_cast<std::chrono::steady_clock::duration>(distance)),
-      last(std::chrono::steady_clock::now()) {}
-
-std::chrono::steady_clock::time_point Rhythm::next(std::chrono::steady_clock::time_point now) {
-    const auto missed = (now - last) / interval;
-    last += interval * (missed + 1);
-    return last;
+    errno = EINTR;
+    return -1;
 }
 
 } // namespace tvsistat

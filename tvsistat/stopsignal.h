@@ -1,50 +1,30 @@
-/* Ends the program in an orderly way on SIGINT and SIGTERM, and keeps its rhythm. The signals'
- * state is process-wide: to be used by the main thread alone. */
+/* Ends the program in an orderly way on SIGINT, SIGTERM and SIGHUP. The signals' state is
+ * process-wide: to be used by the main thread alone. */
 #ifndef STOPSIGNAL_H
 #define STOPSIGNAL_H
 
 #include <chrono>
-#include <csignal>
+#include <poll.h>
+#include <span>
 
 namespace tvsistat {
 
-/* From now on SIGINT and SIGTERM only ask the program to stop. A signal that the program was
- * started with as ignored stays ignored (a background job of a shell). */
+/* From now on the signals only ask the program to stop. A signal that the program was started with
+ * as ignored stays ignored (a background job of a shell). */
 void catchStopSignals();
 
-bool stopIsRequested();
+/* The signal that asked for a stop; 0: none has. */
+int stopSignal();
 
-/* Sleeps until a moment; false when a stop was requested before or during the sleep. */
-bool sleepUntil(std::chrono::steady_clock::time_point moment);
+/* Ends the process by the signal that asked for a stop, as if it hadn't been caught. */
+void dieOfStopSignal();
 
-/* Holds the stop signals back while it lives. Threads that are created meanwhile never take
- * them, so that they always wake the main thread. */
-class StopSignalsHeld {
-public:
-    StopSignalsHeld();
-    ~StopSignalsHeld();
-    StopSignalsHeld(const StopSignalsHeld&) = delete;
-    StopSignalsHeld& operator=(const StopSignalsHeld&) = delete;
+using Deadline = std::chrono::steady_clock::time_point;
+inline constexpr Deadline noDeadline = Deadline::max();
 
-    /* The mask as it was before. */
-    const sigset_t& before() const { return previous; }
-
-private:
-    sigset_t previous;
-};
-
-/* Gives moments at a fixed distance. They do not drift: what is late does not delay the next. */
-class Rhythm {
-public:
-    explicit Rhythm(std::chrono::duration<double> distance);
-
-    /* The next moment that still lies ahead; those that have been missed are left out. */
-    std::chrono::steady_clock::time_point next(std::chrono::steady_clock::time_point now);
-
-private:
-    std::chrono::steady_clock::duration interval;
-    std::chrono::steady_clock::time_point last;
-};
+/* Polls until a descriptor is ready, the deadline has come or a stop is requested, also when that
+ * happened before. Returns poll's result; -1 with EINTR after a stop. */
+int pollUntil(std::span<pollfd> descriptors, Deadline deadline);
 
 } // namespace tvsistat
 

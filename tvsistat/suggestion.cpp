@@ -35,7 +35,7 @@ std::string_view closestName(std::string_view wrong, std::span<const std::string
     std::string_view closest;
     for (const std::string_view candidate : candidates) {
         const size_t edits = editsBetween(wrong, candidate);
-        if (edits < fewest || (edits == fewest && closest.empty())) {
+        if (edits < fewest) {
             fewest = edits;
             closest = candidate;
         }

@@ -1,270 +1,391 @@
-/* tvsistat as its users meet it, and its parts where a run can't show the case. */
+/* tvsistat as its users meet it. tvsistat.transcript holds what it prints of streams made by hand,
+   to the letter; the tests below it are about living and dying caches. */
 #include <climits>
-#include <cstring>
+#include <fstream>
 #include <regex>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "attach.h"
-#include "rates.h"
+#include "numbertext.h"
 #include "runningprogram.h"
+#include "samplestream.h"
+#include "temporarydirectory.h"
 #include "testcache.h"
-#include "tvsierr.h"
 
 namespace {
 
-using statscatalogue::FieldType;
+using samples::ProcessState;
 using testing::HasSubstr;
+using testsupport::Environment;
+using testsupport::eventually;
 using testsupport::Outcome;
+using testsupport::RunningProgram;
+using testsupport::SampleStream;
+using testsupport::StreamProcess;
+
+std::vector<std::string> wordsOf(const std::string& text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+std::string contentsOf(const std::string& file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/* ---- what is printed of a stream ---- */
+
+/* Processes that have gone on for `step` times two seconds. */
+std::vector<StreamProcess> processesAfter(std::int64_t step) {
+    return {
+        {SHRPC_MONITOR, 100, 0, "shrpcmonitor", {{"numberOfFreeFrames", 4242}}},
+        {SHRPC_BROX, 101, 0, "prod", {{"totalCommits", 14661 + 18 * step}}},
+        {SHRPC_VOK,
+         2469,
+         5,
+         "Vok1",
+         {{"commitCount", 0xFFFFFFFD + 6 * step},
+          {"vokKind", -2},
+          {"timeWaitingForCommit", 70000 * step},
+          {"timeLastCommit", 1794853180 + step},
+          {"memoryFootPrintKb", 123456},
+          {"sessionStats[3]", 9007199254740993 * step}}},
+        {SHRPC_VOK, 2470, 6, "h\xc3\xb6\xff\"\\", {{"commitCount", 12}}, ProcessState::Stopped},
+        {SHRPC_VokThr, 2470, 6, "t1", {{"progressCount", 100 + step}}},
+        {SHRPC_VokThr, 2470, 6, "t2", {}, ProcessState::Unknown, 0},
+    };
+}
+
+std::string streamNamed(const std::string& name) {
+    const auto living = processesAfter(0);
+    auto dead = processesAfter(1);
+    dead[0].state = ProcessState::Stopped;
+    dead[1].state = ProcessState::Zombie;
+    dead[3].state = ProcessState::Ended;
+    dead.push_back({24, 7, 0, "torn", {}});
+    SampleStream stream;
+    if (name == "two") {
+        return stream.sample(0, living).sample(2, processesAfter(1)).end().bytes();
+    }
+    if (name == "five") {
+        for (int step = 0; step < 5; step++) {
+            stream.sample(step * 0.5, processesAfter(step));
+        }
+        return stream.end().bytes();
+    }
+    if (name == "dead") {
+        return stream.sample(0, dead).end().bytes();
+    }
+    if (name == "lost") {
+        return stream.notice("odd\n").sample(0, living).lost(7, "cache prod~1f2e is gone").bytes();
+    }
+    if (name == "again") {
+        return streamNamed("lost") + streamNamed("two");
+    }
+    if (name == "restarted") {
+        return streamNamed("two") + SampleStream("prod~1f2e", 200).sample(0, living).end().bytes();
+    }
+    if (name == "cut") {
+        return streamNamed("two").substr(0, 9000);
+    }
+    if (name == "open") {
+        return stream.sample(0, living).bytes();
+    }
+    return name == "text" ? "This is no stream.\n" : "";
+}
+
+/* Runs "OPTION... < STREAM", the stream "two" unless one is named. */
+Outcome runOnStream(const std::string& line, const testsupport::TemporaryDirectory& directory) {
+    const size_t redirection = line.find(" < ");
+    const bool isNamed = redirection != std::string::npos;
+    const std::string file = directory.file("stream");
+    std::ofstream(file) << streamNamed(isNamed ? line.substr(redirection + 3) : "two");
+    std::vector<std::string> command = {"sh", "-c", "exec \"$0\" \"$@\" <" + file, TVSISTAT};
+    for (const std::string& word : wordsOf(line.substr(0, redirection))) {
+        command.push_back(word);
+    }
+    return testsupport::run(
+        command, {{"TZ", "CET-1"}, {"TERM", "xterm"}, {"XDG_CONFIG_HOME", directory.path()}});
+}
+
+/* What a transcript says of a run: its output, its errors behind "! ", its status behind "= ". */
+std::string transcriptOf(const std::string& line, const Outcome& outcome, const std::string& home) {
+    std::string text = "$ " + line + "\n" + outcome.out;
+    std::istringstream errors(outcome.err);
+    for (std::string error; std::getline(errors, error);) {
+        text += "! " + error + "\n";
+    }
+    text += outcome.status == 0 ? "" : "= " + std::to_string(outcome.status) + "\n";
+    const std::pair<std::string, std::string> visible[] = {
+        {"\r", "\\r"}, {"\033", "\\e"}, {home, "HOME"}};
+    for (const auto& [from, to] : visible) {
+        for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+            text.replace(at, from.size(), to);
+        }
+    }
+    return text;
+}
+
+TEST(TvsistatTranscript, IsWhatItPrints) {
+    const testsupport::TemporaryDirectory directory;
+    std::filesystem::create_directory(directory.file("tvsistat"));
+    std::ofstream(directory.file("tvsistat/config")) << contentsOf(TRANSCRIPTS "/tvsistat.config");
+    const std::string expected = contentsOf(TRANSCRIPTS "/tvsistat.transcript");
+    std::string actual;
+    std::istringstream lines(expected);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("$ ")) {
+            line.erase(0, 2);
+            actual += transcriptOf(line, runOnStream(line, directory), directory.path());
+        } else if (line.starts_with("## ")) {
+            actual += line + "\n";
+        }
+    }
+    if (actual == expected) {
+        return;
+    }
+    /* The new one lies beside the test, for a look at the whole difference. */
+    std::ofstream("tvsistat.transcript.new") << actual;
+    std::istringstream actualLines(actual), expectedLines(expected);
+    std::string actualLine, expectedLine, command;
+    while (std::getline(expectedLines, expectedLine) && std::getline(actualLines, actualLine) &&
+           actualLine == expectedLine) {
+        command = actualLine.starts_with("$ ") ? actualLine : command;
+    }
+    EXPECT_EQ(actualLine, expectedLine) << command << "\nsee tvsistat.transcript.new";
+    FAIL();
+}
+
+TEST(TvsistatTranscript, NoLineIsWiderThanItsWidth) {
+    const testsupport::TemporaryDirectory directory;
+    for (int width = 20; width < 200; width += 9) {
+        for (const std::string options : {"", "-I * --sum", "-t -I time*"}) {
+            const std::string line =
+                "--read - -w " + std::to_string(width) + " " + options + " < dead";
+            std::istringstream output(runOnStream(line, directory).out);
+            for (std::string text; std::getline(output, text);) {
+                EXPECT_LE(text.size(), width) << text;
+            }
+        }
+    }
+}
+
+TEST(TvsistatNumbers, TakeSixCharactersAtMost) {
+    using Case = std::tuple<void (*)(std::string&, double), double, const char*>;
+    const Case cases[] = {
+        {tvsistat::appendShort, 0, "0"},
+        {tvsistat::appendShort, 0.004, "0"},
+        {tvsistat::appendShort, 0.25, "0.25"},
+        {tvsistat::appendShort, 0.999, "1"},
+        {tvsistat::appendShort, 9.14, "9.1"},
+        {tvsistat::appendShort, 9999.94, "9999.9"},
+        {tvsistat::appendShort, 12345, "12345"},
+        {tvsistat::appendShort, 12345.6, "12.3k"},
+        {tvsistat::appendShort, 99999, "99999"},
+        {tvsistat::appendShort, 100000, "100k"},
+        {tvsistat::appendShort, 999499, "999k"},
+        {tvsistat::appendShort, 999999, "1.00M"},
+        {tvsistat::appendShort, 1.8e19, "18.0E"},
+        {tvsistat::appendShort, -1234.5, "-1235"},
+        {tvsistat::appendShort, -1234567, "-1.23M"},
+        {tvsistat::appendShort, -9e18, "-9.00E"},
+        {tvsistat::appendShortBytes, 1023, "1023"},
+        {tvsistat::appendShortBytes, 1024, "1.00Ki"},
+        {tvsistat::appendShortBytes, 1023.0 * 1024, "1.00Mi"},
+        {tvsistat::appendShortBytes, 123456.0 * 1024, "121Mi"},
+        {tvsistat::appendShortBytes, -12345678, "-12Mi"},
+        {tvsistat::appendShortSeconds, 0.25, "0.3s"},
+        {tvsistat::appendShortSeconds, 59.9, "60s"},
+        {tvsistat::appendShortSeconds, 605, "10m05s"},
+        {tvsistat::appendShortSeconds, 86399, "23h59m"},
+        {tvsistat::appendShortSeconds, 90000, "1d01h"},
+        {tvsistat::appendShortSeconds, 1e9, "11574d"},
+        {tvsistat::appendShortSeconds, -3, "-3"},
+    };
+    for (const auto& [append, value, text] : cases) {
+        std::string shown;
+        append(shown, value);
+        EXPECT_EQ(shown, text) << value;
+        EXPECT_LE(shown.size(), 6U);
+    }
+}
+
+TEST(TvsistatConfiguration, IsOnlyReadWhenNobodyElseCanHaveWrittenIt) {
+    const testsupport::TemporaryDirectory directory;
+    const std::string file = directory.file("tvsistat/config");
+    std::filesystem::create_directory(directory.file("tvsistat"));
+    std::ofstream(file) << "bogus\n";
+    EXPECT_EQ(runOnStream("--check", directory).err,
+              "tvsistat: " + file +
+                  ", line 1: there is no option '--bogus' (see tvsistat --help)\n");
+    chmod(file.c_str(), 0622);
+    const Outcome writable = runOnStream("--check", directory);
+    EXPECT_EQ(writable.status, 0);
+    EXPECT_EQ(writable.err,
+              "tvsistat: " + file + " is not read: others may write it (chmod go-w)\n");
+    std::filesystem::remove(file);
+    mkfifo(file.c_str(), 0600);
+    EXPECT_THAT(runOnStream("--check", directory).err, HasSubstr("it is no regular file"));
+}
+
+/* ---- caches ---- */
 
 /* A cache with a Brox, three Voks and a page server; these exist in the table only. */
-class Tvsistat : public testing::Test {
+class TvsistatCache : public testing::Test {
 protected:
-    Tvsistat() {
+    TvsistatCache() {
         cache.occupy(2, SHRPC_VOK, "VokA", 1, 1001);
         cache.occupy(3, SHRPC_VOK, "VokB", 2, 1002);
-        cache.occupy(4, SHRPC_VOK, "other", 3, 1003);
-        cache.occupy(5, SHRPC_VOK_PGSVR_MAIN, "PgsvrA", 1, 1004);
-        cache.occupy(6, SHRPC_VOK_PGSVR_THD, "PgsvrAThr", 1, 1005);
-        cache.occupy(7, SHRPC_VokThr, "VokBThr", 2, 1006);
-        cache.entry(2).stats.u.vok.vokKind = -2;
-        cache.entry(2).stats.cmn.rdbfDiskReads = 4294967295;
-        cache.entry(3).stats.uTimeStats.vok.timeLastCommit = 1000000000;
-        cache.entry(3).stats.u64.vok64.sessionStats[47] = -9000000000;
+        cache.occupy(4, SHRPC_VOK_PGSVR_MAIN, "PgsvrA", 1, 1003);
     }
-    testsupport::Environment environment() const {
-        return {{"TALVEX_GLOBAL_DIR", cache.directory()}, {"TZ", "UTC"}, {"TERM", "xterm"}};
+    Environment environment() const { return {{"TALVEX_GLOBAL_DIR", cache.directory()}}; }
+    Outcome run(const std::string& options) const {
+        std::vector<std::string> command = wordsOf(options);
+        command.insert(command.begin(), TVSISTAT);
+        return testsupport::run(command, environment());
     }
-    Outcome run(std::vector<std::string> options) const {
-        options.insert(options.begin(), TVSISTAT);
-        return testsupport::run(options, environment());
+    std::unique_ptr<RunningProgram> start(const std::string& options) const {
+        std::vector<std::string> command = wordsOf(options);
+        command.insert(command.begin(), TVSISTAT);
+        return std::make_unique<RunningProgram>(command, environment());
     }
-    Outcome report(std::vector<std::string> options) const {
-        options.insert(options.begin(), {"--brox", "prod"});
-        return run(options);
+    void expectFailure(const std::string& options, int status, const std::string& sentence) const {
+        const Outcome outcome = run(options);
+        EXPECT_EQ(outcome.status, status) << options;
+        EXPECT_THAT(outcome.err, HasSubstr(sentence)) << options;
     }
-    static void expectFailure(const Outcome& outcome, int status, const std::string& sentence) {
-        EXPECT_EQ(outcome.status, status);
-        EXPECT_EQ(outcome.err, "tvsistat: " + sentence + "\n");
-    }
+    void setAlive(bool isAlive) { cache.entry(1).inUse = isAlive; }
 
     testsupport::TestCache cache;
 };
 
-std::string pidsIn(const std::string& report) {
-    static const std::regex line("\n[a-z]+ +([0-9]+) ");
-    return std::regex_replace(report, line, "$1 ", std::regex_constants::format_no_copy);
-}
-
-TEST_F(Tvsistat, AReportHasALineForEveryProcess) {
-    for (int index = SHRPC_STATMON_IDX; index <= SHRPC_CACHE_PGSVR_IDX; ++index) {
-        cache.occupy(static_cast<std::uint32_t>(20 - index), 1U << index, "", 0, 2000 + index);
+/* How often a text occurs in another. */
+size_t countOf(const std::string& part, const std::string& text) {
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size()) {
+        count++;
     }
-    const std::string self = std::to_string(getpid()) + " ";
-    const std::string others = "1004 1001 1002 1003 2004 2005 2006 2007 2008 1006 2009 2010 2011 "
-                               "2012 1005 ";
-    for (const auto& [option, value] : {std::pair("--brox", "prod"), {"--cache", "prod~1f2e"}}) {
-        const Outcome outcome = run({option, value});
-        EXPECT_THAT(outcome.out,
-                    testing::MatchesRegex("cache (of Brox prod|prod~1f2e)  20..-..-.. "
-                                          "..:..:..\\....  17 of 64 processes in use\n[^\033]*"));
-        EXPECT_EQ(pidsIn(outcome.out), self + self + others) << outcome.out;
+    return count;
+}
+
+bool hasChildren(pid_t pid) {
+    const std::string task = std::to_string(pid);
+    return !contentsOf("/proc/" + task + "/task/" + task + "/children").empty();
+}
+
+TEST_F(TvsistatCache, IsNamedInManyWaysAndCountsOnce) {
+    const std::string fields = " --no-header -f cache,pid -k vok";
+    const std::string once = "prod~1f2e  1001\nprod~1f2e  1002\n";
+    for (const std::string name : {"", "all", "prod", "prod~1f2e", "prod prod~1f2e all",
+                                   "--brox prod --cache prod~1f2e", "--brox=prod prod"}) {
+        EXPECT_EQ(run(name + fields).out, once) << name;
     }
+    EXPECT_EQ(run("prod 0.02 2" + fields).out, once + once);
+    EXPECT_EQ(run("0.02 2" + fields).out, once + once);
+    EXPECT_EQ(run("prod -1 20ms" + fields).out, once);
+    expectFailure("2 0.5", 3, "Brox 2");
+    expectFailure("--brox=all", 3, "Brox all");
+    expectFailure("host!none~1", 3, "none~1");
 }
 
-TEST_F(Tvsistat, ChosenFieldsStandInColumns) {
-    cache.occupy(8, SHRPC_VOK, "\033[31m\\red", 0, 1007);
-    const Outcome outcome = report({"--kind", "vok,SHRPC_VokThr", "--fields",
-                                    "vokKind,rdbfDiskReads,timeLastCommit,sessionStats[47]"});
-    EXPECT_THAT(outcome.out, HasSubstr("  9 of 64 processes in use, 5 shown\n"));
-    // clang-format off
-    EXPECT_EQ(outcome.out.substr(outcome.out.find('\n')),
-        "\n\n"
-        "kind         pid  session  name           vokKind  rdbfDiskReads       timeLastCommit  sessionStats[47]\n"
-        "vok         1001        1  VokA                -2     4294967295                    -                 0\n"
-        "vok         1002        2  VokB                 0              0  2001-09-09 01:46:40       -9000000000\n"
-        "vok         1003        3  other                0              0                    -                 0\n"
-        "vok         1007        0  \\x1b[31m\\\\red        0              0                    -                 0\n"
-        "\n"
-        "kind         pid  session  name           vokKind  rdbfDiskReads  sessionStats[47]\n"
-        "vokthr      1006        2  VokBThr              0              0                 0\n"
-        "\n");
-    // clang-format on
-}
-
-TEST_F(Tvsistat, RatesFollowTheFirstReport) {
-    const auto count = [](const std::string& text, const std::string& part) {
-        const std::regex pattern(part);
-        return std::distance(std::sregex_iterator(text.begin(), text.end(), pattern), {});
-    };
-    const std::string fields = "commitCount,vokKind";
-    const Outcome rates = report({"--kind", "vok", "--fields", fields, "0.05", "3"});
-    EXPECT_EQ(count(rates.out, "name   commitCount  vokKind\n"), 1) << rates.out;
-    EXPECT_EQ(count(rates.out, "commitCount/s  vokKind\n"), 2);
-    EXPECT_EQ(count(rates.out, ", rates over 0\\."), 2);
-    EXPECT_EQ(count(rates.out, " 0\\.0       -2\n"), 2);
-    const Outcome totals = report({"--fields", fields, "--totals", "0.05", "2"});
-    EXPECT_EQ(count(totals.out, "name +commitCount  vokKind\n"), 2);
-}
-
-TEST_F(Tvsistat, OptionsChooseProcesses) {
-    const std::pair<std::vector<std::string>, std::string> cases[] = {
-        {{"--kind", "VOKTHR,Monitor"}, std::to_string(getpid()) + " 1006 "},
-        {{"--kind", "vok,SHRPC_VOK,vok"}, "1001 1002 1003 "},
-        {{"--pid", "1005"}, "1005 "},
-        {{"--session", "1"}, "1004 1001 "},
-        {{"--name", "^Vok"}, "1001 1002 "},
-        {{"--name", "B$|ER", "--ignore-case"}, "1002 1003 "},
-        {{"--fields", "vokKind"}, "1001 1002 1003 1006 "},
-    };
-    for (const auto& [options, pids] : cases) {
-        EXPECT_EQ(pidsIn(report(options).out), pids) << options[1];
-    }
-}
-
-TEST_F(Tvsistat, WrongArgumentsAreExplained) {
-    const std::pair<std::vector<std::string>, std::string> cases[] = {
-        {{"--kind", "voks"}, "--kind: there is no kind 'voks'; did you mean 'vok'?"},
-        {{"--kind", "system"}, "--kind: processes of kind system cannot be selected"},
-        {{"--pid", "0"}, "--pid: '0' is not a number from 1 to 2147483647"},
-        {{"--fields", "comitCount"},
-         "--fields: there is no field 'comitCount'; did you mean 'commitCount'?"},
-        {{"--fields", "xyz"},
-         "--fields: there is no field 'xyz'; tvsistat --list-fields shows all names"},
-        {{"--fields", "vokKind", "--kind", "brox"},
-         "--fields: none of the chosen kinds has a field 'vokKind', which is one of: vok, vokthr"},
-        {{"--fields", "sessionStats[48]"},
-         "--fields: 'sessionStats' has 48 elements, numbered from 0"},
-        {{"--fields", "vokKind[1]"}, "--fields: 'vokKind' has 1 element, numbered from 0"},
-        {{"--fields", "vokKind["}, "--fields: 'vokKind[' is neither a name nor name[number]"},
-        {{"nan"}, "interval: 'nan' is not a number from 0.01 to 86400"},
-    };
-    for (const auto& [options, sentence] : cases) {
-        expectFailure(report(options), 2, sentence + " (see tvsistat --help)");
-    }
-    expectFailure(run({}), 2,
-                  "a cache is needed: --brox NAME or --cache LOCATION (see tvsistat --help)");
-}
-
-TEST_F(Tvsistat, EachFailureHasItsSentenceAndStatus) {
-    expectFailure(run({"--brox", "nobody"}), 3, "there is no cache of Brox nobody on this host");
-    expectFailure(report({"--name", "(a"}), 6,
-                  "the regular expression '(a' does not compile: Unmatched ( or \\(");
-    expectFailure(report({"--name", "nobody", "0.01", "2"}), 8,
-                  "no process was selected in cache of Brox prod");
+TEST_F(TvsistatCache, EachFailureHasItsStatus) {
+    expectFailure("nobody", 3, "there is no");
+    expectFailure("prod -n nobody", 8, "no process was selected");
+    expectFailure("prod nobody", 11, "there is no");
+    expectFailure("nobody~1 nobody", 3, "nobody~1");
     cache.header().compatibilityLevel = 1;
-    expectFailure(report({}), 5,
-                  "cache of Brox prod belongs to another version of Talvex: use the tvsistat of "
-                  "the server's own installation");
+    expectFailure("prod", 5, "another version");
     cache.header().compatibilityLevel = 0x79B315DA;
-    cache.segment().setInitDone(false);
-    expectFailure(report({}), 1,
-                  "cache of Brox prod did not finish its start within 2 seconds: try again, or "
-                  "see whether its monitor has died");
-    cache.segment().setInitDone();
-    cache.entry(1).inUse = 0;
-    expectFailure(report({}), 7,
-                  "cache of Brox prod has gone away: its monitor or its Brox has ended");
-    cache.recordCache("gone~1", 0x7FFFFFF1);
-    expectFailure(run({"--cache", "gone~1"}), 3,
-                  "cache gone~1 is not running: its memory segment is gone");
-    cache.recordCache("stale~1", cache.segment().key(), INT_MAX);
-    expectFailure(run({"--cache", "stale~1"}), 3,
-                  "cache stale~1 is not running: its monitor has ended");
+    setAlive(false);
+    expectFailure("prod", 7, "gone");
 }
 
-TEST(TvsistatParts, AnAttachFailureIsToldByTheLibrarysText) {
-    using tvsistat::ExitStatus;
-    const std::tuple<const char*, ExitStatus, const char*> cases[] = {
-        {"shmat() failed with EPERM Operation not permitted", ExitStatus::NoPermission,
-         "no permission to read cache p: run as the server's user or as a member of its group"},
-        {"name EACCES is odd\n lines\033\n", ExitStatus::Failure,
-         "cache p cannot be attached: name EACCES is odd lines\\x1b"},
-        {"", ExitStatus::Failure,
-         "cache p cannot be attached: its memory segment is not laid out as this version expects"},
-    };
-    for (const auto& [text, status, sentence] : cases) {
-        const auto failure =
-            tvsistat::attachFailure({false, "p"}, TVSI_ERR_CACHE_ATTACH_FAILED, text);
-        EXPECT_EQ(failure.status, status) << text;
-        EXPECT_EQ(failure.sentence, sentence);
+TEST_F(TvsistatCache, ADeathEndsTheReportsUnlessItIsFollowed) {
+    for (const bool follows : {false, true}) {
+        const auto running =
+            start(std::string("prod 0.05 -j -f commitCount -k vok") + (follows ? " -F" : ""));
+        ASSERT_TRUE(running->hasWritten("\"interval\":0.")) << running->err();
+        setAlive(false);
+        ASSERT_TRUE(running->hasWritten("\"event\":\"gone\""));
+        setAlive(true);
+        if (!follows) {
+            EXPECT_EQ(running->wait(), 7);
+            EXPECT_THAT(running->err(), HasSubstr("gone"));
+            continue;
+        }
+        ASSERT_TRUE(running->hasWritten("\"event\":\"back\""));
+        const std::string before = running->out();
+        EXPECT_TRUE(eventually([&] {
+            return countOf("\"sample\"", running->out()) > countOf("\"sample\"", before) + 2;
+        }));
+        running->send(SIGINT);
+        EXPECT_EQ(running->wait(), 0);
+        EXPECT_EQ(running->err(), "");
     }
 }
 
-TEST_F(Tvsistat, EndsWithItsCacheOrAtASignal) {
-    for (const int signal : {SIGINT, SIGTERM, 0}) {
-        testsupport::RunningProgram running(
-            {TVSISTAT, "--brox", "prod", signal == 0 ? "0.02" : "86400"}, environment());
-        ASSERT_TRUE(running.hasWritten("pgsvrthr")) << running.err();
-        running.send(signal);
-        cache.entry(1).inUse = signal != 0;
-        EXPECT_EQ(running.wait(), signal == 0 ? 7 : 0);
-        EXPECT_EQ(running.err().empty(), signal != 0);
+TEST_F(TvsistatCache, AWaitEndsWhenTheCacheComesOrTimeIsUp) {
+    setAlive(false);
+    expectFailure("prod -W 0.3", 7, "waiting for it");
+    const auto running = start("prod -W 0 -k vok -f pid --no-header");
+    ASSERT_TRUE(eventually([&] { return running->err().ends_with("waiting for it\n"); }));
+    setAlive(true);
+    EXPECT_EQ(running->wait(), 0);
+    EXPECT_THAT(running->out(), testing::EndsWith("1001\n1002\n"));
+}
+
+TEST_F(TvsistatCache, ASignalEndsItWithItsReader) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const auto running = start("prod 86400");
+        ASSERT_TRUE(running->hasWritten("pgsvr")) << running->err();
+        EXPECT_TRUE(hasChildren(running->pid()));
+        running->send(signal);
+        EXPECT_EQ(running->wait(5), 0);
+    }
+    cache.segment().setInitDone(false); /* it waits for the end of the start */
+    const auto early = start("prod 86400");
+    ASSERT_TRUE(eventually([&] { return hasChildren(early->pid()); }));
+    usleep(100000);
+    early->send(SIGTERM);
+    EXPECT_EQ(early->wait(1), -SIGTERM) << "nothing was reported yet";
+}
+
+TEST_F(TvsistatCache, AReaderThatIsKilledOrHangsIsNoRiddle) {
+    for (const int signal : {SIGKILL, SIGSTOP}) {
+        const auto running = start("prod 0.05");
+        ASSERT_TRUE(running->hasWritten("pgsvr")) << running->err();
+        const std::string task = std::to_string(running->pid());
+        kill(std::stoi(contentsOf("/proc/" + task + "/task/" + task + "/children")), signal);
+        EXPECT_EQ(running->wait(), 1);
+        EXPECT_THAT(running->err(), HasSubstr(signal == SIGKILL ? "by signal 9" : "sign of life"));
     }
 }
 
-TEST_F(Tvsistat, OutputThatCannotBeWrittenEndsIt) {
+TEST_F(TvsistatCache, OutputThatCannotBeWrittenEndsIt) {
     const auto shell = [&](const std::string& script) {
         return testsupport::run({"bash", "-c", script, TVSISTAT}, environment());
     };
-    expectFailure(shell("\"$0\" --brox prod >/dev/full"), 9,
-                  "standard output cannot be written: No space left on device");
-    const Outcome left = shell("\"$0\" --brox prod 0.01 | read -r line; exit ${PIPESTATUS[0]}");
-    EXPECT_EQ(left.status, 9);
-    EXPECT_EQ(left.err, "") << "a reader that left wants to hear nothing";
-}
-
-TEST_F(Tvsistat, PrintsItsFieldsItsHelpAndItsVersion) {
-    EXPECT_THAT(run({"--list-fields", "vokthr"}).out,
-                HasSubstr("\nu.vokthr, ShrPcVokThrStatType\n"
-                          "  field                                 type    meaning    offset\n"
-                          "  vokKind                               i32     state         152\n"
-                          "\nu64.vokthr64, ShrPcVokThrStat64Type\n"));
-    const std::string all = run({"--list-fields"}).out;
-    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 658 + 20 * 2 + 19);
-    EXPECT_THAT(all, HasSubstr("\nu.vokPgsvr, ShrPcVokPgsvrStatSType, of pgsvr, pgsvrthr\n"));
-    EXPECT_EQ(run({"--version"}).out, "tvsistat 3.7.5.1\n");
-}
-
-TEST(TvsistatParts, RatesAreGrowthPerSecond) {
-    using Row = std::tuple<FieldType, std::uint64_t, std::uint64_t, double, std::optional<double>>;
-    const Row cases[] = {
-        {FieldType::U32, 10, 30, 4, 5},
-        {FieldType::U32, 0xFFFFFFFF, 1, 2, 1}, // it has wrapped around
-        {FieldType::U32, 30, 10, 1, {}},
-        {FieldType::I32, 0x7FFFFFFF, 0xFFFFFFFF80000000, 1, 1},
-        {FieldType::I64, 0, 1, 0, {}},
-    };
-    for (const auto& [type, before, now, seconds, rate] : cases) {
-        EXPECT_EQ(tvsistat::ratePerSecond(type, {now, true}, {before, true}, seconds), rate)
-            << before << " to " << now;
+    const Outcome full = shell("\"$0\" prod >/dev/full");
+    EXPECT_EQ(full.status, 9);
+    EXPECT_EQ(full.err, "tvsistat: standard output cannot be written: No space left on device\n");
+    for (const std::string interval : {"0.01", "3600"}) {
+        const Outcome left =
+            shell("\"$0\" prod " + interval + " | read -r line; exit ${PIPESTATUS[0]}");
+        EXPECT_EQ(left.status, 9);
+        EXPECT_EQ(left.err, "") << "whoever left wants to hear nothing";
     }
 }
 
-TEST(TvsistatParts, AProcessIsTheSameWhenAllOfItsIdentityIs) {
-    const auto process = [](int pid, int session, std::uint32_t kind, const char* name) {
-        TvsiResultSType record{};
-        record.stats.processId = pid;
-        record.stats.sessionId = session;
-        record.statType = kind;
-        std::strcpy(record.olvName, name);
-        return record;
-    };
-    const std::array before = {process(1, 0, 1, "a"), process(2, 1, 8, "t"), process(2, 1, 8, "t")};
-    const std::array now = {before[1],
-                            before[1],
-                            before[1],
-                            process(3, 0, 1, "a"),
-                            process(1, 1, 1, "a"),
-                            process(1, 0, 2, "a"),
-                            process(1, 0, 1, "b"),
-                            before[0]};
-    tvsistat::ProcessMatcher matcher;
-    const auto matches = matcher.match(now, before);
-    EXPECT_THAT(std::vector(matches.begin(), matches.end()),
-                testing::ElementsAre(&before[1], &before[2], nullptr, nullptr, nullptr, nullptr,
-                                     nullptr, &before[0]));
+TEST_F(TvsistatCache, TheCachesOfTheHostAreListed) {
+    EXPECT_THAT(run("-l").out, testing::MatchesRegex("brox  cache +monitor +user .*\n"
+                                                     "prod  prod~1f2e +[0-9]+ .* yes\n"));
+    EXPECT_THAT(run("-l -j").out,
+                testing::StartsWith("{\"brox\":\"prod\",\"cache\":\"prod~1f2e\",\"monitor\":"));
+    std::filesystem::remove_all(cache.directory() / "locks");
+    expectFailure("", 3, "TALVEX_GLOBAL_DIR");
+    expectFailure("-l", 3, "TALVEX_GLOBAL_DIR");
+    EXPECT_EQ(run("-l").out, "");
 }
 
 } // namespace

@@ -1,0 +1,234 @@
+#include "cachewatch.h"
+
+#include "output.h"
+#include "printable.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <fmt/format.h>
+#include <thread>
+#include <unistd.h>
+
+namespace tvsistat {
+namespace {
+
+using namespace std::chrono_literals;
+using samples::ExitStatus;
+using samples::Failure;
+
+/* An attach takes up to four seconds, and a silent resolver one or two more. */
+constexpr auto attachLimit = 7s;
+/* A sample that is this late will not come: the reader hangs, or was stopped. */
+constexpr auto sampleLimit = 3s;
+constexpr auto shortestPause = 250ms;
+constexpr auto longestPause = 5s;
+constexpr size_t readSize = 256 * 1024;
+
+Deadline now() {
+    return std::chrono::steady_clock::now();
+}
+
+std::chrono::nanoseconds nanoseconds(double seconds) {
+    return std::chrono::nanoseconds(static_cast<int64_t>(seconds * 1e9));
+}
+
+int64_t nanosecondsOn(clockid_t clock) {
+    timespec time{};
+    clock_gettime(clock, &time);
+    return int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
+}
+
+samples::Times currentTimes() {
+    return {nanosecondsOn(CLOCK_REALTIME), nanosecondsOn(CLOCK_MONOTONIC)};
+}
+
+/* How a reader ended whose stream is at its end: it may still be on the way out. */
+std::string endOf(samples::ReaderProcess& reader) {
+    std::optional<int> status = reader.reap();
+    for (int i = 0; i < 20 && !status; i++) {
+        std::this_thread::sleep_for(1ms);
+        status = reader.reap();
+    }
+    return status && *status > 128 ? fmt::format(", by signal {}", *status - 128) : "";
+}
+
+/* Whether it may be there later. */
+bool mayComeYet(ExitStatus status) {
+    return status == ExitStatus::NoCache || status == ExitStatus::CacheGone ||
+           status == ExitStatus::Failure;
+}
+
+} // namespace
+
+CacheWatch::CacheWatch(const Request& asked, View& shownBy, Target target)
+    : request(asked), view(shownBy), watched(std::move(target)), shown(asked, shownBy), due(now()),
+      firstStart(due), pause(shortestPause) {}
+
+/* Samples that the reader is to take; 0: until it is ended. */
+uint64_t CacheWatch::samplesWanted() const {
+    if (request.count == 0 || request.follows) {
+        return 0;
+    }
+    const bool hasBaseline = request.isOnce && request.interval;
+    return static_cast<uint64_t>(request.count) + (hasBaseline ? 1 : 0);
+}
+
+void CacheWatch::start() {
+    samples::ReaderOptions options;
+    options.isBrox = watched.isBrox;
+    options.cache = watched.name;
+    options.interval = nanoseconds(request.interval.value_or(1));
+    options.count = samplesWanted();
+    /* Monitor and Brox are always looked at: their state tells what the other figures are worth. */
+    options.kinds = request.rows.selection.kinds | SHRPC_MONITOR | SHRPC_BROX;
+    auto started = samples::ReaderProcess::start(options);
+    if (auto* failure = std::get_if<Failure>(&started)) {
+        end = std::move(*failure);
+        finish();
+        return;
+    }
+    reader = std::move(std::get<samples::ReaderProcess>(started));
+    decoder = samples::StreamDecoder();
+    state = Phase::Starting;
+    taken = 0;
+    due = now() + attachLimit;
+}
+
+void CacheWatch::advance(Deadline moment) {
+    if (moment < due || state == Phase::Over) {
+        return;
+    }
+    if (state == Phase::Waiting) {
+        start();
+        return;
+    }
+    lose({ExitStatus::Failure,
+          state == Phase::Starting
+              ? fmt::format("{} cannot be attached: its reader hung (a lock of its segment may be "
+                            "broken) and was ended",
+                            watched.title())
+              : fmt::format("{}: its reader gave no sign of life any more and was ended",
+                            watched.title())});
+}
+
+void CacheWatch::readOn() {
+    while (reader && !pending) {
+        if (auto message = decoder.next()) {
+            take(std::move(*message));
+            continue;
+        }
+        if (decoder.failed()) {
+            lose({ExitStatus::DamagedInput, fmt::format("{}: its reader's stream is damaged: {}",
+                                                        watched.title(), decoder.problem())});
+            return;
+        }
+        const auto room = decoder.room(readSize);
+        const ssize_t got = read(reader->fd(), room.data(), room.size());
+        if (got > 0) {
+            decoder.filled(static_cast<size_t>(got));
+        } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
+            lose({ExitStatus::Failure, fmt::format("{}: its reader ended before its time{}",
+                                                   watched.title(), endOf(*reader))});
+            return;
+        } else if (errno == EAGAIN) {
+            return;
+        }
+    }
+}
+
+void CacheWatch::take(samples::Message message) {
+    if (const auto* header = std::get_if<samples::StreamHeader>(&message)) {
+        shown.begin(*header);
+    } else if (auto* sample = std::get_if<samples::Sample>(&message)) {
+        if (saidWaiting) {
+            tell(Event::Kind::Back, sample->times, ExitStatus::Ok,
+                 fmt::format("{} is back: monitor {}", cacheTitle(shown.header()),
+                             shown.header().monitorPid));
+        }
+        hasRun = true;
+        isGone = false;
+        saidWaiting = false;
+        pause = shortestPause;
+        state = Phase::Running;
+        due = now() + nanoseconds(request.interval.value_or(0)) + sampleLimit;
+        shown.take(std::move(*sample));
+        taken++;
+        const bool isBaseline = request.isOnce && request.interval && taken == 1;
+        pending = !isBaseline;
+    } else if (const auto* notice = std::get_if<samples::Notice>(&message)) {
+        tell(Event::Kind::Notice, notice->times, ExitStatus::Ok, notice->text);
+    } else if (const auto* lost = std::get_if<samples::Lost>(&message)) {
+        lose({samples::exitStatusOf(lost->status).value_or(ExitStatus::Failure),
+              samples::printable(lost->sentence)});
+    } else {
+        finish();
+    }
+}
+
+bool CacheWatch::waitsFor(const Failure& why, Deadline moment) const {
+    if (why.status == ExitStatus::DamagedInput) {
+        return false;
+    }
+    if (hasRun) {
+        return request.follows;
+    }
+    return request.wait && mayComeYet(why.status) &&
+           (*request.wait == 0 || moment < firstStart + nanoseconds(*request.wait));
+}
+
+/* The reader has nothing more to say, and why. */
+void CacheWatch::lose(Failure why) {
+    reader.reset();
+    const Deadline moment = now();
+    const bool waits = waitsFor(why, moment);
+    if (hasRun && !isGone && (waits || request.form == Form::Json)) {
+        tell(Event::Kind::Gone, currentTimes(), why.status, why.sentence);
+    }
+    isGone = hasRun;
+    if (waits) {
+        retryAfter(moment, why);
+        return;
+    }
+    end = std::move(why);
+    finish();
+}
+
+void CacheWatch::retryAfter(Deadline moment, const Failure& why) {
+    if (!hasRun && !saidWaiting) {
+        complain(why.sentence + "; waiting for it");
+    }
+    saidWaiting = true;
+    state = Phase::Waiting;
+    due = moment + pause;
+    if (!hasRun && *request.wait > 0) {
+        due = std::min(due, firstStart + nanoseconds(*request.wait));
+    }
+    pause = std::min<Deadline::duration>(pause * 2, longestPause);
+}
+
+void CacheWatch::finish() {
+    reader.reset();
+    state = Phase::Over;
+    due = noDeadline;
+}
+
+void CacheWatch::drop() {
+    pending = false;
+    finish();
+}
+
+void CacheWatch::appendReport(std::string& text) {
+    pending = false;
+    shown.append(text);
+    if (request.count != 0 && shown.numReports() >= static_cast<unsigned>(request.count)) {
+        finish();
+    }
+}
+
+void CacheWatch::tell(Event::Kind kind, const samples::Times& times, ExitStatus status,
+                      std::string_view sentence) {
+    announce(request, view, events, {kind, shown.header(), times, status, sentence});
+}
+
+} // namespace tvsistat

@@ -1,0 +1,198 @@
+#include "numbertext.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+
+namespace tvsistat {
+namespace {
+
+using samples::Figure;
+using samples::Number;
+using statscatalogue::Base;
+using statscatalogue::Unit;
+
+template <class Value, class... Format>
+void appendConverted(std::string& text, Value value, Format... format) {
+    char digits[64];
+    text.append(digits, std::to_chars(digits, digits + sizeof digits, value, format...).ptr);
+}
+
+constexpr std::array<int64_t, 7> powersOfTen{1, 10, 100, 1000, 10000, 100000, 1000000};
+
+/* Three digits that tell, as "1.23", "12.3", "123", in at most `room` characters. */
+void appendThreeDigits(std::string& text, double value, size_t room) {
+    const double size = std::fabs(value);
+    int decimals = size < 9.995 ? 2 : size < 99.95 ? 1 : 0;
+    const size_t length = 1 + static_cast<size_t>(size >= 9.995) +
+                          static_cast<size_t>(size >= 99.95) + (value < 0 ? 1 : 0);
+    while (decimals > 0 && length + 1 + static_cast<size_t>(decimals) > room) {
+        decimals--;
+    }
+    appendConverted(text, value, std::chars_format::fixed, decimals);
+}
+
+/* Scales by `step` until the number fits, and appends the prefix. */
+void appendPrefixed(std::string& text, double value, double step,
+                    std::span<const std::string_view> prefixes, double limit) {
+    size_t prefix = 0;
+    while (std::fabs(value) >= limit && prefix + 1 < prefixes.size()) {
+        value /= step;
+        prefix++;
+    }
+    appendThreeDigits(text, value, 6 - prefixes[prefix].size());
+    text += prefixes[prefix];
+}
+
+constexpr bool isBytes(Unit unit) {
+    return scaleOf(unit).base == Base::Bytes;
+}
+
+/* Gauges in seconds are ages and settings: a person reads them as times. */
+bool isAge(const Figure& figure) {
+    return figure.unit == Unit::Seconds && !figure.isCounter();
+}
+
+void appendTwoDigits(std::string& text, int64_t value) {
+    text += static_cast<char>('0' + value / 10 % 10);
+    text += static_cast<char>('0' + value % 10);
+}
+
+} // namespace
+
+void appendInteger(std::string& text, int64_t value) {
+    appendConverted(text, value);
+}
+
+void appendInteger(std::string& text, uint64_t value) {
+    appendConverted(text, value);
+}
+
+void appendDecimal(std::string& text, double value, int decimals) {
+    const int64_t scale = powersOfTen[static_cast<size_t>(decimals)];
+    const double scaled = std::fabs(value) * static_cast<double>(scale);
+    if (!(scaled < 1e15)) {
+        appendConverted(text, value, std::chars_format::general, 15);
+        return;
+    }
+    const int64_t rounded = std::llround(scaled);
+    if (value < 0 && rounded != 0) {
+        text += '-';
+    }
+    appendInteger(text, rounded / scale);
+    int64_t rest = rounded % scale;
+    if (rest == 0) {
+        return;
+    }
+    text += '.';
+    for (int64_t digit = scale / 10; rest != 0; digit /= 10) {
+        text += static_cast<char>('0' + rest / digit);
+        rest %= digit;
+    }
+}
+
+void appendFull(std::string& text, Number number) {
+    switch (number.form()) {
+    case Number::Form::Nothing:
+        break;
+    case Number::Form::Signed:
+        appendInteger(text, number.asSigned());
+        break;
+    case Number::Form::Unsigned:
+        appendInteger(text, number.asUnsigned());
+        break;
+    case Number::Form::Decimal:
+        appendDecimal(text, number.asDouble(), std::fabs(number.asDouble()) < 1 ? 6 : 3);
+        break;
+    }
+}
+
+void appendShort(std::string& text, double value) {
+    static constexpr std::array<std::string_view, 7> prefixes{"", "k", "M", "G", "T", "P", "E"};
+    const double size = std::fabs(value);
+    if (size < 9999.95) {
+        appendDecimal(text, value, size < 0.995 ? 2 : value > -999.95 ? 1 : 0);
+    } else if (size < 99999.5 && value == std::floor(value)) {
+        appendDecimal(text, value, 0);
+    } else {
+        appendPrefixed(text, value, 1000, prefixes, 999.5);
+    }
+}
+
+void appendShortBytes(std::string& text, double bytes) {
+    static constexpr std::array<std::string_view, 7> prefixes{"",   "Ki", "Mi", "Gi",
+                                                              "Ti", "Pi", "Ei"};
+    if (std::fabs(bytes) < 1023.5 && bytes == std::floor(bytes)) {
+        appendDecimal(text, bytes, 0);
+    } else {
+        appendPrefixed(text, bytes, 1024, prefixes, 999.5);
+    }
+}
+
+void appendShortSeconds(std::string& text, double seconds) {
+    const auto whole = static_cast<int64_t>(std::fmin(std::fabs(seconds), 1e15));
+    if (seconds < 0) {
+        appendShort(text, seconds);
+    } else if (whole < 60) {
+        appendDecimal(text, seconds, seconds < 10 ? 1 : 0);
+        text += 's';
+    } else if (whole < 3600) {
+        appendInteger(text, whole / 60);
+        text += 'm';
+        appendTwoDigits(text, whole % 60);
+        text += 's';
+    } else if (whole < 86400) {
+        appendInteger(text, whole / 3600);
+        text += 'h';
+        appendTwoDigits(text, whole / 60 % 60);
+        text += 'm';
+    } else if (whole < 100 * 86400) {
+        appendInteger(text, whole / 86400);
+        text += 'd';
+        appendTwoDigits(text, whole / 3600 % 24);
+        text += 'h';
+    } else {
+        appendShort(text, static_cast<double>(whole / 86400)); // NOLINT(bugprone-integer-division)
+        text += 'd';
+    }
+}
+
+void appendShortFigure(std::string& text, const Figure& figure, Number number, bool isRate) {
+    using statscatalogue::Meaning;
+    if (isCode(figure.meaning) || figure.meaning == Meaning::Position) {
+        appendFull(text, number);
+    } else if (isBytes(figure.unit)) {
+        appendShortBytes(text, number.asDouble() * scaleOf(figure.unit).factor);
+    } else if (isAge(figure) && !isRate) {
+        appendShortSeconds(text, number.asDouble());
+    } else {
+        appendShort(text, number.asDouble());
+    }
+}
+
+void appendUnit(std::string& text, const Figure& figure, bool isRate, bool isShort) {
+    if (isShort && isBytes(figure.unit)) {
+        text += 'B';
+    } else if (!isShort || !isAge(figure)) {
+        text += symbolOf(figure.unit);
+    }
+    text += isRate || figure.isPerSecond() ? "/s" : "";
+}
+
+void appendJson(std::string& text, Number number) {
+    constexpr uint64_t exact = 1ULL << 53;
+    if (!number) {
+        text += "null";
+        return;
+    }
+    const bool isString =
+        (number.form() == Number::Form::Unsigned && number.asUnsigned() > exact) ||
+        (number.form() == Number::Form::Signed &&
+         (number.asSigned() > static_cast<int64_t>(exact) ||
+          number.asSigned() < -static_cast<int64_t>(exact)));
+    text += isString ? "\"" : "";
+    appendFull(text, number);
+    text += isString ? "\"" : "";
+}
+
+} // namespace tvsistat

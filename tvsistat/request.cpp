@@ -1,0 +1,801 @@
+#include "request.h"
+
+#include "commandline.h"
+#include "configfile.h"
+#include "printable.h"
+#include "suggestion.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <climits>
+#include <cstdio>
+
+#include <fmt/format.h>
+
+namespace tvsistat {
+namespace {
+
+using samples::Annotations;
+using samples::ExitStatus;
+using samples::Failure;
+using samples::Figure;
+using samples::FigurePattern;
+using samples::Printing;
+using statscatalogue::Kind;
+using statscatalogue::kinds;
+
+constexpr double minInterval = 0.01;
+constexpr double maxInterval = 86400;
+constexpr double maxWait = 1e8;
+
+template <class... Values>
+[[noreturn]] void refuse(fmt::format_string<Values...> format, Values&&... values) {
+    throw UsageError{fmt::format(format, std::forward<Values>(values)...)};
+}
+
+/* ---- words and lists ---- */
+
+bool hasCountForm(std::string_view word) {
+    return !word.empty() && std::ranges::all_of(word, [](char c) { return c >= '0' && c <= '9'; });
+}
+
+/* Seconds from "2", "0.5", "500ms", "1m", "2h"; nothing when the text has another form. */
+std::optional<double> durationFrom(std::string_view text) {
+    double number = 0;
+    const char* end = text.data() + text.size();
+    if (text.empty() || !(hasCountForm(text.substr(0, 1)) || text.front() == '.')) {
+        return std::nullopt;
+    }
+    const auto [rest, error] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
+    if (error != std::errc()) {
+        return std::nullopt;
+    }
+    constexpr std::pair<std::string_view, double> units[] = {
+        {"", 1}, {"s", 1}, {"ms", 0.001}, {"m", 60}, {"h", 3600}};
+    for (const auto& [suffix, seconds] : units) {
+        if (std::string_view(rest, end) == suffix) {
+            return number * seconds;
+        }
+    }
+    return std::nullopt;
+}
+
+double durationWithin(std::string_view what, std::string_view text, double least, double most) {
+    const auto seconds = durationFrom(text);
+    if (!seconds || *seconds < least || *seconds > most) {
+        refuse("{}: '{}' is not a time from {} to {} seconds, as 2, 0.5, 500ms or 1m", what,
+               samples::printable(text), least, most);
+    }
+    return *seconds;
+}
+
+template <class Number>
+Number numberFrom(std::string_view what, std::string_view text, Number least, Number most) {
+    Number number{};
+    const char* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || rest != end || number < least || number > most) {
+        refuse("{}: '{}' is not a number from {} to {}", what, samples::printable(text), least,
+               most);
+    }
+    return number;
+}
+
+std::vector<std::string> commaList(std::string_view what, std::string_view text) {
+    std::vector<std::string> entries;
+    for (size_t begin = 0; begin <= text.size();) {
+        const size_t comma = std::min(text.find(',', begin), text.size());
+        entries.emplace_back(text.substr(begin, comma - begin));
+        begin = comma + 1;
+        if (entries.back().empty()) {
+            refuse("{}: '{}' has an empty entry", what, samples::printable(text));
+        }
+    }
+    return entries;
+}
+
+/* "a, b, c" of the names that `add` is called with. */
+template <class Names> std::string listed(Names&& names) {
+    std::string list;
+    names([&](std::string_view name) {
+        list += list.empty() ? "" : ", ";
+        list += name;
+    });
+    return list;
+}
+
+/* "there is no kind 'voks'; did you mean 'vok'?", or the names there are. */
+[[noreturn]] void refuseName(std::string_view what, std::string_view noun, std::string_view name,
+                             std::span<const std::string_view> suggestions,
+                             const std::string& all) {
+    const std::string_view closest = closestName(name, suggestions);
+    if (!closest.empty()) {
+        refuse("{}: there is no {} '{}'; did you mean '{}'?", what, noun, samples::printable(name),
+               closest);
+    }
+    refuse("{}: there is no {} '{}'; {}", what, noun, samples::printable(name), all);
+}
+
+/* ---- single options ---- */
+
+uint32_t kindBitFrom(std::string_view what, const std::string& name) {
+    const Kind* kind = statscatalogue::kindNamed(name);
+    if (kind != nullptr && (kind->bit & SHRPC_ALL) == 0) {
+        refuse("{}: processes of kind {} cannot be selected", what, kind->shortName);
+    }
+    if (kind != nullptr) {
+        return kind->bit;
+    }
+    std::vector<std::string_view> names;
+    const std::string all = listed([&](auto&& add) {
+        for (const Kind& each : kinds()) {
+            if ((each.bit & SHRPC_ALL) != 0) {
+                names.push_back(each.shortName);
+                names.push_back(each.name);
+                add(each.shortName);
+            }
+        }
+    });
+    refuseName(what, "kind", name, names, "the kinds are " + all);
+}
+
+uint32_t groupBitFrom(std::string_view what, const std::string& name) {
+    if (const auto group = statscatalogue::groupNamed(name)) {
+        return 1U << static_cast<unsigned>(*group);
+    }
+    std::vector<std::string_view> names;
+    const std::string all = listed([&](auto&& add) {
+        for (size_t i = 0; i < statscatalogue::numFieldGroups; i++) {
+            names.push_back(nameOf(static_cast<statscatalogue::Group>(i)));
+            add(names.back());
+        }
+    });
+    refuseName(what, "group", name, names, "the groups are " + all);
+}
+
+/* "commitCount:rate" taken apart. */
+FieldChoice::Exact exactFrom(std::string_view what, const std::string& text) {
+    const size_t colon = text.find(':');
+    if (colon == std::string::npos) {
+        return {text, std::nullopt};
+    }
+    constexpr std::pair<std::string_view, Printing> suffixes[] = {
+        {"rate", Printing::Rate}, {"total", Printing::Total}, {"delta", Printing::Delta}};
+    for (const auto& [suffix, printing] : suffixes) {
+        if (std::string_view(text).substr(colon + 1) == suffix) {
+            return {text.substr(0, colon), printing};
+        }
+    }
+    refuse("{}: '{}' ends with none of :rate, :total and :delta", what, samples::printable(text));
+}
+
+Annotations::UnitOf unitFrom(std::string_view what, const std::string& text) {
+    using statscatalogue::Unit;
+    constexpr std::pair<std::string_view, Unit> units[] = {{"ms", Unit::Milliseconds},
+                                                           {"us", Unit::Microseconds},
+                                                           {"ns", Unit::Nanoseconds},
+                                                           {"s", Unit::Seconds}};
+    const size_t equals = text.rfind('=');
+    for (const auto& [name, unit] : units) {
+        if (equals != std::string::npos && equals > 0 && text.substr(equals + 1) == name) {
+            return {text.substr(0, equals), unit};
+        }
+    }
+    refuse("{}: '{}' is not GLOB=ms, GLOB=us, GLOB=ns or GLOB=s", what, samples::printable(text));
+}
+
+Annotations::LabelOf labelFrom(std::string_view what, const std::string& text) {
+    const size_t equals = text.rfind('=');
+    const std::string label = equals == std::string::npos ? "" : text.substr(equals + 1);
+    const auto isWordCharacter = [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; };
+    if (label.empty() || label.size() > 31 || !std::ranges::all_of(label, isWordCharacter)) {
+        refuse("{}: '{}' is not FIELD[i]=NAME with a name of letters, digits and _", what,
+               samples::printable(text));
+    }
+    for (const Kind& kind : kinds()) {
+        if (!samples::figuresNamed(kind, label, {}).empty() || identityNamed(label)) {
+            refuse("{}: '{}' is a field's name already", what, label);
+        }
+    }
+    return {text.substr(0, equals), label};
+}
+
+Annotations::MeaningOf meaningFrom(std::string_view what, const std::string& text) {
+    using statscatalogue::Meaning;
+    for (const Meaning meaning : {Meaning::Counter, Meaning::Gauge, Meaning::Position}) {
+        const std::string_view name = nameOf(meaning);
+        if (text.starts_with(name) && text.size() > name.size() + 1 && text[name.size()] == ':') {
+            return {text.substr(name.size() + 1), meaning};
+        }
+    }
+    refuse("{}: '{}' is not counter:GLOB, gauge:GLOB or position:GLOB", what,
+           samples::printable(text));
+}
+
+When whenFrom(std::string_view what, const std::string& text) {
+    constexpr std::pair<std::string_view, When> words[] = {
+        {"auto", When::Auto}, {"always", When::Always}, {"never", When::Never}};
+    for (const auto& [word, when] : words) {
+        if (text == word) {
+            return when;
+        }
+    }
+    refuse("{}: '{}' is not auto, always or never", what, samples::printable(text));
+}
+
+/* ---- checks against the catalogue ---- */
+
+/* Calls visit(kind) for each kind that can be selected and is. */
+template <class Visitor> void forEachKind(uint32_t mask, Visitor visit) {
+    for (const Kind& kind : kinds()) {
+        if ((kind.bit & mask & SHRPC_ALL) != 0) {
+            visit(kind);
+        }
+    }
+}
+
+std::vector<std::string_view> figureNames(uint32_t kindMask) {
+    std::vector<std::string_view> names;
+    forEachKind(kindMask, [&](const Kind& kind) {
+        forEachField(kind, [&](const statscatalogue::FieldPlace& place) {
+            names.push_back(place.field->name);
+        });
+    });
+    for (const auto& derived : statscatalogue::derivedFigures()) {
+        if ((derived.kinds & kindMask) != 0) {
+            names.push_back(derived.name);
+        }
+    }
+    return names;
+}
+
+/* Why no chosen kind has a figure of this name. */
+[[noreturn]] void refuseField(std::string_view what, const std::string& name, uint32_t kindMask,
+                              const Annotations& annotations) {
+    const size_t bracket = name.find('[');
+    if (bracket != std::string::npos) {
+        const std::string array = name.substr(0, bracket);
+        forEachKind(kindMask, [&](const Kind& kind) {
+            if (const auto place = findField(kind, array)) {
+                const unsigned count = place->field->count;
+                if (count == 1) {
+                    refuse("{}: '{}' is no array", what, array);
+                }
+                refuse("{}: '{}' has {} elements: {}[0] to {}[{}]", what, array, count, array,
+                       array, count - 1);
+            }
+        });
+    }
+    const std::string owners = listed([&](auto&& add) {
+        forEachKind(SHRPC_ALL, [&](const Kind& kind) {
+            if (!figuresNamed(kind, name, annotations).empty()) {
+                add(kind.shortName);
+            }
+        });
+    });
+    if (!owners.empty()) {
+        refuse("{}: none of the chosen kinds has a field '{}', which is one of: {}", what,
+               samples::printable(name), owners);
+    }
+    refuseName(what, "field", name, figureNames(kindMask),
+               "tvsistat --list-fields shows all names");
+}
+
+/* Refuses a way of printing that makes no sense for the figure. */
+void checkPrinting(std::string_view what, const std::string& name, const Figure& figure,
+                   std::optional<Printing> printing) {
+    if (printing == Printing::Rate && !figure.isCounter() && figure.field != nullptr) {
+        refuse("{}: '{}' is a {}: only counters have a rate", what, name, nameOf(figure.meaning));
+    }
+    if (printing == Printing::Delta && !figure.hasGrowth()) {
+        refuse("{}: '{}' has no difference from one sample to the next", what, name);
+    }
+    if (printing == Printing::Rate && figure.derived != nullptr) {
+        refuse("{}: '{}' is derived: it has no rate of its own", what, name);
+    }
+}
+
+void checkExact(std::string_view what, const FieldChoice::Exact& entry, const Request& request) {
+    if (identityNamed(entry.name)) {
+        if (entry.printing) {
+            refuse("{}: '{}' is no counter", what, entry.name);
+        }
+        return;
+    }
+    bool isKnown = false;
+    forEachKind(request.rows.selection.kinds, [&](const Kind& kind) {
+        for (const Figure& figure : figuresNamed(kind, entry.name, request.annotations)) {
+            checkPrinting(what, entry.name, figure, entry.printing);
+            isKnown = true;
+        }
+    });
+    if (!isKnown) {
+        refuseField(what, entry.name, request.rows.selection.kinds, request.annotations);
+    }
+}
+
+/* Whether any figure of the kinds in the mask meets a condition. */
+template <class Condition>
+bool anyFigure(uint32_t kindMask, const Annotations& annotations, Condition isMet) {
+    for (const Kind& kind : kinds()) {
+        if ((kind.bit & kindMask & SHRPC_ALL) != 0 &&
+            std::ranges::any_of(figuresOf(kind, annotations), isMet)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void checkPattern(std::string_view what, const FigurePattern& pattern, uint32_t kindMask) {
+    if (!anyFigure(kindMask, {}, [&](const Figure& figure) { return pattern.matches(figure); })) {
+        refuse("{}: no field of the chosen kinds matches '{}'; tvsistat --list-fields shows all "
+               "names",
+               what, samples::printable(pattern.text()));
+    }
+}
+
+/* What a person says of a field must be something that the catalogue leaves open. */
+void checkAnnotation(std::string_view what, const std::string& glob, bool isOfUnits) {
+    const FigurePattern pattern(glob);
+    const bool isOpen = anyFigure(SHRPC_ALL, {}, [&](const Figure& figure) {
+        return figure.field != nullptr && pattern.matches(figure) &&
+               (isOfUnits ? figure.field->unit == statscatalogue::Unit::Unknown
+                          : figure.field->isApplications);
+    });
+    if (!isOpen) {
+        refuse("{}: '{}' matches no field {}", what, samples::printable(glob),
+               isOfUnits ? "whose unit is unknown" : "that applications define");
+    }
+}
+
+/* ---- the request ---- */
+
+/* Whether an option of the command line makes one of the configuration file void. */
+bool replaces(const OptionEntry& given, const OptionEntry& configured) {
+    if (configured.family == Family::Knowledge) {
+        return false;
+    }
+    switch (given.family) {
+    case Family::FieldGlobs:
+        return configured.family == Family::FieldList;
+    case Family::FieldList:
+        return configured.family == Family::FieldGlobs || configured.family == Family::FieldList;
+    case Family::None:
+        break;
+    default:
+        return given.family == configured.family;
+    }
+    const bool isOfName = configured.id == OptionId::Glob || configured.id == OptionId::IgnoreCase;
+    return given.id == configured.id || (given.id == OptionId::Name && isOfName) ||
+           (given.id == OptionId::Sort && configured.id == OptionId::Reverse);
+}
+
+/* The options in force: the file's, the used sets', the command line's. */
+std::vector<GivenOption> merged(const CommandLine& line) {
+    Configuration configuration = readConfiguration();
+    if (!configuration.refusal.empty()) {
+        std::fprintf(stderr, "tvsistat: %s is not read: %s\n", configuration.path.c_str(),
+                     configuration.refusal.c_str());
+    }
+    std::vector<GivenOption> options = std::move(configuration.options);
+    for (const GivenOption& given : line.options) {
+        if (given.id != OptionId::Use) {
+            continue;
+        }
+        const auto set = configuration.sets.find(given.value);
+        if (set == configuration.sets.end()) {
+            refuse("--use: {} has no set [{}]",
+                   configuration.path.empty() ? "the configuration file" : configuration.path,
+                   samples::printable(given.value));
+        }
+        options.insert(options.end(), set->second.begin(), set->second.end());
+    }
+    std::erase_if(options, [&](const GivenOption& configured) {
+        return std::ranges::any_of(line.options, [&](const GivenOption& given) {
+            return replaces(entryOf(given.id), entryOf(configured.id));
+        });
+    });
+    options.insert(options.end(), line.options.begin(), line.options.end());
+    return options;
+}
+
+class RequestMaker {
+public:
+    std::variant<Request, Failure> make(int argc, const char* const* argv);
+
+private:
+    bool has(OptionId id) const {
+        return std::ranges::find(options, id, &GivenOption::id) != options.end();
+    }
+    void exclude(OptionId one, OptionId other) const;
+    void checkExclusions() const;
+    void take(const GivenOption& given);
+    void takeList(const GivenOption& given);
+    void takeWords();
+    void takeTimes();
+    void compileNames();
+    void takeOrder();
+    void checkFields() const;
+    void checkTogether() const;
+
+    CommandLine line;
+    std::vector<GivenOption> options;
+    const GivenOption* sort = nullptr;
+    std::vector<const GivenOption*> names;
+    std::optional<Failure> badExpression;
+    Request request;
+};
+
+void RequestMaker::exclude(OptionId one, OptionId other) const {
+    if (has(one) && has(other)) {
+        refuse("--{} and --{} exclude each other", entryOf(one).name, entryOf(other).name);
+    }
+}
+
+void RequestMaker::checkExclusions() const {
+    using enum OptionId;
+    constexpr std::pair<OptionId, OptionId> pairs[] = {
+        {Long, Json},      {Long, Csv},     {Json, Csv},    {Rate, Total},
+        {Rate, Delta},     {Total, Delta},  {Width, Wide},  {Fields, Include},
+        {Fields, Exclude}, {Fields, Group}, {Read, Wait},   {Read, Follow},
+        {Read, Brox},      {Read, Cache},   {Once, Follow}, {Read, Align},
+    };
+    for (const auto& [one, other] : pairs) {
+        exclude(one, other);
+    }
+}
+
+void RequestMaker::takeList(const GivenOption& given) {
+    for (const std::string& entry : commaList(given.where, given.value)) {
+        switch (given.id) {
+        case OptionId::Kind:
+            request.rows.selection.kinds |= kindBitFrom(given.where, entry);
+            break;
+        case OptionId::Session:
+            request.rows.selection.sessions.push_back(numberFrom(given.where, entry, 0, INT_MAX));
+            break;
+        case OptionId::Pid:
+            request.rows.selection.pids.push_back(numberFrom(given.where, entry, 1, INT_MAX));
+            break;
+        case OptionId::Group:
+            request.fields.groups |= groupBitFrom(given.where, entry);
+            break;
+        default:
+            request.fields.exact.push_back(exactFrom(given.where, entry));
+            break;
+        }
+    }
+}
+
+void RequestMaker::take(const GivenOption& given) {
+    const auto& [id, value, where] = given;
+    Layout& layout = request.layout;
+    switch (id) {
+    case OptionId::Brox:
+    case OptionId::Cache:
+        if (value.empty()) {
+            refuse("{}: the name is empty", where);
+        }
+        request.targets.push_back({id == OptionId::Brox, value});
+        break;
+    case OptionId::Read:
+        if (value != "-") {
+            refuse("--read: '{}' cannot be read; '-' stands for standard input",
+                   samples::printable(value));
+        }
+        request.readsInput = true;
+        break;
+    case OptionId::Wait:
+        request.wait = durationWithin(where, value, 0, maxWait);
+        break;
+    case OptionId::Follow:
+        request.follows = true;
+        break;
+    case OptionId::Once:
+        request.isOnce = true;
+        break;
+    case OptionId::Long:
+        request.form = Form::Long;
+        break;
+    case OptionId::Json:
+        request.form = Form::Json;
+        break;
+    case OptionId::Csv:
+        request.form = Form::Csv;
+        break;
+    case OptionId::List:
+        request.action = Action::ListCaches;
+        break;
+    case OptionId::ListFields:
+        request.action = Action::ListFields;
+        break;
+    case OptionId::Kind:
+    case OptionId::Session:
+    case OptionId::Pid:
+    case OptionId::Fields:
+    case OptionId::Group:
+        takeList(given);
+        break;
+    case OptionId::Name:
+        if (value.empty()) {
+            refuse("{}: the expression is empty", where);
+        }
+        names.push_back(&given);
+        break;
+    case OptionId::Include:
+    case OptionId::Exclude:
+        request.fields.filters.push_back({id == OptionId::Include, FigurePattern(value)});
+        break;
+    case OptionId::Sum:
+        request.rows.isSum = true;
+        break;
+    case OptionId::Sort:
+        sort = &given;
+        break;
+    case OptionId::Reverse:
+        request.rows.order.isReversed = true;
+        break;
+    case OptionId::Top:
+        request.rows.most = static_cast<size_t>(numberFrom(where, value, 1, INT_MAX));
+        break;
+    case OptionId::Nonzero:
+        request.isNonzero = true;
+        break;
+    case OptionId::Rate:
+        request.printing = Printing::Rate;
+        break;
+    case OptionId::Total:
+        request.printing = Printing::Total;
+        break;
+    case OptionId::Delta:
+        request.printing = Printing::Delta;
+        break;
+    case OptionId::Width:
+        layout.width = static_cast<size_t>(numberFrom(where, value, 20, 100000));
+        break;
+    case OptionId::Wide:
+        layout.isWide = true;
+        break;
+    case OptionId::NoHeader:
+        layout.hasHeader = false;
+        break;
+    case OptionId::RepeatHeader:
+        layout.headerEvery = static_cast<unsigned>(numberFrom(where, value, 1, INT_MAX));
+        break;
+    case OptionId::Color:
+        layout.color = whenFrom(where, value);
+        break;
+    case OptionId::Timestamp:
+        layout.hasTimestamp = true;
+        break;
+    case OptionId::Utc:
+        layout.isUtc = true;
+        break;
+    case OptionId::Align:
+        request.isAligned = true;
+        break;
+    case OptionId::Unit:
+        request.annotations.units.push_back(unitFrom(where, value));
+        checkAnnotation(where, request.annotations.units.back().glob, true);
+        break;
+    case OptionId::Label:
+        request.annotations.labels.push_back(labelFrom(where, value));
+        checkAnnotation(where, request.annotations.labels.back().name, false);
+        break;
+    case OptionId::As:
+        request.annotations.meanings.push_back(meaningFrom(where, value));
+        checkAnnotation(where, request.annotations.meanings.back().glob, false);
+        break;
+    case OptionId::Glob:
+    case OptionId::IgnoreCase:
+    case OptionId::Use:
+    case OptionId::Check:
+    case OptionId::Help:
+    case OptionId::Version:
+    case OptionId::OptionTable:
+        break;
+    }
+}
+
+/* [CACHE...] [INTERVAL [COUNT]]: a word is INTERVAL or COUNT only as the last one or the last two,
+ * and when it has that form. */
+void RequestMaker::takeWords() {
+    std::span<const std::string> words = line.words;
+    if (request.action == Action::ListFields) {
+        request.fieldGlobs.assign(words.begin(), words.end());
+        return;
+    }
+    const size_t count = words.size();
+    std::string_view intervalWord;
+    if (count >= 2 && hasCountForm(words[count - 1]) && durationFrom(words[count - 2])) {
+        request.count = numberFrom("COUNT", words[count - 1], 1, INT_MAX);
+        intervalWord = words[count - 2];
+        words = words.first(count - 2);
+    } else if (count >= 1 && durationFrom(words[count - 1])) {
+        intervalWord = words[count - 1];
+        words = words.first(count - 1);
+    }
+    if (!intervalWord.empty()) {
+        request.interval = durationWithin("INTERVAL", intervalWord, minInterval, maxInterval);
+    }
+    for (const std::string& word : words) {
+        if (word.empty()) {
+            refuse("the name of a cache is empty");
+        }
+        const size_t host = word.rfind('!');
+        const bool isLocation =
+            word.find('~', host == std::string::npos ? 0 : host) != std::string::npos;
+        if (word == "all") {
+            request.takesAll = true;
+        } else {
+            request.targets.push_back({!isLocation, word});
+        }
+    }
+}
+
+/* What follows from what was given, and from what wasn't. */
+void RequestMaker::takeTimes() {
+    if (request.isOnce) {
+        if (request.count > 1) {
+            refuse("--once and a COUNT of {} exclude each other", request.count);
+        }
+        request.count = 1;
+    } else if (!request.interval && !request.readsInput) {
+        request.count = 1;
+    }
+    std::vector<Target> once;
+    for (Target& target : request.targets) {
+        if (std::ranges::find(once, target) == once.end()) {
+            once.push_back(std::move(target));
+        }
+    }
+    request.targets = std::move(once);
+    request.takesAll = request.takesAll || (request.targets.empty() && !request.readsInput);
+}
+
+void RequestMaker::compileNames() {
+    const bool ignoresCase = has(OptionId::IgnoreCase);
+    const bool isGlob = has(OptionId::Glob);
+    if (names.empty() && (ignoresCase || isGlob)) {
+        refuse("--{} needs --name", ignoresCase ? "ignore-case" : "glob");
+    }
+    for (const GivenOption* given : names) {
+        if (isGlob) {
+            request.rows.selection.names.push_back(
+                samples::NamePattern::glob(given->value, ignoresCase));
+            continue;
+        }
+        std::string problem;
+        auto pattern = samples::NamePattern::expression(given->value, ignoresCase, problem);
+        if (!problem.empty()) {
+            badExpression =
+                Failure{ExitStatus::BadExpression,
+                        fmt::format("{}: the regular expression '{}' does not compile: "
+                                    "{}",
+                                    given->where, samples::printable(given->value), problem)};
+            return;
+        }
+        request.rows.selection.names.push_back(std::move(pattern));
+    }
+}
+
+void RequestMaker::takeOrder() {
+    if (sort == nullptr) {
+        return;
+    }
+    constexpr std::pair<std::string_view, samples::SortIdentity> identities[] = {
+        {"index", samples::SortIdentity::Index},
+        {"pid", samples::SortIdentity::Pid},
+        {"session", samples::SortIdentity::Session},
+        {"name", samples::SortIdentity::Name},
+        {"state", samples::SortIdentity::State}};
+    for (const auto& [name, identity] : identities) {
+        if (sort->value == name) {
+            request.rows.order.key = identity;
+            return;
+        }
+    }
+    const FieldChoice::Exact entry = exactFrom(sort->where, sort->value);
+    if (identityNamed(entry.name)) {
+        refuse("{}: processes cannot be sorted by {}", sort->where, entry.name);
+    }
+    checkExact(sort->where, entry, request);
+    samples::SortFigure key;
+    key.printing = entry.printing;
+    forEachKind(SHRPC_ALL, [&](const Kind& kind) {
+        const auto figures = figuresNamed(kind, entry.name, request.annotations);
+        if (figures.size() > 1) {
+            refuse("{}: '{}' has {} elements: choose one, as {}[0]", sort->where, entry.name,
+                   figures.size(), entry.name);
+        }
+        if (figures.size() == 1) {
+            key.byKind[static_cast<size_t>(kind.index)] = figures[0];
+        }
+    });
+    request.rows.order.key = std::move(key);
+}
+
+void RequestMaker::checkFields() const {
+    for (const GivenOption& given : options) {
+        if (given.id == OptionId::Fields) {
+            for (const std::string& entry : commaList(given.where, given.value)) {
+                checkExact(given.where, exactFrom(given.where, entry), request);
+            }
+        } else if (given.id == OptionId::Include || given.id == OptionId::Exclude) {
+            checkPattern(given.where, FigurePattern(given.value), request.rows.selection.kinds);
+        }
+    }
+    for (const std::string& glob : request.fieldGlobs) {
+        checkPattern("--list-fields", FigurePattern(glob), request.rows.selection.kinds);
+    }
+}
+
+void RequestMaker::checkTogether() const {
+    if (request.readsInput && (!request.targets.empty() || request.takesAll)) {
+        refuse("--read stands in place of caches: leave out '{}'",
+               request.takesAll ? "all" : samples::printable(request.targets[0].name));
+    }
+    if (request.follows && !request.interval) {
+        refuse("--follow needs an INTERVAL");
+    }
+    if (request.isAligned && !request.interval) {
+        refuse("--align needs an INTERVAL");
+    }
+    if (request.action == Action::ListCaches && !line.words.empty()) {
+        refuse("--list lists every cache: leave out '{}'", samples::printable(line.words[0]));
+    }
+    const bool isListing =
+        request.action == Action::ListCaches || request.action == Action::ListFields;
+    if (isListing && request.form != Form::Report && request.form != Form::Json) {
+        refuse("lists are printed as text or with --json");
+    }
+}
+
+std::variant<Request, Failure> RequestMaker::make(int argc, const char* const* argv) {
+    line = parseWords(argc, argv);
+    constexpr std::pair<OptionId, Action> texts[] = {{OptionId::Help, Action::Help},
+                                                     {OptionId::Version, Action::Version},
+                                                     {OptionId::OptionTable, Action::OptionTable}};
+    for (const auto& [id, action] : texts) {
+        if (line.has(id)) {
+            request.action = action;
+            return std::move(request);
+        }
+    }
+    options = merged(line);
+    checkExclusions();
+    request.rows.selection.kinds = has(OptionId::Kind) ? 0 : SHRPC_ALL;
+    for (const GivenOption& given : options) {
+        take(given);
+    }
+    takeWords();
+    checkTogether();
+    takeTimes();
+    checkFields();
+    takeOrder();
+    compileNames();
+    if (badExpression) {
+        return *badExpression;
+    }
+    if (line.has(OptionId::Check)) {
+        request.action = Action::Check;
+    }
+    return std::move(request);
+}
+
+} // namespace
+
+std::string Target::title() const {
+    return (isBrox ? "Brox " : "cache ") + samples::printable(name);
+}
+
+std::variant<Request, Failure> requestFrom(int argc, const char* const* argv) {
+    try {
+        return RequestMaker().make(argc, argv);
+    } catch (const UsageError& error) {
+        return Failure{ExitStatus::Usage, error.sentence + " (see tvsistat --help)"};
+    }
+}
+
+} // namespace tvsistat

@@ -1,0 +1,75 @@
+/* What the command line and the configuration file ask for. */
+#ifndef REQUEST_H
+#define REQUEST_H
+
+#include "columns.h"
+#include "exitstatus.h"
+#include "figure.h"
+#include "rowmaker.h"
+#include "selection.h"
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace tvsistat {
+
+enum class Action : uint8_t { Report, ListCaches, ListFields, Check, Help, Version, OptionTable };
+
+/* The form in which samples, caches and fields are printed. */
+enum class Form : uint8_t { Report, Long, Json, Csv };
+
+enum class When : uint8_t { Auto, Always, Never };
+
+/* A cache to watch: by the name of its Brox or by its location. */
+struct Target {
+    bool isBrox;
+    std::string name;
+
+    /* "Brox prod", "cache prod~1f2e", harmless on a terminal. */
+    std::string title() const;
+    bool operator==(const Target&) const = default;
+};
+
+struct Layout {
+    std::optional<size_t> width; /* nothing: the terminal's, or none */
+    bool isWide = false;
+    bool hasHeader = true;
+    unsigned headerEvery = 1; /* reports */
+    When color = When::Auto;
+    bool hasTimestamp = false;
+    bool isUtc = false;
+};
+
+struct Request {
+    Action action = Action::Report;
+    Form form = Form::Report;
+
+    std::vector<Target> targets;
+    bool takesAll = false;          /* every cache of the host, besides the targets */
+    bool readsInput = false;        /* a stream from standard input instead */
+    std::optional<double> interval; /* seconds */
+    int count = 0;                  /* samples to show; 0: until interrupted */
+    bool isOnce = false;            /* the one report is made at the end of the interval */
+    std::optional<double> wait;     /* seconds; 0: for ever */
+    bool follows = false;
+    bool isAligned = false;
+
+    samples::RowChoice rows;
+    bool isNonzero = false;
+    std::optional<samples::Printing> printing; /* nothing: totals first, rates from then on */
+    FieldChoice fields;
+    samples::Annotations annotations;
+    Layout layout;
+
+    std::vector<std::string> fieldGlobs; /* for Action::ListFields */
+};
+
+/* The request, or what is wrong: a usage failure, or a regular expression that doesn't compile.
+ * Reads the configuration file. */
+std::variant<Request, samples::Failure> requestFrom(int argc, const char* const* argv);
+
+} // namespace tvsistat
+
+#endif

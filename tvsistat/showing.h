@@ -1,0 +1,47 @@
+/* Makes the reports of one cache: chooses what of a sample is shown, and hands it to the view. */
+#ifndef SHOWING_H
+#define SHOWING_H
+
+#include "history.h"
+#include "view.h"
+
+#include <string>
+#include <vector>
+
+namespace tvsistat {
+
+/* One for each cache. */
+class Showing {
+public:
+    /* References must outlive it. */
+    Showing(const Request& asked, View& shownBy) : request(asked), view(shownBy) {}
+
+    void begin(const samples::StreamHeader& header);
+    const samples::StreamHeader& header() const { return attached; }
+
+    /* Takes a sample without showing it: a baseline for the next one. */
+    void take(samples::Sample sample) { history.add(std::move(sample)); }
+
+    /* Appends the report on the sample that was taken last. */
+    void append(std::string& text);
+
+    unsigned numReports() const { return reports; }
+    /* Whether any process was ever selected. */
+    bool hasMatched() const { return matched; }
+
+private:
+    void findWarnings(std::span<const samples::Process> processes);
+
+    const Request& request;
+    View& view;
+    samples::StreamHeader attached;
+    samples::History history;
+    samples::RowMaker maker;
+    std::vector<std::string> warnings;
+    unsigned reports = 0;
+    bool matched = false;
+};
+
+} // namespace tvsistat
+
+#endif

@@ -1,0 +1,83 @@
+/* The forms in which samples are printed. A view turns what is shown into text and knows nothing of
+ * where it comes from or goes to. */
+#ifndef VIEW_H
+#define VIEW_H
+
+#include "exitstatus.h"
+#include "request.h"
+#include "rowmaker.h"
+#include "sample.h"
+
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace tvsistat {
+
+/* A sample, and what of it is shown. */
+struct Shown {
+    const samples::StreamHeader& header;
+    const samples::Sample& sample;
+    samples::Moment moment;
+    samples::Printing printing; /* of counters, where a column doesn't say */
+    std::span<const samples::Row> rows;
+    std::span<const std::string> warnings; /* sentences: what makes the figures doubtful */
+};
+
+/* Something that happened to a cache. */
+struct Event {
+    enum class Kind : uint8_t {
+        Gone,  /* the cache was lost */
+        Back,  /* it, or one of its name, was attached again, or has appeared */
+        Ended, /* a stream that was read has come to its end */
+        Notice /* the library has printed something */
+    };
+    Kind kind;
+    const samples::StreamHeader& header;
+    samples::Times times;
+    samples::ExitStatus status; /* of Gone */
+    std::string_view sentence;
+};
+
+class View {
+public:
+    virtual ~View() = default;
+    virtual void appendSample(std::string& text, const Shown& shown) = 0;
+    virtual void appendEvent(std::string& text, const Event& event) = 0;
+    /* False for a kind that has none of the fields that the user asked for. */
+    virtual bool shows(const statscatalogue::Kind* kind) = 0;
+    /* False for a row that shows nothing but zeros. */
+    virtual bool showsAny(const samples::Row& row, const samples::Moment& moment,
+                          samples::Printing printing) = 0;
+};
+
+/* Lets an event be known in the request's form: in the view's text where that has a place for it,
+ * on standard error otherwise. That a stream has ended is only of interest to programs. */
+void announce(const Request& request, View& view, std::string& text, const Event& event);
+
+/* What a view needs to know of its surroundings. */
+struct Surroundings {
+    bool isTerminal = false;
+    bool takesColor = false;
+    bool hasSeveralCaches = false;
+};
+
+/* The view for the request's form. The request must outlive it. */
+std::unique_ptr<View> makeView(const Request& request, const Surroundings& surroundings);
+
+/* The surroundings of this process. */
+Surroundings findSurroundings(const Request& request, bool hasSeveralCaches);
+
+/* The columns of the terminal that standard output is, read anew; 80 when it doesn't say. */
+size_t terminalWidth();
+
+/* "prod~1f2e", or what is known of the cache, harmless on a terminal. */
+std::string cacheTitle(const samples::StreamHeader& header);
+
+/* "DEAD", "ZOMBIE", "STOPPED", "alive", "unknown". */
+std::string_view loudName(samples::ProcessState state);
+
+} // namespace tvsistat
+
+#endif

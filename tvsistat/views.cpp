@@ -1,0 +1,55 @@
+/* Makes the view that a request asks for, and leads events to where they are seen. */
+#include "csvtable.h"
+#include "jsonlines.h"
+#include "longlist.h"
+#include "output.h"
+#include "printable.h"
+#include "report.h"
+
+namespace tvsistat {
+
+std::unique_ptr<View> makeView(const Request& request, const Surroundings& surroundings) {
+    switch (request.form) {
+    case Form::Long:
+        return std::make_unique<LongList>(request, surroundings);
+    case Form::Json:
+        return std::make_unique<JsonLines>(request, surroundings);
+    case Form::Csv:
+        return std::make_unique<CsvTable>(request, surroundings);
+    case Form::Report:
+        break;
+    }
+    return std::make_unique<Report>(request, surroundings);
+}
+
+Surroundings findSurroundings(const Request& request, bool hasSeveralCaches) {
+    const When color = request.layout.color;
+    return {outputIsTerminal(),
+            color == When::Always || (color == When::Auto && outputTakesEscapes()),
+            hasSeveralCaches};
+}
+
+void announce(const Request& request, View& view, std::string& text, const Event& event) {
+    if (request.form == Form::Json) {
+        view.appendEvent(text, event);
+        return;
+    }
+    switch (event.kind) {
+    case Event::Kind::Notice:
+        complain("the library says: " + samples::printable(event.sentence.substr(
+                                            0, event.sentence.find_last_not_of('\n') + 1)));
+        break;
+    case Event::Kind::Gone:
+    case Event::Kind::Back:
+        if (request.form == Form::Csv) {
+            complain(event.sentence);
+        } else {
+            view.appendEvent(text, event);
+        }
+        break;
+    case Event::Kind::Ended:
+        break;
+    }
+}
+
+} // namespace tvsistat
