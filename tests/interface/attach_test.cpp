@@ -8,15 +8,16 @@
 #include "attachcall.h"
 #include "faults.h"
 #include "hostmutex.h"
-#include "process.h"
+#include "hostprocess.h"
 #include "processstate.h"
 #include "queries.h"
 #include "testcache.h"
 #include "tvsihandle.h"
 
-namespace {
-
+using namespace testing;
 using namespace testsupport;
+
+namespace {
 
 constexpr std::uint32_t libraryLevel = 0x79B315DA;
 TvsiResultSType record;
@@ -37,56 +38,17 @@ TEST(BeforeInit, EveryFunctionRefusesAndTouchesNothing) {
               TVSI_ERR_NO_INIT);
     EXPECT_EQ(TvsiDetachSharedCache(), TVSI_ERR_NO_INIT);
     EXPECT_EQ(TvsiCacheIsAlive(), 1);
-    EXPECT_EQ(count, 7);
-    EXPECT_EQ(std::memcmp(&record, &before, sizeof record), 0);
+    EXPECT_EQ(std::memcmp(&record, &before, sizeof record) + count, 7);
     EXPECT_STREQ(message, "kept");
-}
-
-TEST(BeforeInit, AttachGivesAsMuchOfTheReasonAsFits) {
+    EXPECT_EQ(TvsiAttachSharedCache(nullptr, nullptr, 0), TVSI_ERR_NO_INIT);
     for (const auto& function : {attach, attachForBrox}) {
-        EXPECT_EQ(function("prod", roomySize),
-                  (Answer{TVSI_ERR_NO_INIT, "Illegal Tvsi call prior to calling TvsiInit()"}));
-        EXPECT_EQ(function("prod", 20), (Answer{TVSI_ERR_NO_INIT, "Illegal Tvsi call p"}));
-        EXPECT_EQ(function("prod", 1), (Answer{TVSI_ERR_NO_INIT, ""}));
+        const std::string reason = "Illegal Tvsi call prior to calling TvsiInit()";
+        for (const std::size_t size : {roomySize, 20UL, 1UL}) {
+            EXPECT_EQ(function("prod", size),
+                      (Answer{TVSI_ERR_NO_INIT, reason.substr(0, size - 1)}));
+        }
         EXPECT_EQ(function("prod", 0), (Answer{TVSI_ERR_NO_INIT, "(untouched)"}));
     }
-    EXPECT_EQ(TvsiAttachSharedCache(nullptr, nullptr, 0), TVSI_ERR_NO_INIT);
-}
-
-TEST(Arguments, ANullPointerIsRefusedBeforeAnythingElse) {
-    const std::function<int()> calls[] = {
-        [] { return TvsiAttachSharedCache("prod~1", nullptr, 9); },
-        [] { return TvsiAttachSharedCacheForBrox("prod", nullptr, 9); },
-        [] { return TvsiStatsForProcessId(1, nullptr); },
-        [] { return TvsiStatsForVokSessionId(1, nullptr); },
-        [] { return TvsiStatsForPgsvrSessionId(1, nullptr); },
-        [] { return TvsiStatsForVokSessionWithName(nullptr, &record); },
-        [] { return TvsiStatsForVokSessionWithName("Vok", nullptr); },
-        [] { return TvsiStatsForBrox(nullptr); },
-        [] { return TvsiStatsForShrPcMon(nullptr); },
-        [] { return TvsiFetchMaxProcessesInCache(nullptr); },
-        [] { return TvsiAllStatsForMask(1, nullptr, &count); },
-        [] { return TvsiAllStatsForMask(1, &record, nullptr); },
-        [] { return TvsiAllVokStatsForVokKindRange(0, 1, &record, nullptr); },
-        [] { return TvsiAllVokStatsForVokKindRange(0, 1, nullptr, nullptr); },
-        [] { return TvsiAllVokStatsForRegexName("x", 0, &record, nullptr, nullptr, 9); },
-        [] { return TvsiAllVokStatsForRegexName(nullptr, 0, &record, &count, nullptr, 9); },
-    };
-    const TestCache cache;
-    TvsiInit();
-    for (const bool isAttached : {false, true}) {
-        ASSERT_TRUE(!isAttached || attach(cache.name()) == success);
-        for (const auto& call : calls) {
-            count = 1;
-            EXPECT_EQ(call(), TVSI_ERR_BAD_ARG) << "call " << &call - calls;
-        }
-        for (const auto& function : {TvsiAttachSharedCache, TvsiAttachSharedCacheForBrox}) {
-            EXPECT_EQ(callWithBuffer(9, std::bind_front(function, nullptr)),
-                      (Answer{TVSI_ERR_BAD_ARG, ""}));
-        }
-    }
-    EXPECT_EQ(TvsiCacheIsAlive(), 1);
-    TvsiDetachSharedCache();
 }
 
 using MutexInit = int(pthread_mutex_t*, const pthread_mutexattr_t*);
@@ -111,94 +73,135 @@ TEST(Init, ACallDuringTheInitialisationIsRefused) {
     EXPECT_EQ(TvsiStatsForBrox(&record), TVSI_ERR_CACHE_NOT_ATTACHED);
 }
 
-TEST(Attach, TheSameCacheTwiceAndAnotherCacheAreRefused) {
+/* An initialised library and a cache. */
+struct Attach : Test {
+    Attach() { TvsiInit(); }
+    std::size_t attachedBy() const { return attachments(cache.segment().id()); }
     TestCache cache;
+};
+using Detach = Attach;
+
+TEST_F(Attach, ANullPointerIsRefusedBeforeAnythingElse) {
+    const std::function<int()> calls[] = {
+        [] { return TvsiAttachSharedCache("prod~1", nullptr, 9); },
+        [] { return TvsiAttachSharedCacheForBrox("prod", nullptr, 9); },
+        [] { return TvsiStatsForProcessId(1, nullptr); },
+        [] { return TvsiStatsForVokSessionId(1, nullptr); },
+        [] { return TvsiStatsForPgsvrSessionId(1, nullptr); },
+        [] { return TvsiStatsForVokSessionWithName(nullptr, &record); },
+        [] { return TvsiStatsForVokSessionWithName("Vok", nullptr); },
+        [] { return TvsiStatsForBrox(nullptr); },
+        [] { return TvsiStatsForShrPcMon(nullptr); },
+        [] { return TvsiFetchMaxProcessesInCache(nullptr); },
+        [] { return TvsiAllStatsForMask(1, nullptr, &count); },
+        [] { return TvsiAllStatsForMask(1, &record, nullptr); },
+        [] { return TvsiAllVokStatsForVokKindRange(0, 1, &record, nullptr); },
+        [] { return TvsiAllVokStatsForVokKindRange(0, 1, nullptr, nullptr); },
+        [] { return TvsiAllVokStatsForRegexName("x", 0, &record, nullptr, nullptr, 9); },
+        [] { return TvsiAllVokStatsForRegexName(nullptr, 0, &record, &count, nullptr, 9); },
+    };
+    for (const bool isAttached : {false, true}) {
+        ASSERT_TRUE(!isAttached || attach(cache.name()) == success);
+        for (const auto& call : calls) {
+            count = 1;
+            EXPECT_EQ(call(), TVSI_ERR_BAD_ARG) << "call " << &call - calls;
+        }
+        for (const auto& function : {TvsiAttachSharedCache, TvsiAttachSharedCacheForBrox}) {
+            EXPECT_EQ(callWithBuffer(9, std::bind_front(function, nullptr)),
+                      (Answer{TVSI_ERR_BAD_ARG, ""}));
+        }
+    }
+    EXPECT_EQ(TvsiCacheIsAlive(), 1);
+    TvsiDetachSharedCache();
+}
+
+TEST_F(Attach, FailsWithTheTextOfTheFirstObstacleAsFarAsItFits) {
+    standin::CacheSegment newer(standin::SegmentGeometry(), 0600);
+    newer.header().compatibilityLevel = 0xF9B315DA;
+    cache.recordCache("newer~1f2e", newer.key());
+    cache.recordCache("stale~1f2e", cache.segment().key(), 0x3FFFFFFF);
+    cache.recordCache("keyless~1f2e", 0);
     cache.recordCache("other~1f2e", cache.segment().key());
     cache.registry().writeRecord("tcp!host!prod", standin::broxRecord(getpid()));
-    TvsiInit();
-    ASSERT_EQ(attachForBrox("prod"), success);
-    const Answer already{TVSI_ERR_CACHE_ALREADY_ATTACHED,
-                         "Shared cache prod~1f2e is already attached"};
-    EXPECT_EQ(attach("prod~1f2e"), already);
-    EXPECT_EQ(attachForBrox("prod"), already);
-    EXPECT_EQ(attachForBrox("tcp!host!prod"), already) << "a record of that name leads there, too";
-    for (const char* name : {"other~1f2e", "prod~1f2", "PROD~1f2e"}) {
-        EXPECT_EQ(attach(name),
-                  (Answer{TVSI_ERR_NO_MORE_HANDLES, "No more shared cache handles available"}));
+    const std::string file = cache.registry().recordFile("gone~1f2e");
+    const std::string already = "Shared cache prod~1f2e is already attached";
+    const std::string noMore = "No more shared cache handles available";
+    const struct {
+        decltype(attach)* call;
+        const char* name;
+        int status;
+        std::string text;
+    } cases[] = {
+        {attachForBrox, "nobody", TVSI_ERR_CACHE_NOT_FOUND,
+         "Brox named 'nobody' not found on this host"},
+        {attachForBrox, "!tcp@host#x!nobody", TVSI_ERR_CACHE_NOT_FOUND,
+         "Brox named '!tcp@host#x!nobody' not found on this host"},
+        {attach, "gone~1f2e", TVSI_ERR_CACHE_ATTACH_FAILED,
+         "file not found: " + file + " errno = -1"},
+        {attach, "stale~1f2e", TVSI_ERR_CACHE_ATTACH_FAILED,
+         "Error reading lock file for shared cache 'stale~1f2e'\n"},
+        {attach, "keyless~1f2e", TVSI_ERR_CACHE_ATTACH_FAILED, ""},
+        {attach, "newer~1f2e", TVSI_ERR_CACHE_WRONG_VERSION,
+         "\n   Incompatible shared cache.  The shared cache monitor and this process\n"
+         "   are from different versions of Talvex.\n"
+         "     shrpcmonitor process compatibility level = f9b315da\n"
+         "     This process' shared cache compatibility level = 79b315da.\n"},
+        {attach, "prod~1f2e", TVSI_SUCCESS, ""},
+        {attach, "prod~1f2e", TVSI_ERR_CACHE_ALREADY_ATTACHED, already},
+        {attachForBrox, "prod", TVSI_ERR_CACHE_ALREADY_ATTACHED, already},
+        {attachForBrox, "tcp!host!prod", TVSI_ERR_CACHE_ALREADY_ATTACHED, already},
+        {attach, "other~1f2e", TVSI_ERR_NO_MORE_HANDLES, noMore},
+        {attach, "prod~1f2", TVSI_ERR_NO_MORE_HANDLES, noMore},
+        {attach, "PROD~1f2e", TVSI_ERR_NO_MORE_HANDLES, noMore},
+    };
+    for (const std::size_t size : {roomySize, 20UL, 1UL, 0UL}) {
+        for (const auto& row : cases) {
+            EXPECT_EQ(row.call(row.name, size),
+                      (Answer{row.status, row.text.substr(0, std::max(size, 1UL) - 1)}));
+            if (TvsiCacheIsAlive() == 0) {
+                TvsiDetachSharedCache(); /* nothing of the failure may stick */
+            }
+        }
+        TvsiInit(); /* changes nothing */
+        EXPECT_EQ(attachedBy(), 2U);
+        EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
+        EXPECT_EQ(attachments(newer.id()), 1U);
     }
-    TvsiInit(); /* changes nothing */
-    EXPECT_EQ(TvsiStatsForBrox(&record), TVSI_SUCCESS);
-    EXPECT_EQ(attachments(cache.segment().id()), 2u);
-    EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
     EXPECT_EQ(attach("other~1f2e"), success);
     EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
 }
 
-TEST(Attach, FailsWithTheTextOfTheFirstObstacle) {
-    TestCache cache;
-    cache.recordCache("stale~1f2e", cache.segment().key(), 0x3FFFFFFF);
-    cache.recordCache("keyless~1f2e", 0);
-    TvsiInit();
-    EXPECT_EQ(attachForBrox("nobody"),
-              (Answer{TVSI_ERR_CACHE_NOT_FOUND, "Brox named 'nobody' not found on this host"}));
-    EXPECT_EQ(attachForBrox("!tcp@host#x!nobody"),
-              (Answer{TVSI_ERR_CACHE_NOT_FOUND,
-                      "Brox named '!tcp@host#x!nobody' not found on this host"}));
-    const std::string file = (cache.directory() / "locks" / "gone~1f2e..LCK").string();
-    EXPECT_EQ(attach("gone~1f2e"),
-              (Answer{TVSI_ERR_CACHE_ATTACH_FAILED, "file not found: " + file + " errno = -1"}));
-    EXPECT_EQ(attach("stale~1f2e"),
-              (Answer{TVSI_ERR_CACHE_ATTACH_FAILED,
-                      "Error reading lock file for shared cache 'stale~1f2e'\n"}));
-    EXPECT_EQ(attach("keyless~1f2e"), (Answer{TVSI_ERR_CACHE_ATTACH_FAILED, ""}));
-    EXPECT_EQ(TvsiCacheIsAlive(), 0);
-}
-
-TEST(Attach, AnotherVersionIsToldAndSticksUntilTheConnectionIsReset) {
-    const TestCache cache;
-    TvsiInit();
-    const std::pair<std::uint32_t, std::string> cases[] = {
-        {libraryLevel ^ 1, "79b315db"}, {0xF9B315DA, "f9b315da"}, {0, "0"}, {10, "a"}};
-    for (const auto& [level, printed] : cases) {
+TEST_F(Attach, AnotherVersionSticksUntilTheConnectionIsReset) {
+    for (const std::uint32_t level : {libraryLevel ^ 1, 0U}) {
         cache.header().compatibilityLevel = level;
-        const Answer expected{
-            TVSI_ERR_CACHE_WRONG_VERSION,
-            "\n   Incompatible shared cache.  The shared cache monitor and this process\n"
-            "   are from different versions of Talvex.\n"
-            "     shrpcmonitor process compatibility level = " +
-                printed + "\n     This process' shared cache compatibility level = 79b315da.\n"};
-        EXPECT_EQ(attach(cache.name()), expected);
-        EXPECT_EQ(attach(cache.name()), expected) << "the second time";
-        EXPECT_EQ(attachments(cache.segment().id()), 1u);
-    }
-    for (const auto& reset :
-         {+[] { return TvsiDetachSharedCache(); }, +[] { return TvsiStatsForBrox(&record); }}) {
+        for (const auto& reset :
+             {+[] { return TvsiDetachSharedCache(); }, +[] { return TvsiStatsForBrox(&record); }}) {
+            ASSERT_EQ(attach(cache.name()).status, TVSI_ERR_CACHE_WRONG_VERSION);
+            EXPECT_EQ(attachedBy(), 1U);
+            EXPECT_EQ(attach("gone~1f2e").status, TVSI_ERR_CACHE_WRONG_VERSION);
+            EXPECT_EQ(reset(), TVSI_ERR_CACHE_NOT_ATTACHED);
+            EXPECT_EQ(attach("gone~1f2e").status, TVSI_ERR_CACHE_ATTACH_FAILED);
+        }
         ASSERT_EQ(attach(cache.name()).status, TVSI_ERR_CACHE_WRONG_VERSION);
-        EXPECT_EQ(attach("gone~1f2e").status, TVSI_ERR_CACHE_WRONG_VERSION);
-        EXPECT_EQ(reset(), TVSI_ERR_CACHE_NOT_ATTACHED);
-        EXPECT_EQ(attach("gone~1f2e").status, TVSI_ERR_CACHE_ATTACH_FAILED);
+        cache.header().compatibilityLevel = libraryLevel;
+        ASSERT_EQ(attach(cache.name()), success) << "needs no reset";
+        EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
     }
-    ASSERT_EQ(attach(cache.name()).status, TVSI_ERR_CACHE_WRONG_VERSION);
-    cache.header().compatibilityLevel = libraryLevel;
-    ASSERT_EQ(attach(cache.name()), success) << "needs no reset";
-    EXPECT_EQ(attachments(cache.segment().id()), 2u);
-    EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
 }
 
-TEST(Attach, WaitsTwoSecondsForACacheToGetReady) {
-    const TestCache cache({.initDone = false});
-    TvsiInit();
+TEST_F(Attach, WaitsTwoSecondsForACacheToGetReady) {
+    cache.segment().setInitDone(false);
     const std::string timeOut =
         "[ERROR]: Time out after 2 seconds waiting for cache initialization to complete.  "
         "Monitor died?";
-    for (const std::size_t size : {roomySize, std::size_t{20}, std::size_t{1}}) {
+    for (const std::size_t size : {roomySize, 20UL}) {
         const auto start = std::chrono::steady_clock::now();
         const std::string text = timeOut.substr(0, size - 1);
-        testing::internal::CaptureStdout();
+        internal::CaptureStdout();
         EXPECT_EQ(attach(cache.name(), size), (Answer{TVSI_ERR_CACHE_ATTACH_FAILED, text}));
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), text + "\n");
+        EXPECT_EQ(internal::GetCapturedStdout(), text + "\n");
         EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1950));
-        EXPECT_EQ(attachments(cache.segment().id()), 1u);
+        EXPECT_EQ(attachedBy(), 1U);
     }
     const std::jthread monitor([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(700));
@@ -208,29 +211,7 @@ TEST(Attach, WaitsTwoSecondsForACacheToGetReady) {
     TvsiDetachSharedCache();
 }
 
-TEST(Attach, NoOutcomeWritesBeyondTheBufferItWasGiven) {
-    TestCache cache;
-    cache.recordCache("keyless~1f2e", 0);
-    TvsiInit();
-    for (const std::size_t size : {0UL, 1UL}) {
-        EXPECT_EQ(attach("gone~1f2e", size), (Answer{TVSI_ERR_CACHE_ATTACH_FAILED, ""}));
-        EXPECT_EQ(attach("keyless~1f2e", size), (Answer{TVSI_ERR_CACHE_ATTACH_FAILED, ""}));
-        EXPECT_EQ(attachForBrox("gone", size), (Answer{TVSI_ERR_CACHE_NOT_FOUND, ""}));
-        cache.header().compatibilityLevel = 1;
-        EXPECT_EQ(attach(cache.name(), size), (Answer{TVSI_ERR_CACHE_WRONG_VERSION, ""}));
-        cache.header().compatibilityLevel = libraryLevel;
-        EXPECT_EQ(attach(cache.name(), size), success);
-        EXPECT_EQ(attach(cache.name(), size), (Answer{TVSI_ERR_CACHE_ALREADY_ATTACHED, ""}));
-        EXPECT_EQ(attach("x", size), (Answer{TVSI_ERR_NO_MORE_HANDLES, ""}));
-        EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
-    }
-    EXPECT_EQ(attach("gone~1f2e", 10).text, "file not ");
-    EXPECT_EQ(attachForBrox("nobody", 12).text, "Brox named ");
-}
-
-TEST(Detach, EndsTheAttachmentOnceAndLeavesTheProcessAsItWas) {
-    const TestCache cache;
-    TvsiInit();
+TEST_F(Detach, EndsTheAttachmentOnceAndLeavesTheProcessAsItWas) {
     ProcessState afterFirst;
     for (int round = 0; round < 10; ++round) {
         EXPECT_EQ(TvsiDetachSharedCache(), TVSI_ERR_CACHE_NOT_ATTACHED);
@@ -256,10 +237,8 @@ TEST(Detach, EndsTheAttachmentOnceAndLeavesTheProcessAsItWas) {
 }
 
 /* The handle by itself, without the watcher. */
-class Handle : public testing::Test {
-protected:
-    void SetUp() override { manager.init(); }
-
+struct Handle : Test {
+    Handle() { manager.init(); }
     TestCache cache;
     SharedCacheHandleMgrSType manager;
     SharedCacheHandleSType& handle = *manager.firstCache();
@@ -299,6 +278,12 @@ TEST_F(Handle, KnowsTheMonitorAndTheNameWhileItIsAttached) {
     EXPECT_EQ(handle.SharedPageCache._disconnectLine, 0);
 }
 
+TEST_F(Handle, WithoutAWatcherIsRecycledWithoutAJoin) {
+    handle.status = SPC_ACTIVE;
+    EXPECT_EQ(manager.recycleHandle(&handle), TVSI_ERR_CACHE_NOT_ATTACHED);
+    EXPECT_EQ(callCount("pthread_join"), 0);
+}
+
 TEST_F(Handle, ALockHolderUnlocksOnce) {
     SharedCacheLockHolder holder(&handle);
     EXPECT_TRUE(handle.isLocked);
@@ -310,16 +295,14 @@ TEST_F(Handle, ALockHolderUnlocksOnce) {
 }
 
 TEST_F(Handle, AStateThatNoQueryMayMeetEndsTheProcess) {
-    setenv("TX_CORE_TIME_OUT", "1", 1);
     for (const int impossible : {int{SPC_ATTACHED}, 4}) {
         handle.status = impossible;
-        const Outcome outcome = inChild([&] {
+        const Outcome outcome = inNovember([&] {
             SharedCacheLockHolder holder(&handle);
             handle.checkCacheStatus(&holder);
         });
         EXPECT_EQ(outcome.status, 1);
-        EXPECT_THAT(outcome.err,
-                    testing::ContainsRegex("UTL_GUARANTEE failed, File tvsi line [0-9]+\n"));
+        EXPECT_THAT(outcome.err, ContainsRegex("UTL_GUARANTEE failed, File tvsi line [0-9]+\n"));
     }
 }
 

@@ -1,9 +1,8 @@
-/* Segments and registry files with any contents: refused with a text or served, never followed. */
+/* Segments with any contents: refused with a text or served, never followed. */
 #include <gmock/gmock.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/shm.h>
-#include <sys/stat.h>
 #include <vector>
 
 #include "attachcall.h"
@@ -173,27 +172,4 @@ TEST_F(HostileSegmentTest, NumProcessesMayChangeWhileQueriesRun) {
     for (int i = 0; i < 3000 * queryCount; ++i) {
         ASSERT_THAT(anyQuery(i, 2), testing::AnyOf(TVSI_SUCCESS, TVSI_ERR_NOT_FOUND)) << i;
     }
-}
-
-TEST_F(HostileSegmentTest, NothingInTheRegistryBlocksOrIsReadWithoutEnd) {
-    const std::string file = cache.registry().recordFile("odd~1");
-    const std::pair<std::function<int()>, std::string> cases[] = {
-        {[&] { return mkfifo(file.c_str(), 0600); },
-         "Error reading lock file for shared cache 'odd~1'\n"},
-        {[&] { return mkdir(file.c_str(), 0700); },
-         "read of 52 bytes failed on file " + file + " failed with EISDIR Is a directory"},
-        {[&] { return symlink("/dev/zero", file.c_str()); },
-         "shmget(-1, 0, 1312) failed with ENOENT No such file or directory"},
-        {[&] { return symlink(file.c_str(), file.c_str()); },
-         "file not found: " + file + " errno = -1"},
-    };
-    for (const auto& [make, expected] : cases) {
-        ASSERT_EQ(make(), 0);
-        EXPECT_EQ(attach("odd~1"), TVSI_ERR_CACHE_ATTACH_FAILED);
-        EXPECT_EQ(text, expected);
-        std::filesystem::remove(file);
-    }
-    std::filesystem::remove(cache.registry().hostIdFile());
-    ASSERT_EQ(mkfifo(cache.registry().hostIdFile().c_str(), 0600), 0);
-    EXPECT_EQ(attach(cache.name()), TVSI_SUCCESS) << "the record alone says where the cache is";
 }

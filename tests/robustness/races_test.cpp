@@ -1,9 +1,7 @@
-/* Many threads at once, a segment that changes under them, and watchers at the wrong moment. */
+/* Many threads at once, and a segment that changes under them. */
 #include <barrier>
 #include <gmock/gmock.h>
-#include <poll.h>
 #include <random>
-#include <semaphore>
 #include <thread>
 
 #include "attachcall.h"
@@ -150,52 +148,4 @@ TEST(FirstCalls, ProcessWideValuesAreTheSameForAllThatAskFirst) {
     });
     EXPECT_THAT(answers[0], testing::StartsWith(cache.directory().string() + "/ 7982 02.01. "));
     EXPECT_THAT(answers, testing::Each(answers[0]));
-}
-
-TEST_F(Races, AWatcherThatStartsTooLateIsJoinedAndTouchesNothing) {
-    const ProcessState before = stateAfterFirstThread();
-    static std::binary_semaphore mayStart(0);
-    static std::function<void*()> start;
-    {
-        /* The watcher's thread is created, and held up until the attach waits for its end. */
-        const ScopedOverride<decltype(pthread_create)> late(
-            "pthread_create", [](auto* id, auto* attributes, auto main, void* argument) {
-                start = [=] { return main(argument); };
-                const auto heldUp = [](void*) {
-                    mayStart.acquire();
-                    return start();
-                };
-                return pthread_create(id, attributes, heldUp, nullptr);
-            });
-        const ScopedOverride<decltype(pthread_join)> join("pthread_join", [](auto id, auto result) {
-            mayStart.release();
-            return pthread_join(id, result);
-        });
-        const ScopedOverride<decltype(poll)> shortWait(
-            "poll", [](auto* fds, auto count, int) { return poll(fds, count, 1); });
-        EXPECT_EQ(attach(cache.name()),
-                  (Answer{TVSI_ERR_WATCHER_THREAD_FAILED, "Unable to start cache watcher thread"}));
-    }
-    expectNothingLeft(before);
-    ASSERT_EQ(attach(cache.name()), success);
-    EXPECT_EQ(TvsiDetachSharedCache(), TVSI_SUCCESS);
-}
-
-TEST_F(Races, AWatcherThatFindsTheCacheDeadAtOnceHasStarted) {
-    const ProcessState before = stateAfterFirstThread();
-    for (int round = 0; round < 100; ++round) {
-        const bool isSlotFree = round % 2 == 0; /* or the monitor's process is gone */
-        cache.entry(1).inUse = !isSlotFree;
-        cache.entry(0).stats.processId = isSlotFree ? getpid() : 0x3FFFFFFF;
-        ASSERT_EQ(attach(cache.name()), success);
-        usleep(round % 3 == 0 ? 2000 : 0); /* for the other order of watcher and query */
-        int status = TVSI_ERR_NOT_FOUND;
-        for (int i = 0; i < 5000 && status == TVSI_ERR_NOT_FOUND; ++i) {
-            status = anyQuery(1);
-            usleep(1000);
-        }
-        ASSERT_EQ(status, TVSI_ERR_CACHE_CONNECTION_SEVERED);
-        ASSERT_EQ(anyQuery(1), TVSI_ERR_CACHE_NOT_ATTACHED);
-    }
-    expectNothingLeft(before);
 }
