@@ -50,6 +50,9 @@ TEST(Mutex, FailuresEndTheProcessAndNameTheirPlace) {
         {"pthread_mutex_unlock", EPERM, [](Mutex* m) { _hostmutexUnlock(m, 456, "hostshr"); },
          "hostmutex line 95",
          "HostMutexError: op=hostmutexUnlock rc=1 errno=7 at line 456 in hostshr\n"},
+        {"pthread_mutex_unlock", EPERM, [](Mutex* m) { HostMutexHolder(m, "netinfolocal", 789); },
+         "hostmutex line 95",
+         "HostMutexError: op=hostmutexUnlock rc=1 errno=7 at line 789 in netinfolocal\n"},
         {"sigaction", EINVAL, [](Mutex*) { UnixIoSigaction(SIGCHLD, nullptr, nullptr); },
          "unixiomt line 342", "sigaction failed for sig 17 with errno 22\n"}};
     testsupport::forEachRow(cases, [&](const auto& function, const auto& error, const auto& call,
