@@ -387,7 +387,7 @@ TEST(HostAddress, IsAskedForByTheHostsNameAndWrittenShort) {
     }
     for (const auto& [address, text] : testsupport::pairs(R"(
             ::ffff:192.0.2.7=192.0.2.7  ::192.0.2.7=::c000:207  2001:0DB8::00A0=2001:db8::a0
-            ::=::  fe80::=fe80::  1:0:2:3:4:5:6:7=1:0:2:3:4:5:6:7  1:0:0:2:0:0:0:3=1:0:0:2::3
+            ::=::  ::a=::a  fe80::=fe80::  1:0:2:3:4:5:6:7=1:0:2:3:4:5:6:7  1:0:0:2:0:0:0:3=1:0:0:2::3
             1:0:0:2:3:0:0:4=1::2:3:0:0:4
             abcd:ef01:2345:6789:abcd:ef01:2345:6789=abcd:ef01:2345:6789:abcd:ef01:2345:6789)")) {
         EXPECT_EQ(addressOf("db", 0, 0, address.c_str()), in + text + ", 0 pauses");
