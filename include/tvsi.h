@@ -17,19 +17,42 @@
  * they stood at the copy: the server may be writing one at that moment, so that it may mix values
  * from before and after an update.
  *
- * When the server dies. A thread of the library looks at the cache once a second. When
- * the cache monitor or the Brox has left, the segment is unmapped; the queries under way,
- * or else the next one, answer TVSI_ERR_CACHE_CONNECTION_SEVERED, and from then on queries
- * answer TVSI_ERR_CACHE_NOT_ATTACHED until the next attach. A query that finds the cache
- * dead may wait up to about one second for that thread.
+ * Alive. A cache counts as alive as long as slots 0 and 1 of its process table are in use and
+ * the cache monitor's process id exists, which a thread of the library asks once a second. So a
+ * monitor that was killed counts as alive for up to a second, and for as long as its parent has
+ * not collected it; a Brox that died without giving its slot back is not noticed, nor a server
+ * that hangs.
+ *
+ * When the server dies. That thread unmaps the segment; the queries under way, or else the next
+ * one, answer TVSI_ERR_CACHE_CONNECTION_SEVERED, and from then on queries answer
+ * TVSI_ERR_CACHE_NOT_ATTACHED until the next attach. A query that finds the cache dead may wait up
+ * to about one second for that thread.
  *
  * Threads. Queries may be made from any number of threads at once; they take turns. The
  * caller must not let TvsiAttachSharedCache(), TvsiAttachSharedCacheForBrox() or
  * TvsiDetachSharedCache() overlap with each other or with a query: the library does not
- * guard against it. A child of fork() must not use an attachment of its parent.
+ * guard against it. A query that meets a half-done attach ends the process like any broken
+ * invariant (below); attaches that overlap may map a segment twice or forget one.
  *
- * Broken invariants end the process with a report on standard error: a mutex that cannot
- * be locked, or, in the attach, a segment of the right version and sizes in which a lock
+ * Cancellation. A thread that is cancelled inside a function, by the deferred type, ends at its
+ * first cancellation point after the function's return; nothing stays locked. Nothing holds for the
+ * asynchronous type. No function may be called in a signal handler.
+ *
+ * fork(). The child has no thread that watches its parent's attachment: it does not learn that the
+ * monitor has died, its detach does not unmap the segment, and a mutex that another thread held
+ * stays locked in it. It must not use an attachment that was made before the fork.
+ *
+ * Stack. An attach needs 80 KiB, any other call 32 KiB; measured were 74 and 26, the C library's
+ * part included. An expression needs 0.7 KiB more for each level of parentheses beyond 20.
+ *
+ * Memory. The segment is mapped for reading and writing although nothing is written, so its
+ * permissions must let this user do both. Loading the library changes the process: it unblocks all
+ * signals of the loading thread, raises the soft limits of CPU time, data and file size, takes the
+ * environment's locale over and sets TX_LOGIN_NAME; see docs/operations.md.
+ *
+ * Broken invariants end the process with a report on standard error and a wait for a debugger, 60
+ * seconds unless TX_CORE_TIME_OUT says otherwise: a mutex that cannot be locked, a query that
+ * overlaps an attach, or, in the attach, a segment of the right version and sizes in which a lock
  * record of the server has another name than it must have.
  */
 #ifndef TVSI_H
@@ -135,8 +158,9 @@ int TvsiStatsForShrPcMon(TvsiResultSType* stats);
 
 /*
  * Stores in `*result` the number of slots of the cache's process table, used or not: the
- * largest number of records that any query can return. Stores -1 on any failure but
- * TVSI_ERR_NO_INIT and TVSI_ERR_BAD_ARG.
+ * largest number of records that a query can return before the server enlarges the table. Less
+ * than 2 when the server gives the table up at that moment; the next query tells. Stores -1 on any
+ * failure but TVSI_ERR_NO_INIT and TVSI_ERR_BAD_ARG.
  *
  * Returns TVSI_SUCCESS, TVSI_ERR_NO_INIT, TVSI_ERR_BAD_ARG, TVSI_ERR_CACHE_NOT_ATTACHED or
  * TVSI_ERR_CACHE_CONNECTION_SEVERED. Any thread.
@@ -154,8 +178,8 @@ int TvsiCacheIsAlive(void);
  * The queries for many processes fill the caller's array `result` in slot order. On entry
  * `*resultSize` is the array's capacity in records, 1 or more; on TVSI_SUCCESS it is the
  * number of records written. Matches that do not fit are left out without notice:
- * TvsiFetchMaxProcessesInCache() gives a capacity that always suffices. On any other status
- * neither is changed.
+ * TvsiFetchMaxProcessesInCache() gives a capacity that suffices until the server enlarges its
+ * table. On any other status neither is changed.
  */
 
 /*

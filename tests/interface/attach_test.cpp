@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstring>
 #include <gmock/gmock.h>
+#include <pthread.h>
 #include <thread>
 
 #include "attachcall.h"
@@ -234,6 +235,49 @@ TEST_F(Detach, EndsTheAttachmentOnceAndLeavesTheProcessAsItWas) {
     }
     EXPECT_EQ(TvsiFetchMaxProcessesInCache(&count), TVSI_ERR_CACHE_NOT_ATTACHED);
     EXPECT_EQ(count, -1);
+}
+
+/* Makes a call in a thread with that little stack; too little ends the process. */
+int callOnStackOf(std::size_t kibibytes, const std::function<int()>& call) {
+    struct Result {
+        const std::function<int()>& call;
+        int status = -1;
+    } result{call};
+    const auto run = [](void* argument) -> void* {
+        auto* thread = static_cast<Result*>(argument);
+        thread->status = thread->call();
+        return nullptr;
+    };
+    pthread_attr_t attributes;
+    pthread_t id{};
+    pthread_attr_init(&attributes);
+    EXPECT_EQ(pthread_attr_setstacksize(&attributes, kibibytes << 10), 0);
+    EXPECT_EQ(pthread_create(&id, &attributes, run, &result), 0);
+    pthread_join(id, nullptr);
+    return result.status;
+}
+
+TEST(Stack, IsEnoughWhenItIsAsLargeAsPromised) {
+#if !defined(__OPTIMIZE__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "for builds that people use";
+#endif
+    TestCache cache;
+    cache.registry().removeRecord(cache.broxName()); /* so that the directory is scanned */
+    cache.occupy(2, SHRPC_VOK, "Session2");
+    TvsiInit();
+    char text[64];
+    const auto attachByBrox = [&] {
+        return TvsiAttachSharedCacheForBrox("prod", text, sizeof text);
+    };
+    EXPECT_EQ(callOnStackOf(80, attachByBrox), TVSI_SUCCESS) << text;
+    for (int query = 0; query < queryCount; ++query) {
+        EXPECT_THAT(callOnStackOf(32, [query] { return anyQuery(query); }),
+                    testing::AnyOf(TVSI_SUCCESS, TVSI_ERR_NOT_FOUND));
+    }
+    EXPECT_EQ(callOnStackOf(32, TvsiDetachSharedCache), TVSI_SUCCESS);
+    EXPECT_EQ(callOnStackOf(80, attachByBrox), TVSI_SUCCESS) << text;
+    cache.segment().release(1);
+    EXPECT_EQ(callOnStackOf(32, [] { return anyQuery(0); }), TVSI_ERR_CACHE_CONNECTION_SEVERED);
 }
 
 /* The handle by itself, without the watcher. */
