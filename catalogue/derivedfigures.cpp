@@ -200,10 +200,10 @@ std::string formulaOf(const DerivedFigure& figure) {
     return text;
 }
 
-std::span<const std::string_view> defaultColumns(const Kind& kind) {
+std::span<const Name> defaultColumns(const Kind& kind) {
     for (const tables::DefaultColumns& row : defaultsTable) {
         if ((row.kinds & kind.bit) != 0) {
-            return std::span<const std::string_view>(row.names).first(row.size());
+            return std::span<const Name>(row.names).first(row.size());
         }
     }
     return {};

@@ -175,7 +175,7 @@ inline constexpr auto headlineTable = std::to_array<DerivedFigure>({
 /* The default columns of the kinds of a mask. */
 struct DefaultColumns {
     uint32_t kinds;
-    std::array<std::string_view, 6> names; /* empty behind the last */
+    std::array<Name, 6> names; /* empty behind the last */
 
     constexpr size_t size() const {
         size_t number = 0;

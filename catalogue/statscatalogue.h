@@ -19,6 +19,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iosfwd>
 #include <optional>
 #include <span>
 #include <string>
@@ -119,17 +120,60 @@ enum class Group : uint8_t {
 };
 inline constexpr size_t numFieldGroups = 12;
 
+/* A short constant text that lies where it stands, without a pointer: nothing of the tables has to
+ * be relocated when a program starts. Stands for a std::string_view of itself. */
+template <size_t capacity> class FixedText {
+public:
+    constexpr FixedText() = default;
+    /* A longer text does not compile. */
+    constexpr FixedText(std::string_view from) : length_(static_cast<uint8_t>(from.size())) {
+        for (size_t i = 0; i < from.size(); i++) {
+            text_.at(i) = from[i];
+        }
+    }
+    template <size_t size>
+    constexpr FixedText(const char (&from)[size]) : FixedText(std::string_view(from)) {}
+
+    constexpr std::string_view view() const { return {text_.data(), length_}; }
+    constexpr operator std::string_view() const { return view(); }
+
+    constexpr bool empty() const { return length_ == 0; }
+    constexpr size_t size() const { return length_; }
+
+private:
+    uint8_t length_ = 0;
+    std::array<char, capacity> text_{};
+};
+
+template <size_t capacity>
+constexpr bool operator==(const FixedText<capacity>& one, std::string_view other) {
+    return one.view() == other;
+}
+template <size_t oneCapacity, size_t otherCapacity>
+constexpr bool operator==(const FixedText<oneCapacity>& one,
+                          const FixedText<otherCapacity>& other) {
+    return one.view() == other.view();
+}
+template <class Traits, size_t capacity>
+std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& stream,
+                                             const FixedText<capacity>& text) {
+    return stream << text.view();
+}
+
 inline constexpr size_t maxTitle = 8;
-inline constexpr size_t maxSentence = 80;
+inline constexpr size_t maxSentence = 70;
+using Name = FixedText<39>;
+using Title = FixedText<maxTitle>;
+using Sentence = FixedText<maxSentence>;
 
 struct Field {
-    std::string_view name;
-    std::string_view title;    /* for a narrow column: at most maxTitle letters, an array's with
+    Name name;
+    Title title;       /* for a narrow column: at most maxTitle letters, an array's with
                                   room for its index ("ses[47]"); unique in the records of a kind,
                                   but for other cases of letters */
-    std::string_view sentence; /* what the value is; lower case, no full stop */
-    uint16_t offset;           /* bytes from the start of its block */
-    uint16_t count;            /* elements: 1, or the length of an array */
+    Sentence sentence; /* what the value is; lower case, no full stop */
+    uint16_t offset;   /* bytes from the start of its block */
+    uint16_t count;    /* elements: 1, or the length of an array */
     FieldType type;
     Meaning meaning;
     Unit unit;
@@ -140,26 +184,26 @@ struct Field {
 
 /* A block's fields in the order of their offsets, without a gap. */
 struct Block {
-    std::string_view typeName; /* its structure in shrpcstats.h */
-    uint16_t size;             /* bytes; 0 for a block without fields */
+    Name typeName; /* its structure in shrpcstats.h */
+    uint16_t size; /* bytes; 0 for a block without fields */
     std::span<const Field> fields;
 };
 
 /* A block in the record of a kind. */
 struct BlockPlace {
     Block block;
-    uint16_t recordOffset;   /* bytes from the start of TvsiResultSType */
-    std::string_view member; /* as in shrpcstats.h: "cmn", "u.vok", "uTimeStats.brox" */
+    uint16_t recordOffset; /* bytes from the start of TvsiResultSType */
+    Name member;           /* as in shrpcstats.h: "cmn", "u.vok", "uTimeStats.brox" */
 };
 
 inline constexpr size_t maxBlocksOfKind = 5;
 
 struct Kind {
-    std::string_view name;      /* "SHRPC_VOK" */
-    std::string_view shortName; /* "vok": lower case, as users type it */
-    std::string_view title;     /* "Vok session, main thread" */
-    int index;                  /* SHRPC_VOK_IDX */
-    uint32_t bit;               /* SHRPC_VOK: what statType holds */
+    Name name;      /* "SHRPC_VOK" */
+    Name shortName; /* "vok": lower case, as users type it */
+    Name title;     /* "Vok session, main thread" */
+    int index;      /* SHRPC_VOK_IDX */
+    uint32_t bit;   /* SHRPC_VOK: what statType holds */
     std::array<BlockPlace, maxBlocksOfKind> places;
     size_t numPlaces;
 
@@ -283,7 +327,7 @@ constexpr std::optional<FieldPlace> findField(const Kind& kind, std::string_view
 
 /* The columns that a database administrator looks at first, at most six: names of fields of the
  * kind. */
-std::span<const std::string_view> defaultColumns(const Kind& kind);
+std::span<const Name> defaultColumns(const Kind& kind);
 
 /* How a term of a formula takes its field. */
 enum class Reading : uint8_t {
@@ -293,7 +337,7 @@ enum class Reading : uint8_t {
 };
 
 struct Term {
-    std::string_view field; /* empty behind the last term */
+    Name field; /* empty behind the last term */
     Reading reading;
     int8_t sign; /* 1 or -1 */
 };
@@ -305,9 +349,9 @@ using Terms = std::array<Term, maxTerms>;
  * of its terms. Without a denominator it is scale * numerator. Nothing when a term has nothing
  * or the denominator is 0. */
 struct DerivedFigure {
-    std::string_view name;
-    std::string_view title; /* as a field's; unique among fields and figures of a kind */
-    std::string_view sentence;
+    Name name;
+    Title title; /* as a field's; unique among fields and figures of a kind */
+    Sentence sentence;
     Group group;
     Unit unit;
     Aggregation aggregation; /* Sum of a quotient does not exist: its terms are summed instead */

@@ -88,7 +88,7 @@ bool movesByItself(const Kind& kind, const Field& field) {
     if (field.meaning != Meaning::Gauge && !onlyGrows(field)) {
         return false;
     }
-    return !field.name.starts_with(agePrefix) && !isCountedByAnEvent(kind.bit, field.name) &&
+    return !field.name.view().starts_with(agePrefix) && !isCountedByAnEvent(kind.bit, field.name) &&
            !isKeptByCensus(kind.bit, field.name);
 }
 

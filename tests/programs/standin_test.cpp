@@ -54,7 +54,8 @@ TEST(Standin, CountersOnlyGrowGaugesMoveBothWaysAndAgesAgreeWithTimeStamps) {
                     fallen.insert(field.meaning);
                 }
                 if (field.meaning == Meaning::EventTime) { // "timeLast..."
-                    const std::string age = "secondsSince" + std::string(field.name.substr(8));
+                    const std::string age =
+                        "secondsSince" + std::string(field.name.view().substr(8));
                     EXPECT_EQ(valueOf(stats, kind.bit, age), now - value) << age;
                 }
             }

@@ -168,7 +168,8 @@ TEST(Catalogue, AFieldOfSeveralKindsSaysTheSameInEach) {
             EXPECT_EQ(field.aggregation, same.aggregation) << field.name;
             EXPECT_EQ(field.group, same.group) << field.name;
             EXPECT_EQ(field.title, same.title) << field.name;
-            EXPECT_EQ(field.isApplications, field.name.ends_with("essionStats")) << field.name;
+            EXPECT_EQ(field.isApplications, field.name.view().ends_with("essionStats"))
+                << field.name;
             groups.insert(field.group);
         }
     }
