@@ -35,7 +35,8 @@ enum class Reports { minusOne, minusOneWhenDone, zero, asResult };
 
 struct Fault {
     int error, from, end;
-    pthread_t thread; /* 0: any */
+    CallsOf calls;
+    pthread_t arming; /* the thread that armed it */
     int seen = 0, hits = 0;
 };
 
@@ -71,8 +72,12 @@ bool isUnderTest(const void* address) {
 /* The error that the call made at that address is to fail with, or 0. */
 int faultOf(Entry& entry, const void* caller) {
     Fault& fault = entry.fault;
-    if (isInOverride || !load(entry.hasFault) || !isUnderTest(caller) ||
-        (fault.thread != 0 && fault.thread != pthread_self())) {
+    if (isInOverride || !load(entry.hasFault) || !isUnderTest(caller)) {
+        return 0;
+    }
+    const CallsOf own =
+        fault.arming == pthread_self() ? CallsOf::thisThread : CallsOf::otherThreads;
+    if (fault.calls != CallsOf::allThreads && fault.calls != own) {
         return 0;
     }
     const int call = __atomic_add_fetch(&fault.seen, 1, __ATOMIC_SEQ_CST);
@@ -264,7 +269,7 @@ int indexOf(const std::string& name) {
 ScopedFault::ScopedFault(const std::string& function, int error, int from, int count, CallsOf calls)
     : index_(indexOf(function)) {
     Entry& entry = *entries[index_];
-    entry.fault = {error, from, from + count, calls == CallsOf::thisThread ? pthread_self() : 0};
+    entry.fault = {error, from, from + count, calls, pthread_self()};
     store(entry.hasFault, true);
 }
 

@@ -22,7 +22,7 @@
 namespace testsupport {
 
 /* Which calls a fault looks at. */
-enum class CallsOf { allThreads, thisThread };
+enum class CallsOf { allThreads, thisThread, otherThreads };
 
 /* In its scope, the calls number `from` to `from` + `count` - 1 of the function fail with `error`
    (an EAI_ code for getaddrinfo, a REG_ code for regcomp) in the function's own way. */

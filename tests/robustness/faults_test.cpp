@@ -1,4 +1,5 @@
 /* Every call into the C library fails once: the documented status and text, and nothing is left. */
+#include <atomic>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <netdb.h>
@@ -16,6 +17,7 @@
 #include "processstate.h"
 #include "queries.h"
 #include "require.h"
+#include "runningprogram.h"
 #include "testcache.h"
 
 using namespace testsupport;
@@ -23,9 +25,13 @@ using testing::HasSubstr;
 
 namespace {
 
+/* How often other threads than the first have slept: the watcher. */
+std::atomic<int> watcherSleeps;
+
 /* In its scope no sleep takes more than a few milliseconds, and no name server is asked. */
 struct ShortWaits {
     ScopedOverride<decltype(poll)> shortPoll{"poll", [](auto* fds, auto count, int timeout) {
+                                                 watcherSleeps += getpid() != gettid();
                                                  return poll(fds, count, std::min(timeout, 2));
                                              }};
     ScopedOverride<decltype(nanosleep)> noSleep{"nanosleep", [](auto*, auto*) { return 0; }};
@@ -33,6 +39,22 @@ struct ShortWaits {
         "getaddrinfo", [](auto*, auto* service, auto* hints, auto** results) {
             return getaddrinfo("127.0.0.1", service, hints, results);
         }};
+};
+
+/* A call that is to fail once. */
+struct FailingCall {
+    CallsOf calls;
+    std::string function;
+    int nth, error;
+
+    bool isWatchers() const { return calls == CallsOf::otherThreads; }
+    /* A broken invariant: the library ends the process. */
+    bool endsProcess() const {
+        return function.starts_with("pthread_mutex") || function.ends_with("rlimit") ||
+               function == "sigaction";
+    }
+    /* The watcher finds no monitor. */
+    bool endsCache() const { return isWatchers() && function == "kill" && error != EPERM; }
 };
 
 /* In a child: the call that fails, as long as one is to fail, and whether it has. */
@@ -47,7 +69,8 @@ void disarm() {
 }
 
 /* A whole life of an attachment: all functions of the interface, with statuses that fit. */
-void useInterface(const TestCache& cache, const std::string& failing, int error) {
+void useInterface(const TestCache& cache, const FailingCall& failing) {
+    const std::size_t attachmentsBefore = attachments(cache.segment().id());
     const Answer attached = attachForBrox(cache.broxName());
     const bool isAttached = attached.status == TVSI_SUCCESS;
     const std::set<int> documented = {TVSI_SUCCESS, TVSI_ERR_CACHE_ATTACH_FAILED,
@@ -58,26 +81,38 @@ void useInterface(const TestCache& cache, const std::string& failing, int error)
     const std::set<std::string> decisive = {"kill",   "open",    "opendir", "pthread_create",
                                             "read",   "readdir", "shmat",   "shmctl",
                                             "shmget", "stat64",  "strdup"};
-    require(isAttached || (decisive.contains(failing) && error != EINTR), "the attach gives up");
+    require(isAttached || (decisive.contains(failing.function) && failing.error != EINTR),
+            "the attach gives up");
+    bool isAlive = isAttached;
+    if (failing.isWatchers()) {
+        eventually([] { return armed->hits() != 0 || watcherSleeps >= 4; });
+        isAlive = armed->hits() == 0 || !failing.endsCache();
+        require(isAlive || eventually([&] {
+                    return attachments(cache.segment().id()) == attachmentsBefore;
+                }),
+                "the watcher does not detach");
+    }
     for (int i = 0; i < queryCount; ++i) {
         const int status = anyQuery(i);
-        const bool fits = isAttached ? status == TVSI_SUCCESS || status == TVSI_ERR_NOT_FOUND
-                                     : status == TVSI_ERR_CACHE_NOT_ATTACHED;
-        require(fits || (status == TVSI_ERR_BAD_REGEX && failing.starts_with("reg")),
+        const int dead =
+            isAttached && i == 0 ? TVSI_ERR_CACHE_CONNECTION_SEVERED : TVSI_ERR_CACHE_NOT_ATTACHED;
+        const bool fits =
+            isAlive ? status == TVSI_SUCCESS || status == TVSI_ERR_NOT_FOUND : status == dead;
+        require(fits || (status == TVSI_ERR_BAD_REGEX && failing.function.starts_with("reg")),
                 "query " + std::to_string(i) + " answers " + std::to_string(status));
     }
     const int detached = TvsiDetachSharedCache();
-    require(detached == (isAttached ? TVSI_SUCCESS : TVSI_ERR_CACHE_NOT_ATTACHED) ||
-                failing == "pthread_join",
+    require(detached == (isAlive ? TVSI_SUCCESS : TVSI_ERR_CACHE_NOT_ATTACHED) ||
+                failing.function == "pthread_join",
             "detach answers " + std::to_string(detached));
 }
 
-/* In a child: fails one call of this thread, then looks for traces. */
-void failNthCall(const TestCache& cache, const std::string& function, int nth, int error) {
+/* In a child: makes the call fail, then looks for traces. */
+void failCall(const TestCache& cache, const FailingCall& failing) {
     const ShortWaits waits;
     const ProcessState before = stateAfterFirstThread();
-    armed.emplace(function, error, nth, 1, CallsOf::thisThread);
-    useInterface(cache, function, error);
+    armed.emplace(failing.function, failing.error, failing.nth, 1, failing.calls);
+    useInterface(cache, failing);
     disarm();
     TvsiDetachSharedCache();
     const ProcessState after = processStateSince(before);
@@ -90,28 +125,49 @@ void failNthCall(const TestCache& cache, const std::string& function, int nth, i
     }
 }
 
-/* A failure is a broken invariant: the library ends the process. */
-bool endsProcess(const std::string& function) {
-    return function.starts_with("pthread_mutex") || function.ends_with("rlimit") ||
-           function == "sigaction";
-}
-
 /* Runs that in a child. Whether the call was made, and so failed. */
-bool failsInChild(const TestCache& cache, const std::string& function, int nth, int error) {
-    SCOPED_TRACE(testing::Message() << function << " call " << nth << " error " << error);
+bool failsInChild(const TestCache& cache, const FailingCall& failing) {
+    SCOPED_TRACE(testing::Message()
+                 << failing.function << " call " << failing.nth << " error " << failing.error
+                 << (failing.isWatchers() ? " of the watcher" : ""));
     const auto body = [&] {
         atexit([] { /* also on the way out of the fatal path */
                     disarm();
                     fprintf(stderr, "hits %d", hits);
         });
-        failNthCall(cache, function, nth, error);
+        failCall(cache, failing);
     };
     const Outcome outcome = inChild(body, 60);
     const bool isHit = outcome.err.ends_with("hits 1");
-    const bool ends = isHit && endsProcess(function);
+    const bool ends = isHit && failing.endsProcess();
     EXPECT_EQ(outcome.status, ends ? 1 : 0) << "signal " << outcome.signal << outcome.err;
     EXPECT_THAT(outcome.err, HasSubstr(ends ? "HostCallDebugger: invoked at: " : ""));
     return isHit;
+}
+
+/* Each call of these threads fails once with each of its errors. The functions that they call. */
+std::set<std::string> sweep(const TestCache& cache, CallsOf calls) {
+    /* How often these are called depends on how soon the watcher runs, and on how long. */
+    const std::set<std::string> repeated = {"clock_gettime", "kill", "poll", "sched_yield"};
+    std::set<std::string> reached;
+    int executions = 0;
+    for (const auto& [function, errors] : interposedCalls()) {
+        const bool isBounded =
+            repeated.contains(function) && (calls == CallsOf::otherThreads || function != "kill");
+        bool isMade = true;
+        for (int nth = 1; isMade && nth < (isBounded ? 4 : 200) && !testing::Test::HasFailure();
+             ++nth) {
+            isMade = std::ranges::all_of(errors, [&](int error) {
+                ++executions;
+                return failsInChild(cache, {calls, function, nth, error});
+            });
+            if (isMade) {
+                reached.insert(function);
+            }
+        }
+    }
+    printf("%d executions, %zu functions made to fail\n", executions, reached.size());
+    return reached;
 }
 
 struct Faults : testing::Test {
@@ -123,25 +179,16 @@ struct Faults : testing::Test {
 
 TEST_F(Faults, EachCallFailsOnceWithEachOfItsErrorsAndNothingIsLeft) {
     cache.registry().removeRecord(cache.broxName()); /* so that the directory is scanned */
-    std::set<std::string> reached;
-    int executions = 0;
-    for (const auto& [function, errors] : interposedCalls()) {
-        bool isMade = true;
-        /* How often an attach calls these depends on how soon its watcher runs. */
-        const bool isRepeated = function == "clock_gettime" || function == "sched_yield";
-        const int end = isRepeated ? 4 : 200;
-        for (int nth = 1; isMade && nth < end && !HasFailure(); ++nth) {
-            isMade = std::ranges::all_of(errors, [&](int error) {
-                ++executions;
-                return failsInChild(cache, function, nth, error);
-            });
-            if (isMade) {
-                reached.insert(function);
-            }
-        }
-    }
+    const auto reached = sweep(cache, CallsOf::thisThread);
     EXPECT_GE(reached.size(), 25U) << testing::PrintToString(reached);
-    printf("%d executions, %zu functions made to fail\n", executions, reached.size());
+}
+
+TEST_F(Faults, EachCallOfTheWatcherFailsOnceWithEachOfItsErrorsAndNothingIsLeft) {
+    EXPECT_THAT(sweep(cache, CallsOf::otherThreads),
+                testing::UnorderedElementsAre("clock_gettime", "kill", "poll", "pthread_mutex_init",
+                                              "pthread_mutex_lock", "pthread_mutex_unlock",
+                                              "pthread_mutexattr_init", "pthread_mutexattr_settype",
+                                              "shmdt"));
 }
 
 TEST_F(Faults, AFailedDetachIsReported) {
