@@ -21,16 +21,21 @@ using std::chrono::steady_clock;
 /* Far more than the caches of any host; a line has about 300 bytes. */
 constexpr size_t maxListingBytes = size_t{4} << 20;
 
+/* The value of a key; null when there is none. */
+const rapidjson::Value* memberOf(const rapidjson::Value& object, const char* key) {
+    return object.HasMember(key) ? &object[key] : nullptr;
+}
+
 std::string textIn(const rapidjson::Value& object, const char* key) {
-    const auto member = object.FindMember(key);
-    return member != object.MemberEnd() && member->value.IsString()
-               ? bytesOfUtf8({member->value.GetString(), member->value.GetStringLength()})
+    const auto* value = memberOf(object, key);
+    return value != nullptr && value->IsString()
+               ? bytesOfUtf8({value->GetString(), value->GetStringLength()})
                : std::string();
 }
 
 int64_t numberIn(const rapidjson::Value& object, const char* key) {
-    const auto member = object.FindMember(key);
-    return member != object.MemberEnd() && member->value.IsInt64() ? member->value.GetInt64() : 0;
+    const auto* value = memberOf(object, key);
+    return value != nullptr && value->IsInt64() ? value->GetInt64() : 0;
 }
 
 /* True when the line has told what it must. */
@@ -40,8 +45,8 @@ bool parseLine(std::string_view line, CacheListing& listing) {
     if (object.HasParseError() || !object.IsObject()) {
         return false;
     }
-    const auto readable = object.FindMember("readable");
-    if (readable == object.MemberEnd() || !readable->value.IsBool()) {
+    const auto* readable = memberOf(object, "readable");
+    if (readable == nullptr || !readable->IsBool()) {
         return false;
     }
     listing = {textIn(object, "brox"),
@@ -50,7 +55,7 @@ bool parseLine(std::string_view line, CacheListing& listing) {
                textIn(object, "user"),
                numberIn(object, "started"),
                textIn(object, "version"),
-               readable->value.GetBool(),
+               readable->GetBool(),
                textIn(object, "refusal")};
     return !listing.location.empty();
 }

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# reader_file_test.sh PROGRAM MANUAL: tvsi-reader needs the C library alone, and its manual page
+# knows its options.
+set -euo pipefail
+program=$1
+manual=$2
+
+needed=$(readelf -d "$program" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | grep -v '^ld-linux' | xargs)
+[ "$needed" = libc.so.6 ] || {
+    echo "it needs $needed"
+    exit 1
+}
+options=$("$program" --help | grep -o -- '^  -., --[a-z]*' | grep -o -- '--.*' | cut -c 3-)
+[ "$(wc -w <<<"$options")" -eq 8 ]
+for option in $options; do
+    grep -q "Fl Fl $option" "$manual" || {
+        echo "the manual page lacks --$option"
+        exit 1
+    }
+done
+faults=$(mandoc -T lint "$manual" | grep -v 'referenced manual not found' || true)
+[ -z "$faults" ] || {
+    echo "$faults"
+    exit 1
+}
