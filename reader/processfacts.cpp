@@ -19,35 +19,21 @@ namespace {
 
 constexpr int64_t nsInSecond = 1'000'000'000;
 
-/* Owns a descriptor of /proc. */
-class ProcFile {
-public:
-    ProcFile(pid_t pid, const char* name) {
-        std::array<char, 64> path;
-        std::snprintf(path.data(), path.size(), "/proc/%d/%s", static_cast<int>(pid), name);
-        fd = open(path.data(), O_RDONLY | O_CLOEXEC);
-    }
-    ProcFile(const ProcFile&) = delete;
-    ProcFile& operator=(const ProcFile&) = delete;
-    ~ProcFile() {
-        if (fd >= 0) {
-            close(fd);
-        }
-    }
-    /* Its text, as far as it fits; empty when it can't be read. */
-    template <size_t size> std::string_view text(std::array<char, size>& buffer) const {
-        const ssize_t count = fd < 0 ? -1 : read(fd, buffer.data(), buffer.size());
-        return {buffer.data(), count > 0 ? static_cast<size_t>(count) : 0};
-    }
-    /* The user that the file belongs to. */
-    std::optional<uid_t> owner() const {
-        struct stat status;
-        return fd >= 0 && fstat(fd, &status) == 0 ? std::optional(status.st_uid) : std::nullopt;
-    }
+using PathBuffer = std::array<char, 32>;
 
-private:
-    int fd;
-};
+/* "/proc/PID", with a name behind it when there is one. */
+const char* procPath(PathBuffer& buffer, pid_t pid, const char* name) {
+    std::snprintf(buffer.data(), buffer.size(), "/proc/%d%s", static_cast<int>(pid), name);
+    return buffer.data();
+}
+
+/* The user that the process runs as. Its directory tells, whereas the files in it belong to root
+ * once the process has changed its user. */
+uint32_t userOf(pid_t pid) {
+    PathBuffer path;
+    struct stat status;
+    return stat(procPath(path, pid, ""), &status) == 0 ? status.st_uid : samples::unknownUser;
+}
 
 int64_t nanosecondsOf(clockid_t clock) {
     timespec now{};
@@ -95,32 +81,8 @@ std::string_view wordOf(std::string_view text, int number) {
     return text.substr(0, text.find(' '));
 }
 
-/* The user of a process whose files belong to root: those of one that changed its user belong to
- * root, too. */
-uint32_t exactUser(pid_t pid) {
-    std::array<char, 2048> buffer;
-    const std::string_view text = ProcFile(pid, "status").text(buffer);
-    constexpr std::string_view key = "\nUid:\t";
-    const size_t at = text.find(key);
-    if (at == std::string_view::npos) {
-        return samples::unknownUser;
-    }
-    /* Real, effective, saved, of the file system. */
-    const size_t effective = text.find('\t', at + key.size());
-    uint32_t user = samples::unknownUser;
-    if (effective != std::string_view::npos) {
-        std::from_chars(text.data() + effective + 1, text.data() + text.size(), user);
-    }
-    return user;
-}
-
-} // namespace
-
-std::optional<ProcessFacts> readFacts(pid_t pid) {
-    std::array<char, 1024> buffer;
-    const ProcFile file(pid, "stat");
-    std::string_view text = file.text(buffer);
-    /* "PID (NAME) STATE ...", and the name may hold anything. */
+/* What stands in the "stat" file of a process: "PID (NAME) STATE ...", and the name may be any. */
+std::optional<ProcessFacts> parseStat(std::string_view text) {
     const size_t nameEnd = text.rfind(')');
     if (nameEnd == std::string_view::npos || nameEnd + 2 >= text.size()) {
         return std::nullopt;
@@ -133,9 +95,38 @@ std::optional<ProcessFacts> readFacts(pid_t pid) {
     ProcessFacts facts;
     facts.state = stateOf(text[0]);
     facts.startedNs = start.empty() ? 0 : bootTimeNs() + nsOfTicks(ticks);
-    const uid_t owner = file.owner().value_or(samples::unknownUser);
-    facts.uid = owner == 0 ? exactUser(pid) : owner;
     return facts;
+}
+
+} // namespace
+
+std::optional<ProcessFacts> readFacts(pid_t pid) {
+    StateFile file;
+    file.open(pid);
+    auto facts = file.read();
+    if (facts) {
+        facts->uid = userOf(pid);
+    }
+    return facts;
+}
+
+void StateFile::open(pid_t pid) {
+    close();
+    PathBuffer path;
+    fd = ::open(procPath(path, pid, "/stat"), O_RDONLY | O_CLOEXEC);
+}
+
+void StateFile::close() {
+    if (fd >= 0) {
+        ::close(fd);
+        fd = -1;
+    }
+}
+
+std::optional<ProcessFacts> StateFile::read() const {
+    std::array<char, 1024> buffer;
+    const ssize_t count = fd < 0 ? -1 : pread(fd, buffer.data(), buffer.size(), 0);
+    return parseStat({buffer.data(), count > 0 ? static_cast<size_t>(count) : 0});
 }
 
 } // namespace reader

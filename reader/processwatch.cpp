@@ -1,7 +1,5 @@
 #include "processwatch.h"
 
-#include "processfacts.h"
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -21,20 +19,11 @@ using samples::ProcessState;
 
 namespace {
 
-constexpr size_t maxLookUps = 100; /* of others than monitor and Brox, in a round */
+/* Others than monitor and Brox are looked up at most so many in a round, and so often in all. */
+constexpr int64_t maxLookUps = 100;
+constexpr int64_t msPerLookUp = 10;
 /* For /proc, the registry and whatever else needs one for a moment. */
 constexpr size_t spareDescriptors = 64;
-
-size_t raisedDescriptorLimit() {
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
-        return 0;
-    }
-    const rlim_t before = limit.rlim_cur;
-    limit.rlim_cur = limit.rlim_max;
-    const rlim_t now = setrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : before;
-    return now > spareDescriptors ? static_cast<size_t>(now) - spareDescriptors : 0;
-}
 
 int64_t millisecondsNow() {
     timespec now{};
@@ -71,10 +60,20 @@ bool isMonitorOrBrox(const TvsiResultSType& record) {
 
 } // namespace
 
-ProcessWatch::ProcessWatch() : ProcessWatch(raisedDescriptorLimit()) {}
+size_t ProcessWatch::descriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        return 0;
+    }
+    const rlim_t before = limit.rlim_cur;
+    limit.rlim_cur = limit.rlim_max;
+    const rlim_t now = setrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : before;
+    return now > spareDescriptors ? static_cast<size_t>(now) - spareDescriptors : 0;
+}
 
-ProcessWatch::ProcessWatch(size_t descriptorLimit)
-    : poller(epoll_create1(EPOLL_CLOEXEC)), maxDescriptors(poller >= 0 ? descriptorLimit : 0) {}
+ProcessWatch::ProcessWatch(size_t wanted)
+    : poller(wanted > 0 ? epoll_create1(EPOLL_CLOEXEC) : -1),
+      maxDescriptors(poller >= 0 ? wanted : 0) {}
 
 ProcessWatch::~ProcessWatch() {
     for (auto& [pid, process] : processes) {
@@ -89,78 +88,95 @@ void ProcessWatch::update(std::span<const TvsiResultSType> records) {
     round++;
     numMet = 0;
     noticeEnds();
-    owners.resize(records.size());
+    owners.resize(records.size(), nullptr);
     for (size_t i = 0; i < records.size(); i++) {
-        owners[i] = &meet(records[i]);
+        owners[i] = &processOf(records[i].stats.processId, owners[i]);
+        meet(*owners[i], records[i]);
     }
     for (size_t i = 0; i < records.size(); i++) {
-        Process& process = *owners[i];
-        const pid_t pid = records[i].stats.processId;
-        if (process.identity != process.identityNow) {
-            if (hasEnded(process.facts) && process.lookedUp != round) {
-                renew(pid, process);
-            }
-            process.identity = process.identityNow;
-        }
-        if (isMonitorOrBrox(records[i])) {
-            lookUp(pid, process);
-        }
+        settle(*owners[i], records[i]);
     }
-    lookUpSome(records);
+    lookUpSome();
     dropUnmet();
 }
 
-/* The owner of a record, who is asked at the first of its records. */
-ProcessWatch::Process& ProcessWatch::meet(const TvsiResultSType& record) {
-    const pid_t pid = record.stats.processId;
+/* The owner of a record. It mostly is the one of the record that had this place before. */
+ProcessWatch::Process& ProcessWatch::processOf(pid_t pid, Process* formerOwner) {
+    if (formerOwner != nullptr && formerOwner->pid == pid) {
+        return *formerOwner;
+    }
     if (pid <= 0) {
         return nobody;
     }
     const auto [found, isNew] = processes.try_emplace(pid);
     Process& process = found->second;
-    const uint64_t identity = identityOf(record);
     if (isNew) {
-        begin(pid, process);
+        process.pid = pid;
+        begin(process);
     }
-    if (process.met == round) {
-        process.identityNow += identity;
-        return process;
-    }
-    process.met = round;
-    process.identityNow = identity;
-    numMet++;
-    ask(pid, process);
     return process;
 }
 
+/* The process is asked at the first of its records. */
+void ProcessWatch::meet(Process& process, const TvsiResultSType& record) {
+    const uint64_t identity = identityOf(record);
+    if (process.met == round) {
+        process.identityNow += identity;
+        return;
+    }
+    process.met = round;
+    process.identityNow = identity;
+    if (process.pid > 0) {
+        numMet++;
+        if (process.lookedUp != round) {
+            ask(process);
+        }
+    }
+}
+
+/* All records of the round have been met. */
+void ProcessWatch::settle(Process& process, const TvsiResultSType& record) {
+    if (process.identity != process.identityNow) {
+        if (hasEnded(process.facts) && process.lookedUp != round) {
+            renew(process);
+        }
+        process.identity = process.identityNow;
+    }
+    if (isMonitorOrBrox(record)) {
+        lookUp(process, true);
+    }
+}
+
 /* Learns all about a process that was not known, or not with this id. */
-void ProcessWatch::begin(pid_t pid, Process& process) {
+void ProcessWatch::begin(Process& process) {
     forget(process);
     process.lookedUp = round;
-    watch(pid, process);
-    process.facts = readFacts(pid).value_or(ProcessFacts{ProcessState::Alive});
-    if (process.facts.state == ProcessState::Zombie && process.fd >= 0 && !isOver(process.fd)) {
+    watch(process);
+    const auto facts = readFacts(process.pid);
+    process.facts = facts.value_or(ProcessFacts{ProcessState::Alive});
+    if (!facts) {
+        ask(process);
+    } else if (facts->state == ProcessState::Zombie && process.fd >= 0 && !isOver(process.fd)) {
         process.facts.state = ProcessState::Alive; /* only its first thread has ended */
     }
-    ask(pid, process);
 }
 
 /* One that has ended has other records now: so its id is another process's, or some of what it has
  * left behind has been cleared away. */
-void ProcessWatch::renew(pid_t pid, Process& process) {
+void ProcessWatch::renew(Process& process) {
     const ProcessFacts before = process.facts;
-    begin(pid, process);
+    begin(process);
     if (process.facts.state == ProcessState::Ended) {
         process.facts = before;
         process.facts.state = ProcessState::Ended;
     }
 }
 
-void ProcessWatch::watch(pid_t pid, Process& process) {
+void ProcessWatch::watch(Process& process) {
     if (descriptors >= maxDescriptors) {
         return;
     }
-    const auto fd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+    const auto fd = static_cast<int>(syscall(SYS_pidfd_open, process.pid, 0));
     if (fd < 0) {
         return;
     }
@@ -181,6 +197,7 @@ void ProcessWatch::forget(Process& process) {
         process.fd = -1;
         descriptors--;
     }
+    process.stateFile.close();
 }
 
 /* Asks all descriptors at once. Each end is told once; ask() follows a zombie further. */
@@ -198,53 +215,61 @@ void ProcessWatch::noticeEnds() {
 }
 
 /* Whether the process is still there, where nobody tells. */
-void ProcessWatch::ask(pid_t pid, Process& process) const {
+void ProcessWatch::ask(Process& process) {
     ProcessState& state = process.facts.state;
-    if (process.fd >= 0 && state != ProcessState::Zombie) {
+    const bool isTold = process.fd >= 0 && state != ProcessState::Zombie;
+    if (isTold || state == ProcessState::Ended) {
         return;
     }
-    if (state == ProcessState::Ended) {
-        return;
-    }
-    const long answer =
-        process.fd >= 0 ? syscall(SYS_pidfd_send_signal, process.fd, 0, nullptr, 0) : kill(pid, 0);
+    const long answer = process.fd >= 0 ? syscall(SYS_pidfd_send_signal, process.fd, 0, nullptr, 0)
+                                        : kill(process.pid, 0);
     if (answer != 0 && errno == ESRCH) {
         state = ProcessState::Ended;
     }
 }
 
-/* Whether it is stopped; without a descriptor also whether it is a zombie, or another process. */
-void ProcessWatch::lookUp(pid_t pid, Process& process) const {
-    if (pid <= 0 || process.lookedUp == round || hasEnded(process.facts)) {
+/* Whether it is stopped; without a descriptor also whether it is a zombie, or another process.
+ * `isAgain`: it will be looked up in each round. */
+void ProcessWatch::lookUp(Process& process, bool isAgain) const {
+    if (process.pid <= 0 || process.lookedUp == round || hasEnded(process.facts)) {
         return;
     }
     process.lookedUp = round;
-    const auto now = readFacts(pid);
+    if (isAgain && !process.stateFile.isOpen()) {
+        process.stateFile.open(process.pid);
+    }
+    const auto now = process.stateFile.isOpen() ? process.stateFile.read() : readFacts(process.pid);
+    ProcessFacts& facts = process.facts;
     if (!now) {
+        const bool isGone = process.stateFile.isOpen() && errno == ESRCH;
+        facts.state = isGone ? ProcessState::Ended : facts.state;
         return;
     }
-    if (process.facts.startedNs == 0) {
-        process.facts = *now;
-    } else if (now->startedNs != process.facts.startedNs) {
-        process.facts.state = ProcessState::Ended; /* its id is another process's by now */
+    if (facts.startedNs == 0) {
+        facts = *now;
+    } else if (now->startedNs != facts.startedNs) {
+        facts.state = ProcessState::Ended; /* its id is another process's by now */
     } else if (process.fd < 0 || now->state != ProcessState::Zombie) {
-        process.facts.state = now->state; /* else only its first thread has ended */
+        facts.state = now->state; /* else only its first thread has ended */
     }
 }
 
-/* Looks up others, so that each comes to its turn; at most one for each millisecond since the last
- * time, so that who samples fast doesn't pay for it. */
-void ProcessWatch::lookUpSome(std::span<const TvsiResultSType> records) {
+/* Looks up others, so that each comes to its turn within some seconds, however often samples are
+ * taken. */
+void ProcessWatch::lookUpSome() {
     const int64_t now = millisecondsNow();
-    const int64_t passed = lastUpdateMs < 0 ? 0 : now - lastUpdateMs;
-    lastUpdateMs = now;
-    size_t left = std::min(static_cast<size_t>(std::max<int64_t>(passed, 0)), maxLookUps);
-    for (size_t seen = 0; seen < records.size() && left > 0; seen++) {
-        turn = turn + 1 < records.size() ? turn + 1 : 0;
+    if (round == 1) {
+        lookUpsSinceMs = now;
+    }
+    const int64_t wanted = std::min((now - lookUpsSinceMs) / msPerLookUp, maxLookUps);
+    lookUpsSinceMs = std::max(lookUpsSinceMs + wanted * msPerLookUp, now - msPerLookUp);
+    size_t left = owners.size();
+    for (int64_t done = 0; done < wanted && left > 0; left--) {
+        turn = turn + 1 < owners.size() ? turn + 1 : 0;
         Process& process = *owners[turn];
         const uint64_t before = process.lookedUp;
-        lookUp(records[turn].stats.processId, process);
-        left -= process.lookedUp != before ? 1 : 0;
+        lookUp(process, false);
+        done += process.lookedUp != before ? 1 : 0;
     }
 }
 

@@ -16,7 +16,7 @@
 #ifndef PROCESSWATCH_H
 #define PROCESSWATCH_H
 
-#include "sample.h"
+#include "processfacts.h"
 
 #include <span>
 #include <sys/types.h>
@@ -27,10 +27,10 @@ namespace reader {
 
 class ProcessWatch {
 public:
-    /* Descriptors are taken up to the limit of the process, which is raised as far as it may be. */
-    ProcessWatch();
-    /* At most so many. */
+    /* As many processes as this are watched by a descriptor; the others are asked one by one. */
     explicit ProcessWatch(size_t maxDescriptors);
+    /* How many descriptors there may be. Raises this process's limit as far as it may. */
+    static size_t descriptorLimit();
     ProcessWatch(const ProcessWatch&) = delete;
     ProcessWatch& operator=(const ProcessWatch&) = delete;
     ~ProcessWatch();
@@ -46,23 +46,27 @@ public:
 
 private:
     struct Process {
+        pid_t pid = 0;
         int fd = -1; /* refers to the process; -1: none */
         samples::ProcessFacts facts;
         uint64_t met = 0;      /* round in which a record was last its */
         uint64_t lookedUp = 0; /* round in which /proc was last asked */
         uint64_t identity = 0; /* of its records, in the round before */
         uint64_t identityNow = 0;
+        StateFile stateFile; /* of the monitor and the Brox */
     };
 
-    Process& meet(const TvsiResultSType& record);
-    void begin(pid_t pid, Process& process);
-    void renew(pid_t pid, Process& process);
-    void watch(pid_t pid, Process& process);
+    Process& processOf(pid_t pid, Process* formerOwner);
+    void meet(Process& process, const TvsiResultSType& record);
+    void settle(Process& process, const TvsiResultSType& record);
+    void begin(Process& process);
+    void renew(Process& process);
+    void watch(Process& process);
     void forget(Process& process);
     void noticeEnds();
-    void ask(pid_t pid, Process& process) const;
-    void lookUp(pid_t pid, Process& process) const;
-    void lookUpSome(std::span<const TvsiResultSType> records);
+    static void ask(Process& process);
+    void lookUp(Process& process, bool isAgain) const;
+    void lookUpSome();
     void dropUnmet();
 
     int poller; /* epoll descriptor of all of them; -1: there is none */
@@ -73,8 +77,8 @@ private:
     Process nobody;               /* owns records without a process id */
     uint64_t round = 0;
     size_t numMet = 0;
-    size_t turn = 0;           /* the place from which others are looked up next */
-    int64_t lastUpdateMs = -1; /* on the monotonic clock */
+    size_t turn = 0;            /* the place after which others are looked up next */
+    int64_t lookUpsSinceMs = 0; /* they have been paid for up to this moment, monotonic */
 };
 
 } // namespace reader

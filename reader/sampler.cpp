@@ -8,6 +8,9 @@
 
 namespace reader {
 
+Sampler::Sampler(uint32_t kinds, bool isOnce)
+    : mask(kinds), processes(isOnce ? 0 : ProcessWatch::descriptorLimit()) {}
+
 int Sampler::take(samples::StreamEncoder& encoder, uint64_t sequence, int64_t lateNs) {
     samples::Sample sample;
     sample.sequence = sequence;

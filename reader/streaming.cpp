@@ -36,7 +36,8 @@ void sleepUntil(int64_t moment) {
 class Streaming {
 public:
     explicit Streaming(const StreamRequest& wanted)
-        : request(wanted), output(wanted.target.title()), sampler(wanted.kinds) {}
+        : request(wanted), output(wanted.target.title()), sampler(wanted.kinds, wanted.count == 1) {
+    }
 
     [[noreturn]] void run() {
         attach();

@@ -4,7 +4,9 @@
 #include "streamformat.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <vector>
 
 namespace samples {
 
@@ -19,9 +21,51 @@ template <class Number> Number notNegative(Number number) {
 
 } // namespace
 
+namespace {
+
+/* How the blocks of a kind travel: their sizes, and where they come from, neighbours at once. */
+struct BlockForm {
+    struct Copy {
+        uint16_t from; /* bytes from the start of TvsiResultSType */
+        uint16_t size;
+    };
+    std::array<BlockSize, statscatalogue::maxBlocksOfKind> sizes{};
+    std::array<Copy, statscatalogue::maxBlocksOfKind> copies{};
+    size_t numBlocks = 0;
+    size_t numCopies = 0;
+    size_t blockBytes = 0;
+
+    BlockForm() = default;
+    explicit BlockForm(const statscatalogue::Kind& kind) {
+        for (const auto& place : kind.blocks()) {
+            const uint16_t size = place.block.size;
+            sizes[numBlocks++] = size;
+            blockBytes += size;
+            Copy* const last = numCopies > 0 ? &copies[numCopies - 1] : nullptr;
+            if (last != nullptr && last->from + last->size == place.recordOffset) {
+                last->size = static_cast<uint16_t>(last->size + size);
+            } else {
+                copies[numCopies++] = {place.recordOffset, size};
+            }
+        }
+    }
+};
+
+/* Of a record of no known kind when there is none. */
+const BlockForm& formOf(const statscatalogue::Kind* kind) {
+    static const std::vector<BlockForm> forms = [] {
+        const auto kinds = statscatalogue::kinds();
+        return std::vector<BlockForm>(kinds.begin(), kinds.end());
+    }();
+    static const BlockForm none;
+    return kind != nullptr ? forms[static_cast<size_t>(kind->index)] : none;
+}
+
+} // namespace
+
 /* What a record says besides its blocks. */
 struct StreamEncoder::Identity {
-    const statscatalogue::Kind* kind;
+    const BlockForm& form;
     uint32_t statType;
     int32_t pid;
     int32_t session;
@@ -116,17 +160,10 @@ std::byte* StreamEncoder::beginRecord(const Identity& identity) {
         return nullptr;
     }
     numRecords++;
-    std::span<const statscatalogue::BlockPlace> blocks;
-    if (identity.kind != nullptr) {
-        blocks = identity.kind->blocks();
-    }
-    size_t blockBytes = 0;
-    for (const auto& place : blocks) {
-        blockBytes += place.block.size;
-    }
-    const size_t sizes = blocks.size() * sizeof(BlockSize);
+    const BlockForm& form = identity.form;
+    const size_t sizes = form.numBlocks * sizeof(BlockSize);
     const size_t between = paddedTo4(static_cast<uint32_t>(sizes + identity.name.size()));
-    const size_t whole = sizeof(RecordHead) + between + blockBytes;
+    const size_t whole = sizeof(RecordHead) + between + form.blockBytes;
     std::byte* at = extend(whole);
     const RecordHead head{static_cast<uint32_t>(whole),
                           identity.statType,
@@ -136,42 +173,36 @@ std::byte* StreamEncoder::beginRecord(const Identity& identity) {
                           identity.facts.uid,
                           static_cast<uint8_t>(identity.facts.state),
                           static_cast<uint8_t>(identity.name.size()),
-                          static_cast<uint8_t>(blocks.size()),
+                          static_cast<uint8_t>(form.numBlocks),
                           0};
     std::memcpy(at, &head, sizeof head);
     at += sizeof head;
     std::byte* const end = at + between;
-    for (const auto& place : blocks) {
-        const BlockSize blockSize = place.block.size;
-        std::memcpy(at, &blockSize, sizeof blockSize);
-        at += sizeof blockSize;
-    }
-    at = std::copy_n(reinterpret_cast<const std::byte*>(identity.name.data()), identity.name.size(),
-                     at);
-    std::fill(at, end, std::byte{0});
+    std::memset(end - 4, 0, between > 0 ? 4 : 0);
+    std::memcpy(at, form.sizes.data(), sizes);
+    std::memcpy(at + sizes, identity.name.data(), identity.name.size());
     return end;
 }
 
 bool StreamEncoder::addRecord(const TvsiResultSType& record, const ProcessFacts& facts) {
-    const auto* kind = statscatalogue::kindOfBit(record.statType);
+    const BlockForm& form = formOf(statscatalogue::kindOfBit(record.statType));
     const std::string_view name(record.olvName, strnlen(record.olvName, maxNameBytes));
     std::byte* to = beginRecord(
-        {kind, record.statType, record.stats.processId, record.stats.sessionId, name, facts});
+        {form, record.statType, record.stats.processId, record.stats.sessionId, name, facts});
     if (to == nullptr) {
         return false;
     }
-    if (kind != nullptr) {
-        const auto* from = reinterpret_cast<const std::byte*>(&record);
-        for (const auto& place : kind->blocks()) {
-            std::memcpy(to, from + place.recordOffset, place.block.size);
-            to += place.block.size;
-        }
+    const auto* from = reinterpret_cast<const std::byte*>(&record);
+    for (const auto& copy : std::span(form.copies).first(form.numCopies)) {
+        std::memcpy(to, from + copy.from, copy.size);
+        to += copy.size;
     }
     return true;
 }
 
 bool StreamEncoder::addRecord(const Record& record) {
-    std::byte* to = beginRecord({record.kind,
+    const BlockForm& form = formOf(record.kind);
+    std::byte* to = beginRecord({form,
                                  record.statType,
                                  record.pid,
                                  record.session,
@@ -180,7 +211,7 @@ bool StreamEncoder::addRecord(const Record& record) {
     if (to == nullptr) {
         return false;
     }
-    std::copy_n(record.blocks, buffer.data() + size - to, to);
+    std::copy_n(record.blocks, form.blockBytes, to);
     return true;
 }
 
