@@ -20,15 +20,13 @@ BY_SIZE = (
     "miss by process id",
     "miss by process id, above the lock pair",
     "miss by session id",
+    "miss by session id, against the kind first",
     "miss by page server session id",
     "miss by name",
     "count by kind range, no match",
     "count by expression, no match",
     "mask query, copy of every entry",
     "mask query, against the same copies",
-    "miss by process id, cold caches",
-    "mask query, copy of every entry, cold caches",
-    "mask query, copy of every entry, beside a writer",
     "attach",
     "first miss by process id after an attach",
     "a process's own memory after a first miss",
@@ -86,13 +84,12 @@ class Row:
 
 
 def read():
-    """All rows by subject and entries, and where they were measured, each place once."""
-    rows, places = {}, []
+    """All rows by subject and entries, and each remark on where they come from with its files."""
+    rows, places = {}, {}
     for file in sorted(FIGURES.glob("*.csv")):
         lines = file.read_text().splitlines()
         for remark in (line[2:] for line in lines if line.startswith("# ")):
-            if remark not in places:
-                places.append(remark)
+            places.setdefault(remark, []).append(f"`{file.name}`")
         for fields in csv.DictReader(line for line in lines if not line.startswith("#")):
             row = Row(fields)
             rows[row.subject, row.entries] = row
@@ -107,7 +104,7 @@ def find(rows, subject, entries):
 
 
 def tables(rows, places):
-    text = [BEGIN, "", *places, ""]
+    text = [BEGIN, "", *(f"- {', '.join(files)}: {remark}" for remark, files in places.items()), ""]
     text += [f"| Operation | Compared with | {' | '.join(f'{int(size):,}' for size in SIZES)} |"]
     text.append("|---|---|--:|--:|--:|")
     for subject in BY_SIZE:
