@@ -38,11 +38,11 @@ pthread_once_t tFormatInitialized = PTHREAD_ONCE_INIT;
  * flag or modifier between them makes it none. */
 class ConversionScan {
 public:
-    /* The letter when c is a conversion letter, otherwise 0. */
+    /* c when a conversion ends with it, with its letter or as a pair of '%'; otherwise 0. */
     char letter(char c) {
         bool follows = afterPercent;
         afterPercent = c == '%' && !follows;
-        return follows && c != '%' ? c : '\0';
+        return follows ? c : '\0';
     }
 
 private:

@@ -315,6 +315,7 @@ TEST_F(NetInfoLocal, WithoutALinkTheStatusLineTellsTheName) {
         {"7 (broxd)) S 1", true},
         {"7 ((broxd) S 1", false},
         {"7 (broxd S 1", false},
+        {") (broxd", false},
         {"", false},
         {"7 (broxd) " + std::string(1012, 'x'), true},
         {"7 (broxd) " + std::string(1013, 'x'), false},
