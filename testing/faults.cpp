@@ -26,6 +26,13 @@
 /* The linker's: where this program begins. */
 extern "C" const char __executable_start;
 
+/* The leak sanitizer tells what the dynamic linker keeps by the caller of malloc, which is an
+   interposed one here. The name is the sanitizer's. */
+extern "C" const char* __lsan_default_suppressions(); // NOLINT(bugprone-reserved-identifier)
+const char* __lsan_default_suppressions() {           // NOLINT(bugprone-reserved-identifier)
+    return "leak:_dl_map_object_deps\n";
+}
+
 namespace testsupport {
 
 namespace {

@@ -51,6 +51,7 @@ protected:
     }
     void TearDown() override {
         mayWake_ = true;
+        mayWake_.notify_all();
         TvsiDetachSharedCache();
     }
 
@@ -78,11 +79,12 @@ private:
     std::atomic<bool> isAsleep_{false}, mayWake_{false};
     /* The watcher looks once and then sleeps until the end. */
     const ScopedOverride<decltype(poll)> sleep_{"poll", [this](auto* fds, auto number, int span) {
-                                                    isAsleep_ = isAsleep_ || span >= 1000;
-                                                    while (span >= 1000 && !mayWake_) {
-                                                        usleep(1000);
+                                                    if (span < 1000) {
+                                                        return poll(fds, number, span);
                                                     }
-                                                    return poll(fds, number, 0);
+                                                    isAsleep_ = true;
+                                                    mayWake_.wait(false);
+                                                    return 0;
                                                 }};
 };
 

@@ -286,6 +286,9 @@ TEST_F(WatcherStop, OneThatCannotBeJoinedTouchesNoHandleThatIsUsedAgain) {
         SCOPED_TRACE(Message() << hasStarted << isAttachedAnew);
         std::binary_semaphore mayGoOn{0};
         std::atomic<bool> holds = hasStarted;
+        /* The waits for a watcher that will come are as long as ever, for one that won't they are
+           short. */
+        std::atomic<int> longestSleep = hasStarted ? 20 : 1;
         pthread_t lost{};
         const auto goOnToTheEnd = [&] {
             timespec limit{};
@@ -298,7 +301,7 @@ TEST_F(WatcherStop, OneThatCannotBeJoinedTouchesNoHandleThatIsUsedAgain) {
             if (span >= 1000 && holds.exchange(false)) {
                 mayGoOn.acquire();
             }
-            return poll(fds, number, 1);
+            return poll(fds, number, std::min(span, longestSleep.load()));
         });
         {
             const LateWatcher late([&] { hasStarted ? void() : mayGoOn.acquire(); });
@@ -309,9 +312,11 @@ TEST_F(WatcherStop, OneThatCannotBeJoinedTouchesNoHandleThatIsUsedAgain) {
             internal::CaptureStderr();
             EXPECT_EQ(attach(cache.name()), hasStarted ? success : notStarted);
             EXPECT_TRUE(eventually([&] { return !holds; }));
+            longestSleep = 1;
             EXPECT_EQ(TvsiDetachSharedCache(), TVSI_ERR_CACHE_NOT_ATTACHED);
             internal::GetCapturedStderr();
         }
+        longestSleep = 20;
         if (!isAttachedAnew) {
             goOnToTheEnd();
         }
