@@ -108,13 +108,11 @@ SharedCacheHandleSType::SharedCacheHandleSType() {
 
 void SharedCacheHandleSType::init(int newIndex, SharedCacheHandleMgrSType* newMgr) {
     char* const start = reinterpret_cast<char*>(this);
-    char* const end = start + sizeof *this;
+    char* const end = reinterpret_cast<char*>(&watcherGivenUp);
     char* const mutexStart = reinterpret_cast<char*>(&cacheMutex);
     char* const mutexEnd = mutexStart + sizeof cacheMutex;
-    const BoolType keptGivenUp = load(watcherGivenUp);
     memset(start, 0, static_cast<size_t>(mutexStart - start));
     memset(mutexEnd, 0, static_cast<size_t>(end - mutexEnd));
-    store(watcherGivenUp, keptGivenUp);
     index = newIndex;
     mgr = newMgr;
     store(status, SPC_INACTIVE);
@@ -331,8 +329,10 @@ bool isWatcherOf(const SharedCacheHandleSType& handle) {
                          pthread_self());
 }
 
+/* The stop request first: the reset of a handle takes the watcher's id from it before the request,
+   so that no watcher finds neither and looks at a segment that is no longer mapped. */
 bool isToBeWatched(const SharedCacheHandleSType& handle, const WatchedCacheSType& cache) {
-    return isWatcherOf(handle) && !load(handle.timeToShutdown) &&
+    return !load(handle.timeToShutdown) && isWatcherOf(handle) &&
            isAlive(*cache.header, cache.processTable) && !monitorIsGone(cache.monitorPid) &&
            !HostGetSigTerm();
 }

@@ -54,7 +54,8 @@ struct SharedCacheHandleSType {
     ShrPcStateSType SharedPageCache;
     int32_t processTableLimit; /* entries that fit the segment, however many its header claims */
     /* Atomic. A watcher could not be joined and may still start or run, however often the handle
-       has been reset since: only the thread of watcherThreadId is its watcher. */
+       has been reset since: only the thread of watcherThreadId is its watcher. The last member,
+       which no reset touches. */
     BoolType watcherGivenUp;
 
     SharedCacheHandleSType();
