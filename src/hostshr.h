@@ -17,6 +17,7 @@
 #include "hostmutex.h"
 #include "shrpclayout.h"
 #include "syserror.h"
+#include "utl.h" /* for whoever includes this header */
 
 /* One attached segment. */
 struct ShrMemSType {

@@ -19,6 +19,7 @@
 #include "netinfolayout.h"
 #include "shrpclocstr.h"
 #include "syserror.h"
+#include "utl.h" /* for whoever includes this header */
 
 /* The result of a lookup; usable when it has the bit NIRES_usableMask. */
 enum NetInfoResultEnum {

@@ -7,7 +7,10 @@
 #include <cstdint>
 
 #include "basetypes.h"
+#include "hostmutex.h" /* this one, the error record and the utilities for whoever includes us */
 #include "shrpclayout.h"
+#include "syserror.h"
+#include "utl.h"
 
 struct ShrPcStateSType;
 
