@@ -128,6 +128,10 @@ void requireMiss(const ShrPcPteSType* entry) {
     }
 }
 
+constexpr auto missByKeyLoop = [](AttachedCache& cache) {
+    requireMiss(bareKeyLoop(cache.table(), cache.entries()));
+};
+
 bool isPageServer(const ShrPcPteSType& entry) {
     const std::uint32_t kind = ShrPcLoad(entry.statType);
     return kind == SHRPC_VOK_PGSVR_MAIN || kind == SHRPC_VOK_PGSVR_THD;
@@ -164,7 +168,7 @@ void copyRecord(TvsiResultSType* result, const AttachedCache& cache, int slot) {
 
 class LockPair {
 public:
-    void operator()() {
+    void operator()(AttachedCache& /*cache*/) {
         pthread_mutex_lock(&mutex_);
         pthread_mutex_unlock(&mutex_);
     }
@@ -301,70 +305,52 @@ const std::vector<Query>& queries() {
     return all;
 }
 
-/* A row of a query that passes all of the table. */
-void addQuery(const Plan& plan, const std::string& subject, const std::string& limit,
-              const std::function<Comparison()>& measure, const Target& target = {}) {
-    addFigure({subject, plan.entries, limit, target}, measure);
+/* A row whose two sides are called with the attached cache. */
+template <typename Subject, typename Limit>
+void addRow(const Plan& plan, const Figure& figure, Subject subject, Limit limit) {
+    addFigure(figure, [=] {
+        AttachedCache& cache = attachedCache(plan.entries);
+        Limit ownLimit = limit;
+        return compare(
+            plan.warm(), [&] { subject(cache); }, [&] { ownLimit(cache); });
+    });
 }
 
 void addWarm(const Plan& plan) {
-    const int entries = plan.entries;
     for (const Query& query : queries()) {
-        const auto measure = [=] {
-            AttachedCache& cache = attachedCache(entries);
-            return compare(
-                plan.warm(), [&] { query.subject(cache); }, [&] { query.limit(cache); });
-        };
-        addQuery(plan, query.name, query.limitName, measure, query.target(entries));
+        addRow(plan, {query.name, plan.entries, query.limitName, query.target(plan.entries)},
+               query.subject, query.limit);
     }
 }
 
-/* The least that a search by process id could cost. */
-void addKeyLoop(const Plan& plan) {
-    const int entries = plan.entries;
-    addQuery(plan, "miss by process id, against the least", "bare loop over the ids alone", [=] {
-        AttachedCache& cache = attachedCache(entries);
-        return compare(
-            plan.warm(), [&] { queries()[byProcessId].subject(cache); },
-            [&] { requireMiss(bareKeyLoop(cache.table(), entries)); });
-    });
-}
-
-/* What looking at an entry's session before its kind saves. */
-void addSessionHint(const Plan& plan) {
-    const int entries = plan.entries;
-    addQuery(plan, "miss by session id, against the kind first", "bare loop, kind before id", [=] {
-        AttachedCache& cache = attachedCache(entries);
-        return compare(
-            plan.warm(), [&] { queries()[bySessionId].subject(cache); },
-            [&] {
-                requireMiss(bareLoop(cache.table(), 2, entries, [](const auto& entry) {
-                    return isVok(entry) && ShrPcLoad(entry.stats.sessionId) == nobodysSession;
-                }));
-            });
-    });
-}
-
-/* What the distance between the records takes, apart from all else. */
-void addCopies(const Plan& plan) {
-    const int entries = plan.entries;
-    addQuery(plan, "mask query, against the same copies", "bare loop of one copy an entry", [=] {
-        AttachedCache& cache = attachedCache(entries);
-        return compare(
-            plan.warm(), [&] { queries()[copyOfAll].subject(cache); },
-            [&] {
-                for (int slot = 0; slot < entries; ++slot) {
-                    copyRecord(cache.results() + slot, cache, slot);
-                }
-            });
-    });
+/* What a query costs beside something else than its limit. */
+void addOtherLimits(const Plan& plan) {
+    addRow(plan,
+           {"miss by process id, against the least", plan.entries, "bare loop over the ids alone"},
+           queries()[byProcessId].subject, missByKeyLoop);
+    /* What looking at an entry's session before its kind saves. */
+    addRow(
+        plan,
+        {"miss by session id, against the kind first", plan.entries, "bare loop, kind before id"},
+        queries()[bySessionId].subject, [](AttachedCache& cache) {
+            requireMiss(bareLoop(cache.table(), 2, cache.entries(), [](const auto& entry) {
+                return isVok(entry) && ShrPcLoad(entry.stats.sessionId) == nobodysSession;
+            }));
+        });
+    /* What the distance between the records takes, apart from all else. */
+    addRow(plan,
+           {"mask query, against the same copies", plan.entries, "bare loop of one copy an entry"},
+           queries()[copyOfAll].subject, [](AttachedCache& cache) {
+               for (int slot = 0; slot < cache.entries(); ++slot) {
+                   copyRecord(cache.results() + slot, cache, slot);
+               }
+           });
 }
 
 void addCold(const Plan& plan) {
-    const int entries = plan.entries;
     for (const Query& query : queries()) {
-        addQuery(plan, std::string(query.name) + ", cold caches", query.limitName, [=] {
-            AttachedCache& cache = attachedCache(entries);
+        addFigure({std::string(query.name) + ", cold caches", plan.entries, query.limitName}, [=] {
+            AttachedCache& cache = attachedCache(plan.entries);
             return compare(
                 plan.single(15), [&] { query.subject(cache); }, [&] { query.limit(cache); },
                 [](bool) { evictCaches(); });
@@ -467,8 +453,8 @@ private:
     std::thread thread_;
 };
 
-Comparison compareWithWriter(const Plan& plan, const Query& query, int entries) {
-    AttachedCache& cache = attachedCache(entries);
+Comparison compareWithWriter(const Plan& plan, const Query& query) {
+    AttachedCache& cache = attachedCache(plan.entries);
     const Writer writer(cache.cache());
     const Comparison result = compare(
         plan.warm(), [&] { query.subject(cache); }, [&] { query.limit(cache); });
@@ -478,12 +464,12 @@ Comparison compareWithWriter(const Plan& plan, const Query& query, int entries) 
 
 /* The time that passes for each query when two threads make them as fast as they can. Queries
    exclude one another, so their limit does, too. */
-Comparison compareOnTwoThreads(const Plan& plan, const Query& query, int entries) {
-    AttachedCache& cache = attachedCache(entries);
+Comparison compareOnTwoThreads(const Plan& plan, const Query& query) {
+    AttachedCache& cache = attachedCache(plan.entries);
     const Writer writer(cache.cache());
     Companion companion;
     std::mutex mutex;
-    const int calls = 20000 / entries + 1; /* outlast the start of the other thread by far */
+    const int calls = 20000 / plan.entries + 1; /* outlast the start of the other thread by far */
     const std::function<void()> subject = [&] {
         for (int i = 0; i < calls; ++i) {
             query.subject(cache);
@@ -506,68 +492,50 @@ Comparison compareOnTwoThreads(const Plan& plan, const Query& query, int entries
 }
 
 void addWithWriter(const Plan& plan) {
-    const int entries = plan.entries;
-    for (const Query& query : queries()) {
+    for (const std::size_t place : {byProcessId, copyOfAll}) {
+        const Query& query = queries()[place];
         const std::string name = query.name;
-        if (name != "miss by process id" && !name.starts_with("mask query")) {
-            continue;
-        }
-        addQuery(plan, name + ", beside a writer", query.limitName,
-                 [=] { return compareWithWriter(plan, query, entries); });
-        addQuery(plan, name + ", two threads beside a writer",
-                 std::string(query.limitName) + ", each under a mutex",
-                 [=] { return compareOnTwoThreads(plan, query, entries); });
+        addFigure({name + ", beside a writer", plan.entries, query.limitName},
+                  [=] { return compareWithWriter(plan, query); });
+        addFigure({name + ", two threads beside a writer", plan.entries,
+                   std::string(query.limitName) + ", each under a mutex"},
+                  [=] { return compareOnTwoThreads(plan, query); });
     }
 }
 
 void addRecordQuery(const Plan& plan, const std::string& name, int (*query)(TvsiResultSType*),
                     int slot) {
-    const int entries = plan.entries;
-    addFigure({name, 0, "lock pair and one copy", {Target::ratio, 1.3}}, [=] {
-        AttachedCache& cache = attachedCache(entries);
-        LockPair lockPair;
-        return compare(
-            plan.warm(),
-            [&] { require(query(cache.results()) == TVSI_SUCCESS, "there is a record"); },
-            [&] {
-                lockPair();
-                copyRecord(cache.results(), cache, slot);
-            });
-    });
+    addRow(
+        plan, {name, 0, "lock pair and one copy", {Target::ratio, 1.3}},
+        [=](AttachedCache& cache) {
+            require(query(cache.results()) == TVSI_SUCCESS, "there is a record");
+        },
+        [=, lockPair = LockPair()](AttachedCache& cache) mutable {
+            lockPair(cache);
+            copyRecord(cache.results(), cache, slot);
+        });
 }
 
 /* What a call costs whatever the table's size. */
 void addFixedCosts(const Plan& plan) {
-    const int entries = plan.entries;
-    addFigure({"TvsiCacheIsAlive", 0, "lock pair"}, [=] {
-        attachedCache(entries);
-        return compare(
-            plan.warm(), [] { require(TvsiCacheIsAlive() == 1, "the cache is alive"); },
-            LockPair());
-    });
-    addFigure({"TvsiFetchMaxProcessesInCache", 0, "lock pair"}, [=] {
-        attachedCache(entries);
-        return compare(
-            plan.warm(),
-            [] {
-                int count = 0;
-                require(TvsiFetchMaxProcessesInCache(&count) == TVSI_SUCCESS,
-                        "the table has a size");
-            },
-            LockPair());
-    });
-    addFigure(
-        {"miss by process id, above the lock pair", entries, "lock pair", {Target::excessNs, 40}},
-        [=] {
-            AttachedCache& cache = attachedCache(entries);
-            return compare(
-                plan.warm(), [&] { queries()[byProcessId].subject(cache); }, LockPair());
-        });
-    addFigure({"bare loop over the process ids alone", entries, "lock pair"}, [=] {
-        AttachedCache& cache = attachedCache(entries);
-        return compare(
-            plan.warm(), [&] { requireMiss(bareKeyLoop(cache.table(), entries)); }, LockPair());
-    });
+    addRow(
+        plan, {"TvsiCacheIsAlive", 0, "lock pair"},
+        [](auto&) { require(TvsiCacheIsAlive() == 1, "the cache is alive"); }, LockPair());
+    addRow(
+        plan, {"TvsiFetchMaxProcessesInCache", 0, "lock pair"},
+        [](auto&) {
+            int count = 0;
+            require(TvsiFetchMaxProcessesInCache(&count) == TVSI_SUCCESS, "the table has a size");
+        },
+        LockPair());
+    addRow(plan,
+           {"miss by process id, above the lock pair",
+            plan.entries,
+            "lock pair",
+            {Target::excessNs, 40}},
+           queries()[byProcessId].subject, LockPair());
+    addRow(plan, {"bare loop over the process ids alone", plan.entries, "lock pair"}, missByKeyLoop,
+           LockPair());
     addRecordQuery(plan, "TvsiStatsForBrox", TvsiStatsForBrox, 1);
     addRecordQuery(plan, "TvsiStatsForShrPcMon", TvsiStatsForShrPcMon, 0);
 }
@@ -579,9 +547,7 @@ void registerBenchmarks(const Plan& plan) {
         addFixedCosts(plan);
     }
     addWarm(plan);
-    addKeyLoop(plan);
-    addSessionHint(plan);
-    addCopies(plan);
+    addOtherLimits(plan);
     addCold(plan);
     addWithWriter(plan);
 }
