@@ -112,6 +112,7 @@ void SharedCacheHandleSType::init(int newIndex, SharedCacheHandleMgrSType* newMg
     char* const mutexStart = reinterpret_cast<char*>(&cacheMutex);
     char* const mutexEnd = mutexStart + sizeof cacheMutex;
     memset(start, 0, static_cast<size_t>(mutexStart - start));
+    __sync_synchronize(); /* watcherThreadId before timeToShutdown: see isToBeWatched() */
     memset(mutexEnd, 0, static_cast<size_t>(end - mutexEnd));
     index = newIndex;
     mgr = newMgr;
