@@ -10,7 +10,8 @@ void History::begin(const StreamHeader& header) {
     attached = header;
 }
 
-void History::add(Sample sample) {
+std::optional<Sample> History::add(Sample sample) {
+    std::optional<Sample> passed = std::move(baseline);
     baseline = std::move(last);
     last = std::move(sample);
     pairs.clear();
@@ -19,12 +20,13 @@ void History::add(Sample sample) {
         for (const Record& record : records) {
             pairs.push_back({&record, nullptr});
         }
-        return;
+        return passed;
     }
     const auto matches = matcher.match(records, baseline->records());
     for (size_t i = 0; i < records.size(); i++) {
         pairs.push_back({&records[i], matches[i]});
     }
+    return passed;
 }
 
 Moment History::moment() const {

@@ -19,8 +19,9 @@ public:
      * (another process, or one that started at another time), nothing is compared across. */
     void begin(const StreamHeader& header);
 
-    /* Takes a sample; the one before it becomes the baseline. */
-    void add(Sample sample);
+    /* Takes a sample; the one before it becomes the baseline. Returns the baseline until now, whose
+     * memory may be of use. */
+    std::optional<Sample> add(Sample sample);
 
     /* The last sample; there must have been one. */
     const Sample& now() const { return *last; }

@@ -152,7 +152,7 @@ void CacheWatch::take(samples::Message message) {
         pause = shortestPause;
         state = Phase::Running;
         due = now() + nanoseconds(request.interval.value_or(0)) + sampleLimit;
-        shown.take(std::move(*sample));
+        shown.take(std::move(*sample), decoder);
         taken++;
         const bool isBaseline = request.isOnce && request.interval && taken == 1;
         pending = !isBaseline;

@@ -1,8 +1,11 @@
 #include "numbertext.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <fmt/format.h>
+#include <iterator>
 
 namespace tvsistat {
 namespace {
@@ -12,24 +15,32 @@ using samples::Number;
 using statscatalogue::Base;
 using statscatalogue::Unit;
 
-template <class Value, class... Format>
-void appendConverted(std::string& text, Value value, Format... format) {
-    char digits[64];
-    text.append(digits, std::to_chars(digits, digits + sizeof digits, value, format...).ptr);
+template <class Integer> void appendConverted(std::string& text, Integer value) {
+    char digits[24];
+    text.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
 }
 
 constexpr std::array<int64_t, 7> powersOfTen{1, 10, 100, 1000, 10000, 100000, 1000000};
 
+/* The number with exactly so many digits behind the point. Its size is below 1e15 / 10^decimals. */
+void appendFixed(std::string& text, double value, size_t decimals) {
+    const int64_t scale = powersOfTen[decimals];
+    const auto rounded =
+        static_cast<int64_t>(std::fabs(value) * static_cast<double>(scale) + 0.5);
+    text += value < 0 && rounded != 0 ? "-" : "";
+    appendInteger(text, rounded / scale);
+    text += decimals > 0 ? "." : "";
+    for (int64_t digit = scale / 10; digit > 0; digit /= 10) {
+        text += static_cast<char>('0' + rounded / digit % 10);
+    }
+}
+
 /* Three digits that tell, as "1.23", "12.3", "123", in at most `room` characters. */
 void appendThreeDigits(std::string& text, double value, size_t room) {
     const double size = std::fabs(value);
-    int decimals = size < 9.995 ? 2 : size < 99.95 ? 1 : 0;
-    const size_t length = 1 + static_cast<size_t>(size >= 9.995) +
-                          static_cast<size_t>(size >= 99.95) + (value < 0 ? 1 : 0);
-    while (decimals > 0 && length + 1 + static_cast<size_t>(decimals) > room) {
-        decimals--;
-    }
-    appendConverted(text, value, std::chars_format::fixed, decimals);
+    const size_t before = size < 9.995 ? 1 : size < 99.95 ? 2 : 3;
+    const size_t taken = before + (value < 0 ? 1 : 0) + 1; /* with the point */
+    appendFixed(text, value, std::min(3 - before, taken < room ? room - taken : 0));
 }
 
 /* Scales by `step` until the number fits, and appends the prefix. */
@@ -42,6 +53,11 @@ void appendPrefixed(std::string& text, double value, double step,
     }
     appendThreeDigits(text, value, 6 - prefixes[prefix].size());
     text += prefixes[prefix];
+}
+
+/* Only for numbers that an int64_t holds. */
+bool isWhole(double value) {
+    return value == static_cast<double>(static_cast<int64_t>(value));
 }
 
 constexpr bool isBytes(Unit unit) {
@@ -69,25 +85,15 @@ void appendInteger(std::string& text, uint64_t value) {
 }
 
 void appendDecimal(std::string& text, double value, int decimals) {
-    const int64_t scale = powersOfTen[static_cast<size_t>(decimals)];
-    const double scaled = std::fabs(value) * static_cast<double>(scale);
-    if (!(scaled < 1e15)) {
-        appendConverted(text, value, std::chars_format::general, 15);
+    const auto places = static_cast<size_t>(decimals);
+    if (!(std::fabs(value) * static_cast<double>(powersOfTen[places]) < 1e15)) {
+        fmt::format_to(std::back_inserter(text), "{:.15g}", value);
         return;
     }
-    const int64_t rounded = std::llround(scaled);
-    if (value < 0 && rounded != 0) {
-        text += '-';
-    }
-    appendInteger(text, rounded / scale);
-    int64_t rest = rounded % scale;
-    if (rest == 0) {
-        return;
-    }
-    text += '.';
-    for (int64_t digit = scale / 10; rest != 0; digit /= 10) {
-        text += static_cast<char>('0' + rest / digit);
-        rest %= digit;
+    appendFixed(text, value, places);
+    if (decimals > 0) {
+        text.resize(text.find_last_not_of('0') + 1);
+        text.resize(text.size() - (text.back() == '.' ? 1 : 0));
     }
 }
 
@@ -112,7 +118,7 @@ void appendShort(std::string& text, double value) {
     const double size = std::fabs(value);
     if (size < 9999.95) {
         appendDecimal(text, value, size < 0.995 ? 2 : value > -999.95 ? 1 : 0);
-    } else if (size < 99999.5 && value == std::floor(value)) {
+    } else if (size < 99999.5 && isWhole(value)) {
         appendDecimal(text, value, 0);
     } else {
         appendPrefixed(text, value, 1000, prefixes, 999.5);
@@ -122,7 +128,7 @@ void appendShort(std::string& text, double value) {
 void appendShortBytes(std::string& text, double bytes) {
     static constexpr std::array<std::string_view, 7> prefixes{"",   "Ki", "Mi", "Gi",
                                                               "Ti", "Pi", "Ei"};
-    if (std::fabs(bytes) < 1023.5 && bytes == std::floor(bytes)) {
+    if (std::fabs(bytes) < 1023.5 && isWhole(bytes)) {
         appendDecimal(text, bytes, 0);
     } else {
         appendPrefixed(text, bytes, 1024, prefixes, 999.5);
@@ -130,7 +136,7 @@ void appendShortBytes(std::string& text, double bytes) {
 }
 
 void appendShortSeconds(std::string& text, double seconds) {
-    const auto whole = static_cast<int64_t>(std::fmin(std::fabs(seconds), 1e15));
+    const auto whole = static_cast<int64_t>(std::min(std::fabs(seconds), 1e15));
     if (seconds < 0) {
         appendShort(text, seconds);
     } else if (whole < 60) {

@@ -22,9 +22,12 @@ bool isSet(const char* variable) {
     return value != nullptr && *value != '\0';
 }
 
-bool isRegularFile(int descriptor) {
+/* False where a write can wait for a reader: at pipes, sockets and terminals. */
+bool neverWaits(int descriptor) {
     struct stat status;
-    return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    return fstat(descriptor, &status) == 0 &&
+           (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode) ||
+            (S_ISCHR(status.st_mode) && isatty(descriptor) == 0));
 }
 
 /* What a pipe or terminal with some room takes without waiting for its reader, who may be slow, so
@@ -40,7 +43,7 @@ size_t pieceSize() {
 } // namespace
 
 int writeOut(std::string_view text) {
-    const bool isFile = isRegularFile(STDOUT_FILENO);
+    const bool isFile = neverWaits(STDOUT_FILENO);
     while (!text.empty()) {
         size_t piece = text.size();
         if (!isFile) {

@@ -40,22 +40,37 @@ bool hasCountForm(std::string_view word) {
     return !word.empty() && std::ranges::all_of(word, [](char c) { return c >= '0' && c <= '9'; });
 }
 
+/* A number written as digits with a point at most, taken off the front of the text. */
+std::optional<double> takeDecimal(std::string_view& text) {
+    double number = 0;
+    double place = 0; /* of the next digit behind the point; 0 before it */
+    bool hasDigit = false;
+    for (; !text.empty(); text.remove_prefix(1)) {
+        const char c = text.front();
+        if (c >= '0' && c <= '9') {
+            hasDigit = true;
+            number = place == 0 ? number * 10 + (c - '0') : number + place * (c - '0');
+            place /= 10;
+        } else if (c == '.' && place == 0) {
+            place = 0.1;
+        } else {
+            break;
+        }
+    }
+    return hasDigit ? std::optional(number) : std::nullopt;
+}
+
 /* Seconds from "2", "0.5", "500ms", "1m", "2h"; nothing when the text has another form. */
 std::optional<double> durationFrom(std::string_view text) {
-    double number = 0;
-    const char* end = text.data() + text.size();
-    if (text.empty() || !(hasCountForm(text.substr(0, 1)) || text.front() == '.')) {
-        return std::nullopt;
-    }
-    const auto [rest, error] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
-    if (error != std::errc()) {
+    const auto number = takeDecimal(text);
+    if (!number) {
         return std::nullopt;
     }
     constexpr std::pair<std::string_view, double> units[] = {
         {"", 1}, {"s", 1}, {"ms", 0.001}, {"m", 60}, {"h", 3600}};
     for (const auto& [suffix, seconds] : units) {
-        if (std::string_view(rest, end) == suffix) {
-            return number * seconds;
+        if (text == suffix) {
+            return *number * seconds;
         }
     }
     return std::nullopt;

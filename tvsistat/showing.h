@@ -3,6 +3,7 @@
 #define SHOWING_H
 
 #include "history.h"
+#include "streamdecoder.h"
 #include "view.h"
 
 #include <string>
@@ -19,8 +20,13 @@ public:
     void begin(const samples::StreamHeader& header);
     const samples::StreamHeader& header() const { return attached; }
 
-    /* Takes a sample without showing it: a baseline for the next one. */
-    void take(samples::Sample sample) { history.add(std::move(sample)); }
+    /* Takes a sample without showing it: a baseline for the next one. Lets the decoder have the
+     * memory of one that is no longer needed. */
+    void take(samples::Sample sample, samples::StreamDecoder& decoder) {
+        if (auto passed = history.add(std::move(sample))) {
+            decoder.recycle(std::move(*passed));
+        }
+    }
 
     /* Appends the report on the sample that was taken last. */
     void append(std::string& text);

@@ -120,7 +120,7 @@ void InputWatcher::takeSample(samples::Sample sample) {
         return;
     }
     lastTakenNs = momentNs;
-    shown.take(std::move(sample));
+    shown.take(std::move(sample), decoder);
     const bool isBaseline = request.isOnce && request.interval && !hasBaseline;
     hasBaseline = true;
     if (!isBaseline) {
