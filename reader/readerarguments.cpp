@@ -24,6 +24,7 @@ constexpr const char* helpText =
     "  -c, --cache LOCATION the cache with this location, as prod~1f2e\n"
     "  -i, --interval TIME  from one sample to the next: 2, 0.5, 500ms, 1m (default 1; 0: no "
     "pause)\n"
+    "  -a, --align          at whole multiples of the interval on the wall clock\n"
     "  -n, --count N        end after N samples (default: when the cache is gone)\n"
     "  -k, --kinds LIST     send processes of these kinds only: vok,brox\n"
     "  -l, --list           print the caches of this host, a line of JSON each, and end\n"
@@ -34,15 +35,11 @@ constexpr const char* helpText =
     "permission, 5 a server of another version, 7 the cache went away, 9 output failed.\n";
 
 constexpr option longOptions[] = {
-    {"brox", required_argument, nullptr, 'b'},
-    {"cache", required_argument, nullptr, 'c'},
-    {"interval", required_argument, nullptr, 'i'},
-    {"count", required_argument, nullptr, 'n'},
-    {"kinds", required_argument, nullptr, 'k'},
-    {"list", no_argument, nullptr, 'l'},
-    {"version", no_argument, nullptr, 'V'},
-    {"help", no_argument, nullptr, 'h'},
-    {nullptr, 0, nullptr, 0},
+    {"brox", required_argument, nullptr, 'b'},     {"cache", required_argument, nullptr, 'c'},
+    {"interval", required_argument, nullptr, 'i'}, {"align", no_argument, nullptr, 'a'},
+    {"count", required_argument, nullptr, 'n'},    {"kinds", required_argument, nullptr, 'k'},
+    {"list", no_argument, nullptr, 'l'},           {"version", no_argument, nullptr, 'V'},
+    {"help", no_argument, nullptr, 'h'},           {nullptr, 0, nullptr, 0},
 };
 
 constexpr int64_t nsInSecond = 1'000'000'000;
@@ -159,6 +156,9 @@ std::optional<Failure> setOption(StreamRequest& request, int letter, const char*
         }
         return usage("--interval: " + quoted(value) +
                      " is no time from 1ms to 24h, as 2, 0.5, 500ms or 1m, nor 0");
+    case 'a':
+        request.isAligned = true;
+        return std::nullopt;
     case 'n':
         if (const auto count = parseCount(value)) {
             request.count = *count;
@@ -194,7 +194,7 @@ std::variant<StreamRequest, ListRequest, TextRequest, Failure> parseArguments(in
     opterr = 0;
     for (;;) {
         const int at = optind;
-        const int letter = getopt_long(argc, argv, ":b:c:i:n:k:lVh", longOptions, nullptr);
+        const int letter = getopt_long(argc, argv, ":b:c:i:an:k:lVh", longOptions, nullptr);
         switch (letter) {
         case -1:
             if (optind < argc) {
@@ -202,6 +202,9 @@ std::variant<StreamRequest, ListRequest, TextRequest, Failure> parseArguments(in
             }
             if (isList) {
                 return ListRequest();
+            }
+            if (request.isAligned && request.intervalNs == 0) {
+                return usage("--align needs an --interval");
             }
             if (request.target.name.empty()) {
                 return usage("a cache is needed: --brox NAME or --cache LOCATION");

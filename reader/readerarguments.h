@@ -27,6 +27,7 @@ struct Target {
 struct StreamRequest {
     Target target;
     int64_t intervalNs = 1'000'000'000; /* from one to the next; 0: no pause */
+    bool isAligned = false;             /* at whole multiples of it on the wall clock */
     uint64_t count = 0;                 /* 0: until the cache is gone */
     uint32_t kinds = SHRPC_ALL;         /* kinds of processes that are sent, a mask */
 };

@@ -7,6 +7,14 @@
 
 namespace reader {
 
+/* From a moment on the wall clock to the next whole multiple of a distance since the epoch: the one
+ * after it when that is less than half the distance away and `isNext` asks for another moment than
+ * the one just reached. */
+constexpr int64_t untilMultiple(int64_t wallClock, int64_t distance, bool isNext) {
+    const int64_t left = distance - wallClock % distance;
+    return isNext && left < distance / 2 ? left + distance : left;
+}
+
 class Schedule {
 public:
     /* The first moment is `start`; `interval` 0: always now. In nanoseconds. */
@@ -20,6 +28,8 @@ public:
         due = distance > 0 ? due + distance * (late / distance + 1) : now;
         return late;
     }
+    /* Lets another moment be the next one. */
+    void moveTo(int64_t moment) { due = moment; }
 
 private:
     int64_t due;

@@ -43,9 +43,11 @@ public:
         attach();
         output.begin();
         Schedule schedule(timesNow().monotonicNs, request.intervalNs);
+        align(schedule, false);
         for (uint64_t sequence = 1;; sequence++) {
             waitFor(schedule.next());
             const int64_t late = schedule.reach(timesNow().monotonicNs);
+            align(schedule, true);
             const int status = sampler.take(encoder, sequence, late);
             if (status != TVSI_SUCCESS) {
                 output.lose(failureOf(status));
@@ -58,6 +60,15 @@ public:
     }
 
 private:
+    /* Follows the wall clock, also when it is set. */
+    void align(Schedule& schedule, bool isNext) const {
+        if (request.isAligned) {
+            const samples::Times now = timesNow();
+            schedule.moveTo(now.monotonicNs +
+                            untilMultiple(now.realNs, request.intervalNs, isNext));
+        }
+    }
+
     void attach() {
         header.interfaceVersion = samples::serverVersion();
         header.readerVersion = samples::releaseVersion();

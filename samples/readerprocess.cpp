@@ -120,6 +120,9 @@ std::string readerProgram() {
 std::variant<ReaderProcess, Failure> ReaderProcess::start(const ReaderOptions& options) {
     std::vector<std::string> arguments{(options.isBrox ? "--brox=" : "--cache=") + options.cache,
                                        "--interval=" + secondsText(options.interval)};
+    if (options.isAligned) {
+        arguments.emplace_back("--align");
+    }
     if (options.count != 0) {
         arguments.push_back("--count=" + std::to_string(options.count));
     }

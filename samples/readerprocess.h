@@ -40,7 +40,8 @@ struct ReaderOptions {
     bool isBrox = true; /* `cache` is the name of a Brox, else a location */
     std::string cache;
     std::chrono::nanoseconds interval = std::chrono::seconds(1); /* 1 ms to 1 day, or 0: no pause */
-    uint64_t count = 0;                                          /* of samples; 0: for ever */
+    bool isAligned = false;     /* samples at whole multiples of it on the wall clock */
+    uint64_t count = 0;         /* of samples; 0: for ever */
     uint32_t kinds = SHRPC_ALL; /* kinds that are sampled: a mask */
 };
 

@@ -79,6 +79,7 @@ void CacheWatch::start() {
     options.isBrox = watched.isBrox;
     options.cache = watched.name;
     options.interval = nanoseconds(request.interval.value_or(1));
+    options.isAligned = request.isAligned;
     options.count = samplesWanted();
     /* Monitor and Brox are always looked at: their state tells what the other figures are worth. */
     options.kinds = request.rows.selection.kinds | SHRPC_MONITOR | SHRPC_BROX;
@@ -140,6 +141,8 @@ void CacheWatch::readOn() {
 void CacheWatch::take(samples::Message message) {
     if (const auto* header = std::get_if<samples::StreamHeader>(&message)) {
         shown.begin(*header);
+        const double untilFirst = request.isAligned ? request.interval.value_or(0) : 0;
+        due = now() + nanoseconds(untilFirst) + sampleLimit;
     } else if (auto* sample = std::get_if<samples::Sample>(&message)) {
         if (saidWaiting) {
             tell(Event::Kind::Back, sample->times, ExitStatus::Ok,

@@ -25,8 +25,7 @@ constexpr std::array<int64_t, 7> powersOfTen{1, 10, 100, 1000, 10000, 100000, 10
 /* The number with exactly so many digits behind the point. Its size is below 1e15 / 10^decimals. */
 void appendFixed(std::string& text, double value, size_t decimals) {
     const int64_t scale = powersOfTen[decimals];
-    const auto rounded =
-        static_cast<int64_t>(std::fabs(value) * static_cast<double>(scale) + 0.5);
+    const auto rounded = static_cast<int64_t>(std::fabs(value) * static_cast<double>(scale) + 0.5);
     text += value < 0 && rounded != 0 ? "-" : "";
     appendInteger(text, rounded / scale);
     text += decimals > 0 ? "." : "";

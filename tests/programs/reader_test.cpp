@@ -106,6 +106,15 @@ TEST_F(Reader, SamplesThatComeLateSaySo) {
     }
 }
 
+TEST_F(Reader, AlignedSamplesComeAtMultiplesOfTheInterval) {
+    StreamReader reader({"--brox=prod", "--interval=200ms", "--align"});
+    for (int i = 0; i < 3; i++) {
+        const auto sample = reader.nextOf<Sample>();
+        EXPECT_LT((sample.times.realNs - sample.lateNs) % 200'000'000, 100'000'000);
+    }
+    EXPECT_EQ(reader.nextOf<Sample>().sequence, 4U);
+}
+
 TEST_F(Reader, TheEndOfACacheIsNoticedWhateverTheInterval) {
     standin::ServerOptions options;
     options.brox = "other";
