@@ -8,9 +8,10 @@
 #include "hostprocess.h"
 #include "testcache.h"
 
-namespace {
-
+using namespace testing;
 using namespace testsupport;
+
+namespace {
 
 /* A thread that has been told to end before it makes a call, with cancellation on or off. */
 struct CancelledThread {
@@ -64,7 +65,7 @@ TEST(Cancellation, ActsAfterACallAndTheNextOneOfAnotherThreadWorks) {
     };
     for (const int state : {PTHREAD_CANCEL_ENABLE, PTHREAD_CANCEL_DISABLE}) {
         for (const auto& example : cases) {
-            SCOPED_TRACE(testing::Message() << &example - cases);
+            SCOPED_TRACE(Message() << &example - cases);
             example.arrange();
             CancelledThread thread{example.call, state};
             EXPECT_TRUE(thread.isCancelled());

@@ -13,6 +13,7 @@
 #include "process.h"
 #include "testcache.h"
 
+using namespace testing;
 using namespace testsupport;
 
 namespace {
@@ -76,7 +77,7 @@ void forbidSystemCalls(const std::vector<std::uint32_t>& allowed) {
     prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);
 }
 
-struct QueryCosts : testing::Test {
+struct QueryCosts : Test {
     QueryCosts() {
         for (int id = 2; id < static_cast<int>(slots); ++id) {
             const auto kind = id % 2 == 0 ? SHRPC_VOK_PGSVR_MAIN : SHRPC_VOK;

@@ -12,9 +12,10 @@
 #include "testcache.h"
 #include "watchedmemory.h"
 
-namespace {
-
+using namespace testing;
 using namespace testsupport;
+
+namespace {
 
 constexpr std::uint32_t slots = 6;
 TvsiResultSType record;
@@ -37,7 +38,7 @@ std::string wordAt(std::size_t distance, const standin::SegmentGeometry& geometr
     return std::to_string(inTable / sizeof(ShrPcPteSType)) + word;
 }
 
-class Reads : public testing::Test {
+class Reads : public Test {
 protected:
     void SetUp() override {
 #ifdef __SANITIZE_THREAD__

@@ -8,13 +8,10 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-namespace {
+using namespace testing;
+using namespace testsupport;
 
-using testsupport::CallsOf;
-using testsupport::inChild;
-using testsupport::inNovember;
-using testsupport::ScopedFault;
-using testsupport::ScopedOverride;
+namespace {
 
 TEST(Mutex, OnlyTheRecursiveOneIsTakenTwiceByItsOwnerAndNoneByAnother) {
     HostMutexSType plain[2] = {};
@@ -55,8 +52,8 @@ TEST(Mutex, FailuresEndTheProcessAndNameTheirPlace) {
          "HostMutexError: op=hostmutexUnlock rc=1 errno=7 at line 789 in netinfolocal\n"},
         {"sigaction", EINVAL, [](Mutex*) { UnixIoSigaction(SIGCHLD, nullptr, nullptr); },
          "unixiomt line 342", "sigaction failed for sig 17 with errno 22\n"}};
-    testsupport::forEachRow(cases, [&](const auto& function, const auto& error, const auto& call,
-                                       const auto& place, const auto& out) {
+    forEachRow(cases, [&](const auto& function, const auto& error, const auto& call,
+                          const auto& place, const auto& out) {
         const auto outcome = inNovember([&] {
             HostMutexSType mutex = {};
             const ScopedFault fault(function, error, 1, 1, CallsOf::thisThread);
@@ -85,16 +82,15 @@ TEST(Thread, StackIsAtLeastTheSmallestInWholePages) {
         {8388608, 4096, 524288, 8388608}, {262144, 4096, 524288, 524288},
         {262144, 4096, 524289, 528384},   {262144, 65536, 524288, 524288},
         {262144, 65536, 524289, 589824},  {528384, 65536, 524288, 528384}};
-    testsupport::forEachRow(
-        cases, [&](size_t systemDefault, size_t pageSize, size_t smallest, size_t expected) {
-            setDefaultStackSize(systemDefault);
-            const ScopedOverride<decltype(sysconf)> fake("sysconf", [&](int) { return pageSize; });
-            pthread_attr_t attributes;
-            size_t size = 0;
-            EXPECT_EQ(hostSetThreadAttributes(&attributes, smallest), &attributes);
-            pthread_attr_getstacksize(&attributes, &size);
-            EXPECT_EQ(size, expected);
-        });
+    forEachRow(cases, [&](size_t systemDefault, size_t pageSize, size_t smallest, size_t expected) {
+        setDefaultStackSize(systemDefault);
+        const ScopedOverride<decltype(sysconf)> fake("sysconf", [&](int) { return pageSize; });
+        pthread_attr_t attributes;
+        size_t size = 0;
+        EXPECT_EQ(hostSetThreadAttributes(&attributes, smallest), &attributes);
+        pthread_attr_getstacksize(&attributes, &size);
+        EXPECT_EQ(size, expected);
+    });
 }
 
 /* What a thread sees of itself; instrumented builds give it a larger stack. */
@@ -131,7 +127,7 @@ TEST(Thread, IsCreatedWithDefaultAttributesWhenOursFail) {
         {"pthread_attr_init", ENOMEM, "() failed, rc=12\n"},
         {"pthread_attr_getstacksize", EINVAL, "() failed, rc=22\n"},
         {"pthread_attr_setstacksize", EINVAL, "(67112960) failed, rc=22\n"}};
-    testsupport::forEachRow(cases, [&](const auto& function, int error, const auto& out) {
+    forEachRow(cases, [&](const auto& function, int error, const auto& out) {
         const auto outcome = inChild([&] {
             setDefaultStackSize(1048576);
             Seen seen;

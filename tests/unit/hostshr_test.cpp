@@ -2,20 +2,19 @@
 #include <cstring>
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <memory>
 #include <sys/mman.h>
 #include <sys/shm.h>
 
-#include "faults.h"
+#include "hostprocess.h"
 #include "hostshr.h"
 #include "hostunix.h"
-#include "process.h"
 #include "processstate.h"
 #include "testcache.h"
 
-namespace {
-
+using namespace testing;
 using namespace testsupport;
+
+namespace {
 
 constexpr std::uintptr_t alignment = 0x200000;
 const auto shmatFailed = reinterpret_cast<void*>(-1);
@@ -33,8 +32,7 @@ void* pointer(std::uintptr_t address) {
     return reinterpret_cast<void*>(address);
 }
 
-class HostShr : public testing::Test {
-protected:
+struct HostShr : Test {
     HostShr() { state->initialize(); }
 
     void* attach(const std::string& name) {
@@ -48,11 +46,11 @@ protected:
     }
     /* What the trace prints while an attach gives `expected`. */
     std::string trace(const std::string& name, void* expected = nullptr) {
-        testing::internal::CaptureStdout();
+        internal::CaptureStdout();
         hostShrDebugMode = TRUE;
         EXPECT_EQ(attach(name), expected);
         hostShrDebugMode = FALSE;
-        return testing::internal::GetCapturedStdout();
+        return internal::GetCapturedStdout();
     }
     std::string tried(void* requested, void* returned, int number) const {
         return format("[Debug]: basicShmat: shmid = %d, requested address = %p, flags = 0x0\n"
@@ -73,19 +71,17 @@ protected:
 };
 
 TEST_F(HostShr, MapsAtAnAlignedAddressAndTheLastDetachUnmaps) {
-    testing::internal::CaptureStdout();
+    internal::CaptureStdout();
     void* address = attach(cache.name());
     ASSERT_NE(address, nullptr) << error.msg();
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(address) % alignment, 0u);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(address) % alignment, 0U);
     EXPECT_EQ(std::memcmp(address, cache.segment().address(), sizeof(ShrPcConfigSType)), 0);
-    EXPECT_EQ(state->shrMemId.loc, address);
-    EXPECT_EQ(state->shrMemId.id, id);
-    EXPECT_EQ(state->actualSegSize, cache.segment().size());
-    EXPECT_STREQ(state->locStr, cache.name().c_str());
-    EXPECT_TRUE(state->shrMemIsAttached);
+    EXPECT_THAT(std::tuple(state->shrMemId.loc, state->shrMemId.id, state->actualSegSize,
+                           std::string(state->locStr), state->shrMemIsAttached),
+                FieldsAre(address, id, cache.segment().size(), cache.name(), TRUE));
     EXPECT_EQ(attach(cache.name()), address);
     EXPECT_EQ(state->threadsAttached, 2);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "no trace without the switch";
+    EXPECT_EQ(internal::GetCapturedStdout(), "") << "no trace without the switch";
     const std::string other =
         "shared memory already attached with locStr prod~1f2e, arg locStr other~1";
     EXPECT_EQ(trace("other~1"), "[Debug]: " + other + "\n");
@@ -96,15 +92,14 @@ TEST_F(HostShr, MapsAtAnAlignedAddressAndTheLastDetachUnmaps) {
               "[Debug]: HostShrMemAttach threadsAttached 3, shrMemId.loc==NULL\n");
     state->shrMemId.loc = address;
     for (; state->threadsAttached > 1; detach()) {
-        EXPECT_EQ(attachedBy(), 2u) << "the rejected mappings are gone";
+        EXPECT_EQ(attachedBy(), 2U) << "the rejected mappings are gone";
     }
     state->semArraySize = 3;
     EXPECT_EQ(detach(), 0);
-    EXPECT_EQ(attachedBy(), 1u);
-    EXPECT_EQ(state->shrMemId.loc, nullptr);
-    EXPECT_FALSE(state->shrMemIsAttached);
-    EXPECT_STREQ(state->locStr, "");
-    EXPECT_EQ(state->semArraySize, 0u);
+    EXPECT_EQ(attachedBy(), 1U);
+    EXPECT_THAT(std::tuple(state->shrMemId.loc, state->shrMemIsAttached, std::string(state->locStr),
+                           state->semArraySize),
+                FieldsAre(nullptr, FALSE, "", 0U));
     EXPECT_EQ(detach(), 0) << "nothing is attached any more";
     EXPECT_EQ(state->threadsAttached, 0);
 }
@@ -243,9 +238,9 @@ TEST_F(HostShr, ADetachMayLeaveTheSegmentMapped) {
     EXPECT_EQ(state->threadsAttached, 0);
     state->oobThrReading = 0;
     setenv("TX_DISABLE_SHMDT", "", 1);
-    testing::internal::CaptureStdout();
+    internal::CaptureStdout();
     EXPECT_EQ(detach(), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(internal::GetCapturedStdout(),
               "[Info]: Skipping shared memory segment detach system call shmdt()\n");
     EXPECT_EQ(attachedBy(), 2u);
     EXPECT_FALSE(state->shrMemIsAttached);
@@ -253,50 +248,42 @@ TEST_F(HostShr, ADetachMayLeaveTheSegmentMapped) {
     EXPECT_EQ(shmdt(address), 0);
 }
 
-TEST_F(HostShr, TheSocketIsClosedWithItsTrace) {
-    attach(cache.name());
+TEST_F(HostShr, TheLastDetachClosesASocketWithItsTrace) {
     const int socket = dup(0);
-    state->oobSock = socket;
     state->rSsl = reinterpret_cast<SslStateSType*>(state.get());
-    {
-        const ScopedFault interrupted("close", EINTR, 1, 2);
-        EXPECT_EQ(detach(), 0);
-        EXPECT_EQ(interrupted.hits(), 2);
-    }
-    EXPECT_EQ(fcntl(socket, F_GETFD), -1);
-    EXPECT_EQ(state->rSsl, nullptr);
+    internal::CaptureStdout();
     debug_conn = 1;
-    testing::internal::CaptureStdout();
-    for (const int descriptor : {dup2(0, socket), 2, 9999}) { /* standard streams stay open */
+    for (const int descriptor : {socket, 2, 9999}) { /* standard streams stay open */
+        attach(cache.name());
         state->oobSock = descriptor;
-        state->closeSocket();
+        EXPECT_EQ(detach(), 0);
         EXPECT_EQ(state->oobSock, -1);
     }
     debug_conn = 0;
-    EXPECT_THAT(testing::internal::GetCapturedStdout(),
-                testing::MatchesRegex("[^\n]+ \\[tid 0x[0-9a-f]+\\]: SocketClose fd " +
-                                      std::to_string(socket) + "\n"));
+    EXPECT_THAT(internal::GetCapturedStdout(),
+                ContainsRegex("[^\n]+ \\[tid 0x[0-9a-f]+\\]: SocketClose fd " +
+                              std::to_string(socket) + "\n"));
+    EXPECT_EQ(fcntl(socket, F_GETFD), -1);
     EXPECT_EQ(fcntl(2, F_GETFD), 0);
+    EXPECT_EQ(state->rSsl, nullptr);
 }
 
 TEST(LockName, IsComparedNoFurtherThanItsField) {
-    setenv("TX_CORE_TIME_OUT", "1", 1);
     HostShrSpinLockSType lock{};
     lock.queueLock = 0x41414141; /* what follows the name is none of it */
     std::memset(lock.lockName, 'A', sizeof lock.lockName);
     lock.verifyLockName(std::string(38, 'A').c_str());
-    EXPECT_EQ(inChild([&] { lock.verifyLockName(std::string(39, 'A').c_str()); }).status, 1);
+    EXPECT_EQ(inNovember([&] { lock.verifyLockName(std::string(39, 'A').c_str()); }).status, 1);
 }
 
 TEST(Trace, IsSwitchedOnWhenTheLibraryIsLoaded) {
     const TestCache cache;
-    Environment environment = {{"TALVEX_GLOBAL_DIR", cache.directory().string()}};
-    EXPECT_THAT(run({TVSI_SNAPSHOT, "prod"}, environment).out,
-                testing::Not(testing::HasSubstr("[Debug]")));
+    testsupport::Environment environment = {{"TALVEX_GLOBAL_DIR", cache.directory().string()}};
+    EXPECT_THAT(run({TVSI_SNAPSHOT, "prod"}, environment).out, Not(HasSubstr("[Debug]")));
     environment["TX_DEBUG_SHARED_MEM"] = "";
     EXPECT_THAT(run({TVSI_SNAPSHOT, "prod"}, environment).out,
-                testing::StartsWith("[Debug]: Shared memory debug tracing enabled\n"
-                                    "[Debug]: getKey() success.  key="));
+                StartsWith("[Debug]: Shared memory debug tracing enabled\n"
+                           "[Debug]: getKey() success.  key="));
 }
 
 } // namespace

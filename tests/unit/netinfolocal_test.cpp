@@ -22,18 +22,14 @@
 #include "runningprogram.h"
 #include "temporarydirectory.h"
 
+using namespace testing;
+using namespace testsupport;
+
 namespace {
 
 using namespace std::string_literals;
 using standin::HeaderForm;
 using standin::RegistryRecord;
-using testing::ElementsAre;
-using testing::FieldsAre;
-using testing::Pair;
-using testing::UnorderedElementsAre;
-using testsupport::inChild;
-using testsupport::ScopedFault;
-using testsupport::ScopedOverride;
 
 /* A lookup with everything that it fills. */
 struct Lookup {
@@ -68,15 +64,15 @@ RegistryRecord oldRecord() {
 constexpr pid_t noProcess = INT_MAX; // no process id is that large
 
 /* A registry directory of the test's own, with the host id 0x1f2e. */
-class NetInfoLocal : public testing::Test {
+class NetInfoLocal : public Test {
 protected:
     NetInfoLocal() {
         setenv("TALVEX_GLOBAL_DIR", directory.path().c_str(), 1);
         setenv("TZ", "UTC", 1);
         registry.writeHostId(0x1f2e);
-        before = testsupport::processState().descriptors;
+        before = processState().descriptors;
     }
-    ~NetInfoLocal() override { EXPECT_EQ(testsupport::processState().descriptors, before); }
+    ~NetInfoLocal() override { EXPECT_EQ(processState().descriptors, before); }
 
     std::string pathOf(const std::string& name) const { return registry.recordFile(name); }
     std::string hostIdPath() const { return registry.hostIdFile(); }
@@ -89,7 +85,7 @@ protected:
         return found ? location.locationStr : err.msg();
     }
 
-    testsupport::TemporaryDirectory directory;
+    TemporaryDirectory directory;
     standin::RegistryDirectory registry{directory.path()};
     std::size_t before;
 };
@@ -152,7 +148,7 @@ TEST_F(NetInfoLocal, StringsAreTakenInFileOrderAsFarAsTheyGo) {
         for (auto [area, expected] : cases) {
             expected.resize(6);
             registry.writeRaw("p", encode(record) + area);
-            EXPECT_EQ(Lookup("p").strings(), expected) << testing::PrintToString(area);
+            EXPECT_EQ(Lookup("p").strings(), expected) << PrintToString(area);
         }
     }
 }
@@ -296,14 +292,13 @@ TEST_F(NetInfoLocal, LivenessAndIdentityDecideTheResult) {
 TEST_F(NetInfoLocal, ADeletedExecutableIsUsable) {
     const std::string executable = directory.file("sleeper");
     std::filesystem::copy_file("/bin/sleep", executable);
-    testsupport::RunningProgram sleeper({executable, "60"});
+    RunningProgram sleeper({executable, "60"});
     RegistryRecord record = liveRecord();
     record.processId = sleeper.pid();
     record.executablePath = executable;
     registry.writeRecord("p", record);
     const std::string link = "/proc/" + std::to_string(sleeper.pid()) + "/exe";
-    EXPECT_TRUE(
-        testsupport::eventually([&] { return std::filesystem::read_symlink(link) == executable; }));
+    EXPECT_TRUE(eventually([&] { return std::filesystem::read_symlink(link) == executable; }));
     EXPECT_EQ(Lookup("p").result, NIRES_OK);
     std::filesystem::remove(executable);
     EXPECT_EQ(Lookup("p").result, NIRES_EXE_DEL);
@@ -320,7 +315,7 @@ TEST_F(NetInfoLocal, WithoutALinkTheStatusLineTellsTheName) {
         {"7 (broxd) " + std::string(1012, 'x'), true},
         {"7 (broxd) " + std::string(1013, 'x'), false},
     };
-    testsupport::forEachRow(cases, [&](const auto& line, const auto& isAccepted) {
+    forEachRow(cases, [&](const auto& line, const auto& isAccepted) {
         const ScopedOverride<decltype(read)> status("read", [&](int, void* to, size_t size) {
             return static_cast<ssize_t>(line.copy(static_cast<char*>(to), size));
         });
@@ -353,11 +348,11 @@ std::string addressOf(const std::string& host, int status, int failures, const c
                 return isIpv4 && --failures >= 0 ? status
                                                  : getaddrinfo(address, nullptr, &numeric, results);
             });
-        const long polls = testsupport::callCount("poll");
+        const long polls = callCount("poll");
         char text[46];
         SocketGetFirstIpAddressForMyHost(text, sizeof text);
         SocketGetFirstIpAddressForMyHost(text, sizeof text);
-        std::printf("%s, %ld pauses", text, testsupport::callCount("poll") - polls);
+        std::printf("%s, %ld pauses", text, callCount("poll") - polls);
     });
     return outcome.out;
 }
@@ -386,7 +381,7 @@ TEST(HostAddress, IsAskedForByTheHostsNameAndWrittenShort) {
     for (const auto& [host, status, failures, address, expected] : cases) {
         EXPECT_EQ(addressOf(host, status, failures, address), expected);
     }
-    for (const auto& [address, text] : testsupport::pairs(R"(
+    for (const auto& [address, text] : pairs(R"(
             ::ffff:192.0.2.7=192.0.2.7  ::192.0.2.7=::c000:207  2001:0DB8::00A0=2001:db8::a0
             ::=::  ::a=::a  fe80::=fe80::  1:0:2:3:4:5:6:7=1:0:2:3:4:5:6:7  1:0:0:2:0:0:0:3=1:0:0:2::3
             1:0:0:2:3:0:0:4=1::2:3:0:0:4
@@ -397,10 +392,10 @@ TEST(HostAddress, IsAskedForByTheHostsNameAndWrittenShort) {
     const std::string asked = "[^\n]+ \\[tid 0x[0-9a-f]+\\]: AF_INET";
     const std::string answer = " \\.\\.\\.\\) db IN";
     EXPECT_THAT(addressOf("db", EAI_NONAME, 9, "::1"),
-                testing::MatchesRegex(asked + "4 getaddrinfo\\(db, NULL, flags 0x0" + answer +
-                                      " flags 0\n -- fail, status -2 \n" + asked +
-                                      "6 getaddrinfo\\(db, NULL, flags 0x8" + answer +
-                                      "6 flags 0x8\n -- OK::1, 0 pauses"));
+                MatchesRegex(asked + "4 getaddrinfo\\(db, NULL, flags 0x0" + answer +
+                             " flags 0\n -- fail, status -2 \n" + asked +
+                             "6 getaddrinfo\\(db, NULL, flags 0x8" + answer +
+                             "6 flags 0x8\n -- OK::1, 0 pauses"));
     debug_conn = 0;
 }
 
@@ -587,7 +582,7 @@ TEST(GlobalDirectory, IsAnExistingOverrideOrOneOfTheTwoInstalledOnes) {
         "  Releases before 5.0 will work only with '/usr/talvex'.\n"
         "  Release 5.0 and later will work with either one.\n"
         "  This warning can be disabled by setting env variable TX_DISABLE_WARNING.\n";
-    const testsupport::TemporaryDirectory directory;
+    const TemporaryDirectory directory;
     const std::string path = directory.path();
     mkdir((path + "/x").c_str(), 0700);
     setenv("TVSI_TEST_DIR", path.c_str(), 1);

@@ -4,14 +4,14 @@
 #include <gmock/gmock.h>
 
 #include "attachcall.h"
-#include "faults.h"
-#include "process.h"
+#include "hostprocess.h"
 #include "shrpccmn.h"
 #include "testcache.h"
 
-namespace {
-
+using namespace testing;
 using namespace testsupport;
+
+namespace {
 
 ShrPcStateSType poisonedView() {
     ShrPcStateSType view;
@@ -72,7 +72,7 @@ TEST(View, LocatesEveryRegionOfTheSegment) {
         EXPECT_EQ(list->myStartIndex, 0u);
     }
     EXPECT_EQ(view.findFreeFrameClockHand + view.pageCreationOrigin + view.pageCacheHitOrigin, 0);
-    EXPECT_THAT(view.ioSampler.bytes, testing::Each(0));
+    EXPECT_THAT(view.ioSampler.bytes, Each(0));
     EXPECT_EQ(view.locationStr[0], 0x5A) << "not this step's";
 }
 
@@ -100,9 +100,9 @@ TEST(View, AnotherElementSizeIsToldAndEndsTheDerivation) {
         for (const std::int32_t wrong : {size.expected - 1, size.expected + 1, 0, -1}) {
             cache.header().*size.field = wrong;
             view = poisonedView();
-            testing::internal::CaptureStdout();
+            internal::CaptureStdout();
             EXPECT_FALSE(ShrPcInit(&view, &cache.header(), FALSE));
-            EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            EXPECT_EQ(internal::GetCapturedStdout(),
                       std::string("ERROR in sizeof ") + size.name + ",  my size " +
                           std::to_string(size.expected) + ", cache's size " +
                           std::to_string(wrong) + " , file shrpccmn line " +
@@ -119,20 +119,19 @@ TEST(Validation, VersionComesBeforeReadinessBeforeSizes) {
     const TestCache cache;
     TvsiInit();
     cache.header().pteSize = 1;
-    testing::internal::CaptureStdout();
+    internal::CaptureStdout();
     EXPECT_EQ(attach(cache.name()), (Answer{TVSI_ERR_CACHE_ATTACH_FAILED, ""}));
-    EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::StartsWith("ERROR in sizeof"));
+    EXPECT_THAT(internal::GetCapturedStdout(), StartsWith("ERROR in sizeof"));
     cache.segment().setInitDone(false);
-    EXPECT_THAT(attach(cache.name()).text, testing::StartsWith("[ERROR]: Time out"));
+    EXPECT_THAT(attach(cache.name()).text, StartsWith("[ERROR]: Time out"));
     cache.header().compatibilityLevel = 1;
     EXPECT_EQ(attach(cache.name()).status, TVSI_ERR_CACHE_WRONG_VERSION);
 }
 
 TEST(Validation, ALockOfAnotherNameEndsTheProcess) {
-    setenv("TX_CORE_TIME_OUT", "1", 1);
     const TestCache cache;
     const auto attached = [&] {
-        return inChild([&] {
+        return inNovember([&] {
             TvsiInit();
             std::_Exit(attach(cache.name()).status);
         });
@@ -151,7 +150,7 @@ TEST(Validation, ALockOfAnotherNameEndsTheProcess) {
         const Outcome outcome = attached();
         EXPECT_EQ(outcome.status, 1);
         EXPECT_THAT(outcome.err,
-                    testing::HasSubstr("\nUTL_GUARANTEE failed, File hostshr line " + line + "\n"));
+                    HasSubstr("\nUTL_GUARANTEE failed, File hostshr line " + line + "\n"));
         standin::setLockName(lock, good + "7");
     }
     EXPECT_EQ(attached().status, TVSI_SUCCESS) << "longer names are fine";

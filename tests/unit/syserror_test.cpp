@@ -9,9 +9,10 @@
 #include <gtest/gtest.h>
 #include <tuple>
 
-namespace {
+using namespace testing;
+using namespace testsupport;
 
-using testsupport::inChild;
+namespace {
 
 std::string text(int number, size_t size = 256) {
     std::string buffer(256, '#');
