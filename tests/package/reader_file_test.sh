@@ -11,7 +11,11 @@ needed=$(readelf -d "$program" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | grep -
     exit 1
 }
 options=$("$program" --help | grep -o -- '^  -., --[a-z]*' | grep -o -- '--.*' | cut -c 3-)
-[ "$(wc -w <<<"$options")" -eq 8 ]
+number=$(wc -w <<<"$options")
+[ "$number" -eq 9 ] || {
+    echo "its help names $number options"
+    exit 1
+}
 for option in $options; do
     grep -q "Fl Fl $option" "$manual" || {
         echo "the manual page lacks --$option"
