@@ -1,5 +1,6 @@
 #include "optiontable.h"
 
+#include "columns.h"
 #include "exitstatus.h"
 #include "statscatalogue.h"
 
@@ -306,6 +307,26 @@ std::string optionTableText() {
         }
         text += entry.sentence;
         text += '\n';
+    }
+    const auto add = [&](std::string_view what, std::string_view name, std::string_view sentence) {
+        text += what;
+        text += "\t\t";
+        text += name;
+        text += "\t\t\t";
+        text += sentence;
+        text += '\n';
+    };
+    for (const auto& kind : statscatalogue::kinds()) {
+        if ((kind.bit & SHRPC_ALL) != 0) {
+            add("=kind", kind.shortName, kind.title);
+        }
+    }
+    for (size_t i = 0; i < statscatalogue::numFieldGroups; i++) {
+        const auto group = static_cast<statscatalogue::Group>(i);
+        add("=group", nameOf(group), sentenceOf(group));
+    }
+    for (size_t i = 0; i < numIdentities; i++) {
+        add("=column", nameOf(static_cast<Identity>(i)), "");
     }
     return text;
 }

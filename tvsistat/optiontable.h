@@ -123,7 +123,8 @@ std::string helpText(size_t width);
 
 /* The table for programs that make completions or check the manual: a line an option, its columns
  * separated by tabs: section, letter, name, argument, kind of argument, sentence. Hidden options
- * are left out. */
+ * are left out. Then what arguments may be, in the same columns, with =kind, =group or =column (of
+ * --fields) in place of the section. */
 std::string optionTableText();
 
 } // namespace tvsistat
