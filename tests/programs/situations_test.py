@@ -52,7 +52,11 @@ def read_until(tool, pattern):
 
 
 def status_of(tool):
-    tool.communicate(timeout=PATIENCE)
+    try:
+        tool.communicate(timeout=PATIENCE)
+    except subprocess.TimeoutExpired:
+        tool.kill()
+        tool.communicate()
     return tool.returncode
 
 
