@@ -71,9 +71,9 @@ size_t ProcessWatch::descriptorLimit() {
     return now > spareDescriptors ? static_cast<size_t>(now) - spareDescriptors : 0;
 }
 
-ProcessWatch::ProcessWatch(size_t wanted)
-    : poller(wanted > 0 ? epoll_create1(EPOLL_CLOEXEC) : -1),
-      maxDescriptors(poller >= 0 ? wanted : 0) {}
+ProcessWatch::ProcessWatch(size_t descriptorsWanted)
+    : poller(descriptorsWanted > 0 ? epoll_create1(EPOLL_CLOEXEC) : -1),
+      maxDescriptors(poller >= 0 ? descriptorsWanted : 0) {}
 
 ProcessWatch::~ProcessWatch() {
     for (auto& [pid, process] : processes) {

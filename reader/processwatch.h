@@ -28,7 +28,7 @@ namespace reader {
 class ProcessWatch {
 public:
     /* As many processes as this are watched by a descriptor; the others are asked one by one. */
-    explicit ProcessWatch(size_t maxDescriptors);
+    explicit ProcessWatch(size_t descriptorsWanted);
     /* How many descriptors there may be. Raises this process's limit as far as it may. */
     static size_t descriptorLimit();
     ProcessWatch(const ProcessWatch&) = delete;

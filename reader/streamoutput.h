@@ -34,7 +34,7 @@ public:
     ~StreamOutput() = default;
 
     /* What is known so far, should the stream have to begin with its end. */
-    void describe(const samples::StreamHeader& header);
+    void describe(const samples::StreamHeader& known);
     /* Begins the stream with what has been described, then what the library has printed. */
     void begin();
     /* Writes what the encoder holds. */

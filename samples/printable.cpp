@@ -16,33 +16,50 @@ void appendHex(std::string& text, unsigned char byte) {
     text += digits[byte & 15];
 }
 
+bool isContinuation(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+/* Bytes of a UTF-8 character by its first one; 0 when no character begins so. */
+size_t lengthByFirst(unsigned first) {
+    constexpr struct {
+        unsigned below;
+        size_t length;
+    } ranges[] = {{0x80, 1}, {0xC2, 0}, {0xE0, 2}, {0xF0, 3}, {0xF5, 4}, {0x100, 0}};
+    for (const auto& range : ranges) {
+        if (first < range.below) {
+            return range.length;
+        }
+    }
+    return 0;
+}
+
+/* Neither longer than needed, nor a surrogate, nor beyond the last character. */
+bool canFollow(unsigned first, unsigned second) {
+    switch (first) {
+    case 0xE0:
+        return second >= 0xA0;
+    case 0xED:
+        return second < 0xA0;
+    case 0xF0:
+        return second >= 0x90;
+    case 0xF4:
+        return second < 0x90;
+    default:
+        return true;
+    }
+}
+
 /* Bytes of the UTF-8 character that the bytes begin with; 0 when they begin with none. */
 size_t characterLength(std::string_view bytes) {
-    const auto at = [&](size_t i) { return static_cast<unsigned char>(bytes[i]); };
-    const unsigned first = at(0);
-    const size_t length = first < 0x80   ? 1
-                          : first < 0xC2 ? 0
-                          : first < 0xE0 ? 2
-                          : first < 0xF0 ? 3
-                          : first < 0xF5 ? 4
-                                         : 0;
-    if (length > bytes.size()) {
+    const auto first = static_cast<unsigned char>(bytes[0]);
+    const size_t length = lengthByFirst(first);
+    if (length > bytes.size() ||
+        !std::ranges::all_of(bytes.substr(0, length).substr(length > 0 ? 1 : 0), isContinuation)) {
         return 0;
     }
-    for (size_t i = 1; i < length; i++) {
-        if ((at(i) & 0xC0) != 0x80) {
-            return 0;
-        }
-    }
-    /* Neither longer than needed, nor a surrogate, nor beyond the last character. */
-    if (length >= 3) {
-        const unsigned second = at(1);
-        if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second >= 0xA0) ||
-            (first == 0xF0 && second < 0x90) || (first == 0xF4 && second >= 0x90)) {
-            return 0;
-        }
-    }
-    return length;
+    const bool isWhole = length < 2 || canFollow(first, static_cast<unsigned char>(bytes[1]));
+    return isWhole ? length : 0;
 }
 
 /* The byte that \xNN stands for; nothing when the text begins with no such thing. */

@@ -154,6 +154,7 @@ std::variant<ReaderProcess, Failure> ReaderProcess::start(const std::vector<std:
     std::vector<std::string> words(arguments);
     words.insert(words.begin(), programName);
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words) {
         argv.push_back(word.data());
     }

@@ -16,12 +16,12 @@ namespace {
 
 struct LengthLimits {
     uint32_t type;
-    uint32_t least;
-    uint32_t most;
+    uint64_t least;
+    uint64_t most;
 };
 
 constexpr uint32_t largestText = sizeof(TextSize) + maxTextBytes;
-constexpr uint32_t headerTexts = 5;
+constexpr size_t headerTexts = 5;
 
 constexpr LengthLimits lengthLimits[] = {
     {headerType, sizeof(HeaderBody) + headerTexts * sizeof(TextSize),
@@ -192,7 +192,7 @@ bool StreamDecoder::partlyArrivedIsGood() const {
     }
     return body.numRecords <= maxRecords &&
            body.numRecords * sizeof(RecordHead) <= head.length - sizeof body &&
-           head.length - sizeof body <= body.numRecords * uint64_t{maxRecordBytes};
+           head.length - sizeof body <= body.numRecords * maxRecordBytes;
 }
 
 std::optional<Message> StreamDecoder::decode(Cursor& body, uint32_t type, const Times& times) {
@@ -234,7 +234,7 @@ std::optional<Message> StreamDecoder::decode(Cursor& body, uint32_t type, const 
 }
 
 std::optional<Message> StreamDecoder::decodeHeader(Cursor& cursor, const Times& times) {
-    HeaderBody body;
+    HeaderBody body{};
     cursor.take(body);
     StreamHeader header;
     header.version = body.version;
@@ -278,7 +278,7 @@ std::optional<Message> StreamDecoder::decodeHeader(Cursor& cursor, const Times& 
 
 std::optional<Message> StreamDecoder::decodeSample(Cursor& cursor, const Times& times) {
     const size_t whole = sizeof(MessageHead) + cursor.left;
-    SampleBody body;
+    SampleBody body{};
     cursor.take(body);
     if (!partlyArrivedIsGood() || body.zero != 0 || body.lateNs < 0 || body.slots < 0 ||
         body.used < -1) {

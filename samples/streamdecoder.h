@@ -48,9 +48,9 @@ private:
     bool headIsGood();
     bool partlyArrivedIsGood() const;
     std::optional<Message> decode(Cursor& body, uint32_t type, const Times& times);
-    std::optional<Message> decodeHeader(Cursor& body, const Times& times);
-    std::optional<Message> decodeSample(Cursor& body, const Times& times);
-    bool decodeRecord(Cursor& body, Record& record);
+    std::optional<Message> decodeHeader(Cursor& cursor, const Times& times);
+    std::optional<Message> decodeSample(Cursor& cursor, const Times& times);
+    bool decodeRecord(Cursor& cursor, Record& record);
     void consume(size_t count);
 
     Bytes buffer; /* what has come and is not handed out: `begin` to `end` */

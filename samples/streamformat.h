@@ -104,9 +104,10 @@ constexpr uint32_t paddedTo4(uint32_t size) {
 }
 
 /* The largest record has all bytes of the structure, in five blocks, and the longest name. */
-inline constexpr uint32_t maxRecordBytes =
+inline constexpr uint64_t maxRecordBytes =
     sizeof(RecordHead) + 5 * sizeof(BlockSize) + maxNameBytes + sizeof(ShrPcStatsSType);
-inline constexpr uint32_t maxMessageBytes = sizeof(SampleBody) + maxRecords * maxRecordBytes;
+inline constexpr uint64_t maxMessageBytes = sizeof(SampleBody) + maxRecords * maxRecordBytes;
+static_assert(maxMessageBytes <= UINT32_MAX);
 
 } // namespace samples::format
 
