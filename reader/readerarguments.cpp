@@ -14,8 +14,9 @@ namespace reader {
 namespace {
 
 constexpr const char* helpText =
-    "Usage: tvsi-reader (--brox NAME | --cache LOCATION) [--interval TIME] [--count N]\n"
-    "                   [--kinds LIST] | tvsi-reader --list\n"
+    "Usage: tvsi-reader (--brox NAME | --cache LOCATION) [--interval TIME] [--align]\n"
+    "                   [--count N] [--kinds LIST]\n"
+    "       tvsi-reader --list\n"
     "\n"
     "Attaches a shared page cache of this host and writes samples of its processes to\n"
     "standard output, as a stream that tvsistat --read - and other programs take.\n"
