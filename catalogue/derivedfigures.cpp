@@ -1,6 +1,7 @@
 /* Owns the look-ups of derived figures and default columns, and their compile-time checks. */
 #include "figuretable.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace statscatalogue {
@@ -25,32 +26,41 @@ consteval bool suits(const Term& term, const Field& field) {
 
 consteval bool canBeRead(const Kind& kind, const Terms& terms) {
     for (const Term& term : terms) {
+        if (term.field.empty()) {
+            continue;
+        }
         const auto place = findField(kind, term.field);
-        if (!term.field.empty() &&
-            (!place || place->field->count != 1 || !suits(term, *place->field))) {
+        if (!place || place->field->count != 1 || !suits(term, *place->field)) {
             return false;
         }
     }
     return true;
 }
 
-template <size_t size>
-consteval bool formulasAreOfTheirKindsFields(const std::array<DerivedFigure, size>& figures) {
-    for (const DerivedFigure& figure : figures) {
-        if (figure.kinds == 0 || figure.numerator[0].field.empty()) {
+consteval bool isOfItsKindsFields(const DerivedFigure& figure) {
+    for (const Kind& kind : kindTable) {
+        if ((figure.kinds & kind.bit) != 0 &&
+            (!canBeRead(kind, figure.numerator) || !canBeRead(kind, figure.denominator))) {
             return false;
         }
-        for (const Kind& kind : kindTable) {
-            if ((figure.kinds & kind.bit) != 0 &&
-                (!canBeRead(kind, figure.numerator) || !canBeRead(kind, figure.denominator))) {
-                return false;
-            }
-        }
     }
-    return true;
+    return figure.kinds != 0 && !figure.numerator[0].field.empty();
 }
-static_assert(formulasAreOfTheirKindsFields(figureTable), "a figure's terms are its kinds' fields");
-static_assert(formulasAreOfTheirKindsFields(headlineTable));
+
+/* Each figure is an evaluation of its own, as each kind below: clang limits the steps of one. */
+template <const auto& table, size_t index>
+constexpr bool hasItsFields = isOfItsKindsFields(table[index]);
+
+template <const auto& table, size_t... index>
+consteval bool figuresAreOfTheirKindsFields(std::index_sequence<index...>) {
+    return (hasItsFields<table, index> && ...);
+}
+static_assert(
+    figuresAreOfTheirKindsFields<figureTable>(std::make_index_sequence<figureTable.size()>()),
+    "a figure's terms are its kinds' fields");
+static_assert(
+    figuresAreOfTheirKindsFields<headlineTable>(std::make_index_sequence<headlineTable.size()>()),
+    "a headline's terms are its kinds' fields");
 
 consteval bool everyTimeStampHasItsAge() {
     for (const Kind& kind : kindTable) {
@@ -105,32 +115,26 @@ constexpr uint64_t folded(std::string_view title) {
     return letters;
 }
 
-consteval bool titlesAreUnique(const Kind& kind) {
+template <size_t kindIndex> consteval bool titlesAreUnique() {
+    constexpr const Kind& kind = kindTable[kindIndex];
     constexpr size_t most = 512;
     std::array<uint64_t, most> titles{};
-    size_t number = 0;
-    bool isUnique = true;
-    const auto add = [&](std::string_view title) {
-        const uint64_t letters = folded(title);
-        for (size_t i = 0; i < number; i++) {
-            isUnique = isUnique && titles[i] != letters;
-        }
-        isUnique = isUnique && letters != 0;
-        titles[number] = letters;
-        number++;
-    };
-    forEachField(kind, [&](const FieldPlace& place) { add(place.field->title); });
+    auto* end = titles.begin();
+    forEachField(kind, [&](const FieldPlace& place) { *end++ = folded(place.field->title); });
     for (const DerivedFigure& figure : figureTable) {
         if ((figure.kinds & kind.bit) != 0) {
-            add(figure.title);
+            *end++ = folded(figure.title);
         }
     }
-    return isUnique;
+    std::sort(titles.begin(), end);
+    return titles.front() != 0 && std::adjacent_find(titles.begin(), end) == end;
 }
+
+template <size_t kindIndex> constexpr bool hasUniqueTitles = titlesAreUnique<kindIndex>();
 
 template <size_t... kindIndex>
 consteval bool titlesAreUniqueInEveryKind(std::index_sequence<kindIndex...>) {
-    return (titlesAreUnique(kindTable[kindIndex]) && ...);
+    return (hasUniqueTitles<kindIndex> && ...);
 }
 static_assert(titlesAreUniqueInEveryKind(std::make_index_sequence<SHRPC_numStatTypes>()),
               "a title is unique in the columns of a kind");
@@ -158,7 +162,7 @@ consteval bool defaultsAreFieldsOfTheirKind() {
 static_assert(defaultsAreFieldsOfTheirKind(), "each kind has its own default columns, once");
 
 std::string textOf(const Term& term) {
-    const std::string field(term.field);
+    std::string field(term.field);
     switch (term.reading) {
     case Reading::Value:
         return field;

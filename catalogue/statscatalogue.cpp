@@ -128,9 +128,12 @@ template <size_t kindIndex> consteval bool fieldNamesAreUnique() {
     return true;
 }
 
+/* Each kind is an evaluation of its own: clang limits the steps of one. */
+template <size_t kindIndex> constexpr bool hasUniqueFieldNames = fieldNamesAreUnique<kindIndex>();
+
 template <size_t... kindIndex>
 consteval bool fieldNamesAreUniqueInEveryKind(std::index_sequence<kindIndex...>) {
-    return (fieldNamesAreUnique<kindIndex>() && ...);
+    return (hasUniqueFieldNames<kindIndex> && ...);
 }
 static_assert(fieldNamesAreUniqueInEveryKind(std::make_index_sequence<SHRPC_numStatTypes>()),
               "a field's name is unique in the record of a kind");

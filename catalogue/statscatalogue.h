@@ -121,7 +121,9 @@ enum class Group : uint8_t {
 inline constexpr size_t numFieldGroups = 12;
 
 /* A short constant text that lies where it stands, without a pointer: nothing of the tables has to
- * be relocated when a program starts. Stands for a std::string_view of itself. */
+ * be relocated when a program starts. Stands for a std::string_view of itself, in both directions
+ * without a cast. */
+// NOLINTBEGIN(google-explicit-constructor)
 template <size_t capacity> class FixedText {
 public:
     constexpr FixedText() = default;
@@ -144,15 +146,16 @@ private:
     uint8_t length_ = 0;
     std::array<char, capacity> text_{};
 };
+// NOLINTEND(google-explicit-constructor)
 
 template <size_t capacity>
 constexpr bool operator==(const FixedText<capacity>& one, std::string_view other) {
-    return one.view() == other;
+    return one.size() == other.size() && one.view() == other;
 }
 template <size_t oneCapacity, size_t otherCapacity>
 constexpr bool operator==(const FixedText<oneCapacity>& one,
                           const FixedText<otherCapacity>& other) {
-    return one.view() == other.view();
+    return one == other.view();
 }
 template <class Traits, size_t capacity>
 std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& stream,
