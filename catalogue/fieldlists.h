@@ -18,7 +18,8 @@
  * Only a name that tells its unit has one. A duration without one is Unknown, also a time-out. A
  * "size" without one is a plain number: of what, nobody recorded. Nor is it known what
  * timeLastEpochGc measures (it is no time_t), so it is shown as it is. Abbreviations that nobody
- * spelt out (OT, BM, PCE, SMC, TTE, LDI, TCI, RC, ME) stay as they are in the sentences.
+ * spelt out (OT, BM, PCE, SMC, TTE, LDI, TCI, RC, ME, ML, MT, OM, POM) stay as they are in the
+ * sentences.
  */
 #ifndef FIELDLISTS_H
 #define FIELDLISTS_H

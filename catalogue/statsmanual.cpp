@@ -37,7 +37,7 @@ several processes become one, and its group; then its type with its place in a
 .Vt TvsiResultSType ,
 in bytes; then the title of its column where space is narrow.
 Abbreviations that the server does not spell out
-.Pq OT, BM, PCE, SMC, TTE, LDI, TCI, RC, ME
+.Pq OT, BM, PCE, SMC, TTE, LDI, TCI, RC, ME, ML, MT, OM, POM
 stand here as they are.
 .Ss Classes
 .Bl -tag -width identifier

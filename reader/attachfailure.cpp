@@ -143,7 +143,7 @@ std::string oneLine(std::string_view text) {
     return line;
 }
 
-/* The name of the system's error that the library's text ends with; empty when none does. */
+/* Whether the library's text ends with a system call that failed with this error. */
 bool hasFailedWith(std::string_view text, std::string_view errorName) {
     const size_t at = text.rfind(" failed with ");
     return at != std::string_view::npos && text.find(errorName, at) != std::string_view::npos;
