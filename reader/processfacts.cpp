@@ -42,12 +42,23 @@ int64_t nanosecondsOf(clockid_t clock) {
 }
 
 /* The moment of the host's start, since the epoch. The distance of the clocks never changes but
- * when the wall clock is set; rounding takes away that they can't be read at once, so that every
+ * when the wall clock is set. They can't be read at once, and this process may be interrupted in
+ * between: the closest of some readings counts, and rounding takes away the rest, so that every
  * reader finds the same. */
 int64_t bootTimeNs() {
     static const int64_t time = [] {
         constexpr int64_t grain = 10'000'000;
-        const int64_t distance = nanosecondsOf(CLOCK_REALTIME) - nanosecondsOf(CLOCK_BOOTTIME);
+        int64_t distance = 0;
+        int64_t closest = INT64_MAX;
+        for (int i = 0; i < 5; i++) {
+            const int64_t before = nanosecondsOf(CLOCK_BOOTTIME);
+            const int64_t wallClock = nanosecondsOf(CLOCK_REALTIME);
+            const int64_t after = nanosecondsOf(CLOCK_BOOTTIME);
+            if (after - before < closest) {
+                closest = after - before;
+                distance = wallClock - before;
+            }
+        }
         return (distance + grain / 2) / grain * grain;
     }();
     return time;

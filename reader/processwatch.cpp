@@ -231,7 +231,8 @@ void ProcessWatch::ask(Process& process) {
 /* Whether it is stopped; without a descriptor also whether it is a zombie, or another process.
  * `isAgain`: it will be looked up in each round. */
 void ProcessWatch::lookUp(Process& process, bool isAgain) const {
-    if (process.pid <= 0 || process.lookedUp == round || hasEnded(process.facts)) {
+    const bool isTold = process.fd >= 0 || process.facts.state != ProcessState::Zombie;
+    if (process.pid <= 0 || process.lookedUp == round || (isTold && hasEnded(process.facts))) {
         return;
     }
     process.lookedUp = round;

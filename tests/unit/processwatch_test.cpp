@@ -136,23 +136,31 @@ TEST_P(Watch, TheMonitorAndTheBroxAreLookedUpEachTime) {
 }
 
 TEST_P(Watch, AnIdThatIsUsedAgainIsNoticed) {
-    auto first = std::make_unique<Sleeper>();
-    const pid_t pid = first->pid();
-    records = {record(pid)};
-    watch.update(records);
-    const std::int64_t started = watch.facts(0).startedNs;
-    first.reset();
-    usleep(30000); /* starts are told apart by hundredths of a second */
-    const Sleeper second(pid);
-    if (second.pid() != pid) {
-        GTEST_SKIP() << "this user may not choose the id of a process";
+    for (const bool isSeenAsZombie : {false, true}) {
+        auto first = std::make_unique<Sleeper>();
+        const pid_t pid = first->pid();
+        records = {record(pid)};
+        watch.update(records);
+        const std::int64_t started = watch.facts(0).startedNs;
+        if (isSeenAsZombie) {
+            first->send(SIGKILL);
+            expectState(ProcessState::Zombie);
+        }
+        first.reset();
+        usleep(30000); /* starts are told apart by hundredths of a second */
+        const Sleeper second(pid);
+        if (second.pid() != pid) {
+            GTEST_SKIP() << "this user may not choose the id of a process";
+        }
+        expectState(ProcessState::Ended);
+        EXPECT_EQ(watch.facts(0).startedNs, started) << "the record is still the first one's";
+        records = {record(pid, SHRPC_VOK, 2)};
+        watch.update(records);
+        EXPECT_EQ(watch.facts(0).state, ProcessState::Alive) << "a new session with an old id";
+        EXPECT_GT(watch.facts(0).startedNs, started);
+        records.clear();
+        watch.update(records);
     }
-    expectState(ProcessState::Ended);
-    EXPECT_EQ(watch.facts(0).startedNs, started) << "the record is still the first one's";
-    records = {record(pid, SHRPC_VOK, 2)};
-    watch.update(records);
-    EXPECT_EQ(watch.facts(0).state, ProcessState::Alive) << "a new session with an old id";
-    EXPECT_GT(watch.facts(0).startedNs, started);
 }
 
 } // namespace
