@@ -69,11 +69,12 @@ int run(int argc, char** argv) {
     stream(std::get<StreamRequest>(request));
 }
 
-/* What is opened later must not get the number of a standard stream that is closed. */
+/* What is opened later must not get the number of a standard stream that is closed. What takes its
+ * place cannot be written, so that a closed standard output is noticed. */
 void occupyStandardStreams() {
     int opened = 0;
     do {
-        opened = open("/dev/null", O_RDWR | O_CLOEXEC);
+        opened = open("/dev/null", O_RDONLY | O_CLOEXEC);
     } while (opened >= 0 && opened <= STDERR_FILENO);
     close(opened);
 }
@@ -84,7 +85,9 @@ int main(int argc, char** argv) {
     /* Before the library looks anything up: it asks for the address of this host, and a resolver
      * that doesn't answer would keep it for minutes. */
     setenv("RES_OPTIONS", "timeout:1 attempts:1", 0);
+    /* Writes that fail are told by their error. */
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     occupyStandardStreams();
     try {
         return run(argc, argv);

@@ -193,9 +193,11 @@ std::variant<StreamRequest, ListRequest, TextRequest, Failure> parseArguments(in
     StreamRequest request;
     bool isList = false;
     opterr = 0;
+    /* Ends at the first word that is no option: there is none that would be taken. */
+    constexpr const char* letters = "+:b:c:i:an:k:lVh";
     for (;;) {
         const int at = optind;
-        const int letter = getopt_long(argc, argv, ":b:c:i:an:k:lVh", longOptions, nullptr);
+        const int letter = getopt_long(argc, argv, letters, longOptions, nullptr);
         switch (letter) {
         case -1:
             if (optind < argc) {

@@ -37,7 +37,9 @@ int Sampler::fill(samples::Sample& sample, int& count) {
     if (status != TVSI_SUCCESS) {
         return status;
     }
-    reserve(std::min(sample.slots, static_cast<int>(samples::maxRecords)));
+    /* A cache that has just died may show no slot; the query, which tells, takes no empty buffer.
+     */
+    reserve(std::clamp(sample.slots, 1, static_cast<int>(samples::maxRecords)));
     if (mask != SHRPC_ALL) {
         status = query(SHRPC_ALL, sample.used); /* the slots in use, of all kinds */
     }

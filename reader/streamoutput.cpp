@@ -51,7 +51,12 @@ StreamOutput::StreamOutput(std::string cacheTitle)
     if (fcntl(out, F_GETPIPE_SZ) < pipeSize) {
         fcntl(out, F_SETPIPE_SZ, pipeSize); /* where it is a pipe, and where that is allowed */
     }
-    std::thread([this] { attend(); }).detach();
+    try {
+        std::thread([this] { attend(); }).detach();
+    } catch (const std::system_error& error) { /* whoever catches it has no standard error now */
+        complain(std::string("no thread can be started: ") + error.what());
+        _exit(static_cast<int>(ExitStatus::Failure));
+    }
 }
 
 void StreamOutput::describe(const samples::StreamHeader& known) {
@@ -65,13 +70,13 @@ void StreamOutput::begin() {
 }
 
 void StreamOutput::write(const samples::StreamEncoder& encoder) {
-    const std::lock_guard lock(mutex);
+    const auto lock = lockToWrite();
     writeAll(encoder.bytes());
 }
 
 void StreamOutput::lose(const Failure& failure) {
     std::fflush(stdout);
-    const std::lock_guard lock(mutex);
+    const auto lock = lockToWrite();
     beginLocked();
     sendNotices(true);
     messages.add(samples::Lost{static_cast<int32_t>(failure.status), failure.sentence, timesNow()});
@@ -82,11 +87,24 @@ void StreamOutput::lose(const Failure& failure) {
 
 void StreamOutput::finish() {
     std::fflush(stdout);
-    const std::lock_guard lock(mutex);
+    const auto lock = lockToWrite();
     sendNotices(true);
     messages.add(samples::End{timesNow()});
     writeLocked();
     _exit(static_cast<int>(ExitStatus::Ok));
+}
+
+/* Before another message of the sampling thread. Once the library has given up in a thread of its
+ * own there is none: the process stays as it is, for a debugger or to be ended. */
+std::unique_lock<std::mutex> StreamOutput::lockToWrite() {
+    std::unique_lock lock(mutex);
+    if (hasEnded) {
+        lock.unlock();
+        for (;;) {
+            pause();
+        }
+    }
+    return lock;
 }
 
 void StreamOutput::attend() {

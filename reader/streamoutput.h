@@ -45,6 +45,7 @@ public:
     [[noreturn]] void finish();
 
 private:
+    std::unique_lock<std::mutex> lockToWrite();
     void attend();
     int takeNotices(bool isQuiet);
     void beginLocked();

@@ -148,8 +148,11 @@ std::variant<ReaderProcess, Failure> ReaderProcess::start(const std::vector<std:
     const Descriptor writeEnd(ends[1]);
     fcntl(readEnd.get(), F_SETFL, O_NONBLOCK);
 
+    /* Must not be one of the standard streams, which become others in the child. */
+    const Descriptor ownErrors(errors >= 0 ? fcntl(errors, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)
+                                           : -1);
     SpawnSettings settings;
-    direct(settings, writeEnd.get(), errors);
+    direct(settings, writeEnd.get(), ownErrors.get());
     resetSignals(settings);
     std::vector<std::string> words(arguments);
     words.insert(words.begin(), programName);

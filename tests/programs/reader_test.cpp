@@ -148,6 +148,13 @@ TEST_F(Reader, EndsWhenNobodyReads) {
     EXPECT_EQ(full.status, 9);
     EXPECT_EQ(full.err,
               "tvsi-reader: standard output cannot be written: No space left on device\n");
+    const Outcome closed = shell("\"$0\" --brox prod >&-");
+    EXPECT_EQ(closed.status, 9);
+    EXPECT_THAT(closed.err, HasSubstr("cannot be written: Bad file descriptor"));
+    const Outcome large =
+        shell("ulimit -f 1; \"$0\" --brox prod -i 0 >\"$TALVEX_GLOBAL_DIR/stream\"");
+    EXPECT_EQ(large.status, 9);
+    EXPECT_THAT(large.err, HasSubstr("cannot be written: File too large"));
     cache.segment().setInitDone(false);
     const Outcome starting = shell("\"$0\" --brox prod | true; exit ${PIPESTATUS[0]}");
     EXPECT_EQ(starting.status, 9) << "also while it attaches";
@@ -341,6 +348,7 @@ TEST_F(Reader, WrongArgumentsAreExplained) {
         {{"--brox"}, "--brox needs a value"},
         {{"--brx=a\033"}, "there is no option '--brx=a\\x1b'"},
         {{"-b", "a", "b"}, "nothing is known of 'b'"},
+        {{"a", "--brx=b"}, "nothing is known of 'a'"},
         {{"-k", "vok,voks"}, "--kinds: there is no kind 'voks'"},
         {{"-k", "system"}, "--kinds: processes of kind system cannot be selected"},
         {{"-n", "0"}, "--count: '0' is not a number from 1 on"},
