@@ -9,7 +9,6 @@ namespace {
 using statscatalogue::Aggregation;
 using statscatalogue::DerivedFigure;
 using statscatalogue::FieldType;
-using statscatalogue::Meaning;
 using statscatalogue::Reading;
 using statscatalogue::Term;
 using statscatalogue::Terms;

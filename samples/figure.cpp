@@ -7,7 +7,6 @@
 namespace samples {
 namespace {
 
-using statscatalogue::Aggregation;
 using statscatalogue::DerivedFigure;
 using statscatalogue::Field;
 using statscatalogue::FieldPlace;

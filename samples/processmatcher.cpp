@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <compare>
 #include <numeric>
+#include <tuple>
 
 namespace samples {
 namespace {
@@ -16,23 +17,14 @@ uint64_t slotOf(const Record& record) {
 }
 
 std::strong_ordering compareIdentity(const Record& one, const Record& other) {
-    if (const auto order = one.pid <=> other.pid; order != 0) {
-        return order;
-    }
-    if (const auto order = one.statType <=> other.statType; order != 0) {
-        return order;
-    }
-    if (const auto order = one.startedNs <=> other.startedNs; order != 0) {
-        return order;
-    }
-    if (const auto order = one.session <=> other.session; order != 0) {
-        return order;
-    }
-    return one.name <=> other.name;
+    const auto identity = [](const Record& record) {
+        return std::tie(record.pid, record.statType, record.startedNs, record.session, record.name);
+    };
+    return identity(one) <=> identity(other);
 }
 
 bool isSame(const Record& one, const Record& other) {
-    return compareIdentity(one, other) == 0 && slotOf(one) == slotOf(other);
+    return std::is_eq(compareIdentity(one, other)) && slotOf(one) == slotOf(other);
 }
 
 /* Sorts the positions from..to of the records by identity, then slot, then place. */
@@ -42,8 +34,8 @@ void sortPositions(std::vector<uint32_t>& order, std::span<const Record> records
     std::iota(order.begin(), order.end(), static_cast<uint32_t>(from));
     std::ranges::sort(order, [&](uint32_t one, uint32_t other) {
         const auto identities = compareIdentity(records[one], records[other]);
-        if (identities != 0) {
-            return identities < 0;
+        if (std::is_neq(identities)) {
+            return std::is_lt(identities);
         }
         const uint64_t oneSlot = slotOf(records[one]);
         const uint64_t otherSlot = slotOf(records[other]);
@@ -55,7 +47,8 @@ void sortPositions(std::vector<uint32_t>& order, std::span<const Record> records
 std::span<uint32_t> runAt(std::vector<uint32_t>& order, std::span<const Record> records,
                           size_t first) {
     size_t end = first + 1;
-    while (end < order.size() && compareIdentity(records[order[first]], records[order[end]]) == 0) {
+    while (end < order.size() &&
+           std::is_eq(compareIdentity(records[order[first]], records[order[end]]))) {
         end++;
     }
     return std::span(order).subspan(first, end - first);
@@ -88,9 +81,9 @@ std::span<const Record* const> ProcessMatcher::match(std::span<const Record> now
     size_t nextBefore = 0;
     while (nextNow < nowOrder.size() && nextBefore < beforeOrder.size()) {
         const auto order = compareIdentity(now[nowOrder[nextNow]], before[beforeOrder[nextBefore]]);
-        if (order < 0) {
+        if (std::is_lt(order)) {
             nextNow++;
-        } else if (order > 0) {
+        } else if (std::is_gt(order)) {
             nextBefore++;
         } else {
             const auto nowRun = runAt(nowOrder, now, nextNow);

@@ -24,13 +24,24 @@ bool isBefore(SortIdentity identity, const Row& one, const Row& other) {
 
 } // namespace
 
+Printing printingOf(const Figure& figure, std::optional<Printing> own, Printing ofCounters) {
+    if (own) {
+        return *own;
+    }
+    const bool isGrowthOfPosition = ofCounters == Printing::Delta && figure.field != nullptr &&
+                                    figure.meaning == statscatalogue::Meaning::Position;
+    return figure.isCounter() || isGrowthOfPosition ? ofCounters : Printing::Total;
+}
+
 Number printed(const Figure& figure, Printing printing, std::span<const Process> processes,
                const Moment& moment) {
-    if (printing == Printing::Rate && figure.isCounter()) {
+    switch (printing) {
+    case Printing::Rate:
         return rateOf(figure, processes, moment);
-    }
-    if (printing == Printing::Delta) {
+    case Printing::Delta:
         return growthOf(figure, processes);
+    case Printing::Total:
+        break;
     }
     return valueOf(figure, processes, moment);
 }
@@ -107,7 +118,8 @@ void RowMaker::sortByNumber(const SortFigure& key, bool isReversed, const Moment
         Number number;
         if (row.kind() != nullptr) {
             if (const auto& figure = key.byKind[static_cast<size_t>(row.kind()->index)]) {
-                number = printed(*figure, key.printing.value_or(printing), row.processes, moment);
+                number = printed(*figure, printingOf(*figure, key.printing, printing),
+                                 row.processes, moment);
             }
         }
         keyed.emplace_back(number, row);

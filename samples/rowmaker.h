@@ -20,8 +20,11 @@ namespace samples {
 /* How a counter's number is taken. */
 enum class Printing : uint8_t { Total, Rate, Delta };
 
-/* A figure as it is printed: other figures than counters print their value, unless a difference was
- * asked for. */
+/* How a figure is printed: as was asked for it in particular, else as counters are printed. Of
+ * other figures only a position follows them, in showing its growth. */
+Printing printingOf(const Figure& figure, std::optional<Printing> own, Printing ofCounters);
+
+/* The figure's value, rate or growth; nothing where it has none. */
 Number printed(const Figure& figure, Printing printing, std::span<const Process> processes,
                const Moment& moment);
 

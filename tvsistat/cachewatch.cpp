@@ -23,7 +23,7 @@ constexpr auto attachLimit = 7s;
 constexpr auto sampleLimit = 3s;
 constexpr auto shortestPause = 250ms;
 constexpr auto longestPause = 5s;
-constexpr size_t readSize = 256 * 1024;
+constexpr size_t readSize = 262144;
 
 Deadline now() {
     return std::chrono::steady_clock::now();

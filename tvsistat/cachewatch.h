@@ -26,7 +26,7 @@ public:
     enum class Phase : uint8_t { Starting, Running, Waiting, Over };
 
     /* References must outlive it. */
-    CacheWatch(const Request& asked, View& view, Target watched);
+    CacheWatch(const Request& asked, View& shownBy, Target target);
 
     Phase phase() const { return state; }
     /* The stream to poll; -1 while there is none. */
@@ -37,7 +37,7 @@ public:
     /* Reads what has come, as far as the next sample that is to be shown. */
     void readOn();
     /* Does what is due by now: starts a reader, gives up one that doesn't answer. */
-    void advance(Deadline now);
+    void advance(Deadline moment);
 
     /* A sample has come that is not shown yet. */
     bool hasSample() const { return pending; }
@@ -60,8 +60,8 @@ private:
     void take(samples::Message message);
     void lose(samples::Failure why);
     void finish();
-    void retryAfter(Deadline now, const samples::Failure& why);
-    bool waitsFor(const samples::Failure& why, Deadline now) const;
+    void retryAfter(Deadline moment, const samples::Failure& why);
+    bool waitsFor(const samples::Failure& why, Deadline moment) const;
     void tell(Event::Kind kind, const samples::Times& times, samples::ExitStatus status,
               std::string_view sentence);
     uint64_t samplesWanted() const;

@@ -38,6 +38,11 @@ struct Column {
     std::optional<samples::Figure> figure;
     std::optional<samples::Printing> printing; /* nothing: as counters print at the moment */
     bool isChosen = false; /* by its own name: shown also where there is nothing to see */
+
+    /* Of a figure, when counters print in a given way. */
+    samples::Printing printingFor(samples::Printing ofCounters) const {
+        return printingOf(*figure, printing, ofCounters);
+    }
 };
 
 /* The fields that a user asked for. */

@@ -14,6 +14,20 @@ using statscatalogue::Kind;
 
 constexpr std::string_view lineEnd = "\r\n";
 
+/* "commitCount", "commitCount:rate", "pid". */
+std::string CsvTable::nameOfColumn(const Column& column) const {
+    if (column.identity) {
+        return std::string(nameOf(*column.identity));
+    }
+    std::string name;
+    column.figure->appendLabel(name);
+    const Printing printing = column.printingFor(request.printing.value_or(Printing::Total));
+    if (printing != Printing::Total) {
+        name += printing == Printing::Rate ? ":rate" : ":delta";
+    }
+    return name;
+}
+
 /* Every column of every kind that can be selected, by its name: kinds share what they both have. */
 void CsvTable::makeFields() {
     if (!plan.isExact()) {
@@ -23,23 +37,12 @@ void CsvTable::makeFields() {
             fields.push_back({std::string(nameOf(identity)), identity, {}});
         }
     }
-    const Printing standard = request.printing.value_or(Printing::Total);
     for (const Kind& kind : statscatalogue::kinds()) {
         if ((kind.bit & request.rows.selection.kinds) == 0) {
             continue;
         }
         for (const Column& column : plan.of(&kind)) {
-            std::string name;
-            if (column.identity) {
-                name = nameOf(*column.identity);
-            } else {
-                column.figure->appendLabel(name);
-                const Printing printing = column.printing.value_or(standard);
-                const bool isCounter = column.figure->isCounter();
-                name += printing == Printing::Rate && isCounter    ? ":rate"
-                        : printing == Printing::Delta && isCounter ? ":delta"
-                                                                   : "";
-            }
+            std::string name = nameOfColumn(column);
             auto field = std::ranges::find(fields, name, &Field::name);
             if (field == fields.end()) {
                 fields.push_back({std::move(name), column.identity, {}});
@@ -97,9 +100,8 @@ void CsvTable::appendIdentity(std::string& text, Identity identity, const Row& r
 
 void CsvTable::appendNumber(std::string& text, const Column& column, const Row& row,
                             const Shown& shown) {
-    const Number number =
-        shownNumber(column, column.printing.value_or(request.printing.value_or(Printing::Total)),
-                    row, shown.moment);
+    const Number number = shownNumber(
+        column, column.printingFor(request.printing.value_or(Printing::Total)), row, shown.moment);
     appendFull(text, number);
 }
 

@@ -24,6 +24,7 @@ private:
         std::optional<Identity> identity;
         std::array<const Column*, SHRPC_numStatTypes> byKind{}; /* null: the kind doesn't have it */
     };
+    std::string nameOfColumn(const Column& column) const;
     void makeFields();
     void appendIdentity(std::string& text, Identity identity, const samples::Row& row,
                         const Shown& shown);

@@ -32,7 +32,7 @@ private:
     void appendRow(std::string& text, const samples::Row& row, const Shown& shown);
     /* ,"name":{...}: what `numberOf` gives for each member, nothing left out. */
     template <class NumberOf>
-    void appendNumbers(std::string& text, std::string_view name, const std::vector<Member>& members,
+    void appendNumbers(std::string& text, std::string_view name, const std::vector<Member>& own,
                        NumberOf numberOf) const;
 
     TimeText utc;

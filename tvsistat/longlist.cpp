@@ -68,10 +68,9 @@ void LongList::appendPrefix(std::string& text, const Row& row, const Shown& show
 void LongList::appendLine(std::string& text, std::string_view linePrefix, const Column& column,
                           const Row& row, const Shown& shown) {
     const samples::Figure& figure = *column.figure;
-    const bool isDelta = column.printing.value_or(shown.printing) == Printing::Delta;
+    const bool isDelta = column.printingFor(shown.printing) == Printing::Delta;
     const Number value =
-        shownNumber(column, isDelta && figure.isCounter() ? Printing::Delta : Printing::Total, row,
-                    shown.moment);
+        shownNumber(column, isDelta ? Printing::Delta : Printing::Total, row, shown.moment);
     const Number rate =
         isDelta || row.kind() == nullptr ? Number() : rateOf(figure, row.processes, shown.moment);
     const bool hides = figure.isHiddenWhileZero() && !column.isChosen && value.isZero();

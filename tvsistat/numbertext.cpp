@@ -22,10 +22,16 @@ template <class Integer> void appendConverted(std::string& text, Integer value) 
 
 constexpr std::array<int64_t, 7> powersOfTen{1, 10, 100, 1000, 10000, 100000, 1000000};
 
+/* To the next whole number; std::llround() would be the only need for another library. */
+int64_t roundedOff(double value) {
+    const auto whole = static_cast<int64_t>(value);
+    return whole + (value - static_cast<double>(whole) >= 0.5 ? 1 : 0);
+}
+
 /* The number with exactly so many digits behind the point. Its size is below 1e15 / 10^decimals. */
 void appendFixed(std::string& text, double value, size_t decimals) {
     const int64_t scale = powersOfTen[decimals];
-    const auto rounded = static_cast<int64_t>(std::fabs(value) * static_cast<double>(scale) + 0.5);
+    const int64_t rounded = roundedOff(std::fabs(value) * static_cast<double>(scale));
     text += value < 0 && rounded != 0 ? "-" : "";
     appendInteger(text, rounded / scale);
     text += decimals > 0 ? "." : "";
@@ -151,7 +157,7 @@ void appendShortSeconds(std::string& text, double seconds) {
         text += 'h';
         appendTwoDigits(text, whole / 60 % 60);
         text += 'm';
-    } else if (whole < 100 * 86400) {
+    } else if (whole < 8640000) {
         appendInteger(text, whole / 86400);
         text += 'd';
         appendTwoDigits(text, whole / 3600 % 24);

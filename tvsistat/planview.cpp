@@ -17,7 +17,7 @@ using samples::Row;
 bool PlanView::showsAny(const Row& row, const samples::Moment& moment, samples::Printing printing) {
     return std::ranges::any_of(plan.of(row.kind()), [&](const Column& column) {
         return column.figure &&
-               !shownNumber(column, column.printing.value_or(printing), row, moment).isZero();
+               !shownNumber(column, column.printingFor(printing), row, moment).isZero();
     });
 }
 

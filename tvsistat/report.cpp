@@ -148,9 +148,8 @@ void Report::addHeadings(SectionPlan& own, const Shown& shown) {
     own.hasUnits = false;
     for (const Column& column : own.columns) {
         if (column.figure) {
-            const Printing printing = column.printing.value_or(shown.printing);
-            appendUnit(cellTexts, *column.figure,
-                       printing == Printing::Rate && column.figure->isCounter(), isShort);
+            const Printing printing = column.printingFor(shown.printing);
+            appendUnit(cellTexts, *column.figure, printing == Printing::Rate, isShort);
         }
         closeCell();
         own.hasUnits = own.hasUnits || cells.back().length() > 0;
@@ -212,7 +211,7 @@ void Report::addIdentity(Identity identity, const Row& row, const Shown& shown) 
 }
 
 void Report::addCell(const Column& column, const Row& row, const Shown& shown) {
-    const Printing printing = column.printing.value_or(shown.printing);
+    const Printing printing = column.printingFor(shown.printing);
     const Number number = shownNumber(column, printing, row, shown.moment);
     const samples::Figure& figure = *column.figure;
     if (!number) {

@@ -728,7 +728,7 @@ void RequestMaker::takeOrder() {
             key.byKind[static_cast<size_t>(kind.index)] = figures[0];
         }
     });
-    request.rows.order.key = std::move(key);
+    request.rows.order.key = key;
 }
 
 void RequestMaker::checkFields() const {

@@ -15,7 +15,7 @@ namespace {
 using samples::ExitStatus;
 using samples::Failure;
 
-constexpr size_t readSize = 256 * 1024;
+constexpr size_t readSize = 262144;
 
 class InputWatcher {
 public:
