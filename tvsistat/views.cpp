@@ -6,6 +6,8 @@
 #include "printable.h"
 #include "report.h"
 
+#include <algorithm>
+
 namespace tvsistat {
 
 std::unique_ptr<View> makeView(const Request& request, const Surroundings& surroundings) {
@@ -36,8 +38,13 @@ void announce(const Request& request, View& view, std::string& text, const Event
     }
     switch (event.kind) {
     case Event::Kind::Notice:
-        complain("the library says: " + samples::printable(event.sentence.substr(
-                                            0, event.sentence.find_last_not_of('\n') + 1)));
+        for (std::string_view rest = event.sentence; !rest.empty();) {
+            const size_t end = std::min(rest.find('\n'), rest.size());
+            if (end > 0) {
+                complain("the library says: " + samples::printable(rest.substr(0, end)));
+            }
+            rest.remove_prefix(std::min(end + 1, rest.size()));
+        }
         break;
     case Event::Kind::Gone:
     case Event::Kind::Back:

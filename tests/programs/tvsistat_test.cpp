@@ -1,6 +1,6 @@
 /* tvsistat as its users meet it. tvsistat.transcript holds what it prints of streams made by hand,
    to the letter; the tests below it are about living and dying caches. */
-#include <climits>
+#include <chrono>
 #include <fstream>
 #include <regex>
 
@@ -155,6 +155,21 @@ TEST(TvsistatTranscript, IsWhatItPrints) {
     }
     EXPECT_EQ(actualLine, expectedLine) << command << "\nsee tvsistat.transcript.new";
     FAIL();
+}
+
+TEST(TvsistatTranscript, AStreamThatIsCutAnywhereIsDamaged) {
+    const testsupport::TemporaryDirectory directory;
+    const std::string file = directory.file("stream");
+    const std::string whole = SampleStream().sample(0, {{SHRPC_APP, 7, 0, "a", {}}}).end().bytes();
+    std::ofstream(file) << whole;
+    const Outcome outcome = testsupport::run(
+        {"bash", "-c",
+         "for i in $(seq 0 " + std::to_string(whole.size()) + "); do head -c $i " + file +
+             " | \"$0\" --read - -j >/dev/null 2>&1; echo ${PIPESTATUS[1]}; done | uniq -c",
+         TVSISTAT},
+        {}, 55);
+    EXPECT_EQ(wordsOf(outcome.out),
+              (std::vector<std::string>{std::to_string(whole.size()), "10", "1", "0"}));
 }
 
 TEST(TvsistatTranscript, NoLineIsWiderThanItsWidth) {
@@ -360,6 +375,13 @@ TEST_F(TvsistatCache, AReaderThatIsKilledOrHangsIsNoRiddle) {
         EXPECT_EQ(running->wait(), 1);
         EXPECT_THAT(running->err(), HasSubstr(signal == SIGKILL ? "by signal 9" : "sign of life"));
     }
+}
+
+TEST_F(TvsistatCache, ABrokenSegmentIsToldAndKeepsNobodyWaiting) {
+    standin::setLockName(cache.segment().checkpointLock(), "Nonsense");
+    const auto start = std::chrono::steady_clock::now();
+    expectFailure("prod 1", 1, "the segment is damaged, or not the server's\n");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 TEST_F(TvsistatCache, OutputThatCannotBeWrittenEndsIt) {
