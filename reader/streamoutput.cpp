@@ -70,13 +70,15 @@ void StreamOutput::begin() {
 }
 
 void StreamOutput::write(const samples::StreamEncoder& encoder) {
-    const auto lock = lockToWrite();
+    std::unique_lock lock(mutex);
+    waitIfEnded(lock);
     writeAll(encoder.bytes());
 }
 
 void StreamOutput::lose(const Failure& failure) {
     std::fflush(stdout);
-    const auto lock = lockToWrite();
+    std::unique_lock lock(mutex);
+    waitIfEnded(lock);
     beginLocked();
     sendNotices(true);
     messages.add(samples::Lost{static_cast<int32_t>(failure.status), failure.sentence, timesNow()});
@@ -87,7 +89,8 @@ void StreamOutput::lose(const Failure& failure) {
 
 void StreamOutput::finish() {
     std::fflush(stdout);
-    const auto lock = lockToWrite();
+    std::unique_lock lock(mutex);
+    waitIfEnded(lock);
     sendNotices(true);
     messages.add(samples::End{timesNow()});
     writeLocked();
@@ -96,15 +99,13 @@ void StreamOutput::finish() {
 
 /* Before another message of the sampling thread. Once the library has given up in a thread of its
  * own there is none: the process stays as it is, for a debugger or to be ended. */
-std::unique_lock<std::mutex> StreamOutput::lockToWrite() {
-    std::unique_lock lock(mutex);
+void StreamOutput::waitIfEnded(std::unique_lock<std::mutex>& lock) const {
     if (hasEnded) {
         lock.unlock();
         for (;;) {
             pause();
         }
     }
-    return lock;
 }
 
 void StreamOutput::attend() {

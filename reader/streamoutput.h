@@ -45,7 +45,7 @@ public:
     [[noreturn]] void finish();
 
 private:
-    std::unique_lock<std::mutex> lockToWrite();
+    void waitIfEnded(std::unique_lock<std::mutex>& lock) const;
     void attend();
     int takeNotices(bool isQuiet);
     void beginLocked();
