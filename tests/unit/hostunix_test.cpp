@@ -299,17 +299,17 @@ TEST(Clock, SleepOfMillisecondsGoesOnAfterSignalsAndNeverGrowsWhateverTheClockDo
         {{5000, 5030}, {30}},
         {{-1, 5000}, {30}}};
     forEachRow(cases, [&](auto& looks, auto& sleeps) {
-        auto look = looks.begin();
+        std::size_t look = 0;
         std::vector<int> made;
         const ScopedOverride<decltype(clock_gettime)> clock("clock_gettime", [&](auto, auto* now) {
-            const int at = *look++;
+            const int at = looks.at(look++);
             *now = at < 0 ? *now : timespec{at / 1000, at % 1000 * 1000000L};
             return at < 0 ? -1 : 0;
         });
         const ScopedOverride<decltype(poll)> interrupted("poll", [&](auto*, auto, int span) {
             made.push_back(span);
             errno = EINTR;
-            return look == looks.end() ? 0 : -1;
+            return look == looks.size() ? 0 : -1;
         });
         HostMilliSleep(30);
         EXPECT_EQ(made, sleeps) << PrintToString(looks);

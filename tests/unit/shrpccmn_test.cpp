@@ -5,6 +5,7 @@
 
 #include "attachcall.h"
 #include "hostprocess.h"
+#include "rows.h"
 #include "shrpccmn.h"
 #include "testcache.h"
 
@@ -158,33 +159,30 @@ TEST(Validation, ALockOfAnotherNameEndsTheProcess) {
 
 /* The flag may still be set in the very last sleep; the clock says when the time is up. */
 TEST(CacheInitWait, SleepsInStepsAndLooksOnceMoreWhenTheTimeIsUp) {
-    ShrPcConfigSType header{};
-    std::int64_t now = 0;
-    int sleeps = 0;
-    const ScopedOverride<int(clockid_t, timespec*)> clock(
-        "clock_gettime", [&](clockid_t, timespec* time) {
-            *time = {now / 1'000'000'000, now % 1'000'000'000};
-            return 0;
-        });
-    const ScopedOverride<int(clockid_t, int, const timespec*, timespec*)> sleep(
-        "clock_nanosleep", [&](clockid_t id, int, const timespec* time, timespec*) {
-            EXPECT_EQ(id, CLOCK_MONOTONIC);
-            EXPECT_EQ(time->tv_nsec, 50'000'000);
-            now += time->tv_nsec;
-            ++sleeps;
-            if (now == 2'000'000'000) {
-                header.initDone = 1;
-            }
-            return 0;
-        });
-    EXPECT_TRUE(header.waitForCacheInit(2000));
-    EXPECT_EQ(sleeps, 40);
-    EXPECT_TRUE(header.waitForCacheInit(2000)) << "set already";
-    EXPECT_EQ(sleeps, 40);
-    header.initDone = 0;
-    now = sleeps = 0;
-    EXPECT_FALSE(header.waitForCacheInit(1950));
-    EXPECT_EQ(sleeps, 39);
+    /* when the flag is set and how long it is waited for, in milliseconds; result and sleeps */
+    const std::tuple<int, int, BoolType, int> cases[] = {{0, 2000, TRUE, 0},
+                                                         {1000, 2000, TRUE, 20},
+                                                         {2000, 2000, TRUE, 40},
+                                                         {2000, 1950, FALSE, 39}};
+    forEachRow(cases, [&](int readyAt, int limit, BoolType expected, int sleeps) {
+        ShrPcConfigSType header{};
+        int now = 0;
+        header.initDone = readyAt == now;
+        const ScopedOverride<int(clockid_t, timespec*)> clock(
+            "clock_gettime", [&](auto, auto* time) {
+                *time = {now / 1000, now % 1000 * 1'000'000};
+                return 0;
+            });
+        const ScopedOverride<int(clockid_t, int, const timespec*, timespec*)> sleep(
+            "clock_nanosleep", [&](clockid_t id, int, const timespec* time, timespec*) {
+                EXPECT_EQ(id, CLOCK_MONOTONIC);
+                EXPECT_EQ(time->tv_nsec, 50'000'000);
+                header.initDone = (now += 50) == readyAt || header.initDone;
+                return 0;
+            });
+        EXPECT_EQ(header.waitForCacheInit(limit), expected) << readyAt;
+        EXPECT_EQ(now, 50 * sleeps);
+    });
 }
 
 } // namespace
