@@ -127,8 +127,8 @@ extern "C" {
 int shmget(key_t, size_t, int) noexcept {
     return 1;
 }
-int shmctl(int, int, shmid_ds* description) noexcept {
-    description->shm_segsz = image->size();
+int shmctl(int, int, shmid_ds* buf) noexcept {
+    buf->shm_segsz = image->size();
     return 0;
 }
 void* shmat(int, const void*, int) noexcept {

@@ -86,7 +86,7 @@ Change SegmentImage::takeChange(Input* input) const {
     const std::size_t width = (place & 1) != 0 ? 8 : 4;
     std::uint64_t word = width == 8 ? input->take<std::uint64_t>() : input->take<std::uint32_t>();
     if ((place & 2) != 0) {
-        const std::size_t at = offset / 4 * 4 % sizeof(ShrPcConfigSType);
+        const std::size_t at = offset / std::size_t{4} * 4 % sizeof(ShrPcConfigSType);
         if ((place & 4) != 0) { /* a little beside what is there, or the segment's size */
             word = static_cast<std::uint64_t>(static_cast<std::int8_t>(word)) +
                    ((place & 8) != 0 ? size_ : pristineWord(at));
@@ -94,11 +94,12 @@ Change SegmentImage::takeChange(Input* input) const {
         return {at, word, width};
     }
     const std::size_t entry = geometry_.processTableOffset +
-                              (place >> 2) % geometry_.counts.numProcesses * sizeof(ShrPcPteSType);
+                              (place >> 2U) % geometry_.counts.numProcesses * sizeof(ShrPcPteSType);
     static constexpr std::size_t fields[] = {
         offsetof(ShrPcPteSType, inUse), offsetof(ShrPcPteSType, statType),
         offsetof(ShrPcPteSType, processName), offsetof(ShrPcPteSType, stats)};
-    return {entry + fields[offset % 4] + offset / 16 * 4 % 1800 * (offset % 4 / 2), word, width};
+    const std::size_t kind = offset % 4U;
+    return {entry + fields[kind] + offset / 16U * 4U % 1800 * (kind / 2), word, width};
 }
 
 void SegmentImage::put(std::size_t offset, std::uint64_t word, std::size_t width) const {
@@ -147,18 +148,18 @@ int clock_nanosleep(clockid_t, int, const timespec*, timespec*) {
     fuzzing::isClockBroken = true;
     return 0;
 }
-int clock_gettime(clockid_t clock, timespec* now) noexcept {
-    if (clock == CLOCK_REALTIME && fuzzing::isClockBroken) {
+int clock_gettime(clockid_t clock_id, timespec* tp) noexcept {
+    if (clock_id == CLOCK_REALTIME && fuzzing::isClockBroken) {
         fuzzing::isClockBroken = false;
         return -1;
     }
-    return static_cast<int>(syscall(SYS_clock_gettime, clock, now));
+    return static_cast<int>(syscall(SYS_clock_gettime, clock_id, tp));
 }
 /* The first that the fatal path does is to write a line feed. */
-ssize_t write(int fd, const void* bytes, size_t size) {
-    if (fd == STDERR_FILENO && size == 1 && fuzzing::isAttaching) {
+ssize_t write(int fd, const void* buf, size_t n) {
+    if (fd == STDERR_FILENO && n == 1 && fuzzing::isAttaching) {
         longjmp(fuzzing::fatalPath, 1);
     }
-    return syscall(SYS_write, fd, bytes, size);
+    return syscall(SYS_write, fd, buf, n);
 }
 }

@@ -42,7 +42,7 @@ void prepareHandle() {
     HostShrMemStateType& memory = handle->shrMemState;
     memory.actualSegSize = image->size();
     memory.shrMemId.loc = image->libraryView();
-    strcpy(memory.locStr, cacheName);
+    snprintf(memory.locStr, sizeof memory.locStr, "%s", cacheName);
     memory.shrMemIsAttached = TRUE;
     memory.threadsAttached = 1;
 }
@@ -81,7 +81,8 @@ private:
 };
 
 bool isRecordOf(const TvsiResultSType& record, const Entry& entry) {
-    return memcmp(&record, &entry.stats, sizeof record) == 0;
+    const auto* bytes = reinterpret_cast<const char*>(&record);
+    return std::equal(bytes, bytes + sizeof record, reinterpret_cast<const char*>(&entry.stats));
 }
 
 bool isVok(const Entry& entry) {
@@ -96,91 +97,127 @@ std::string nameOf(const Entry& entry) {
     return {entry.processName, strnlen(entry.processName, sizeof entry.processName)};
 }
 
-/* Query `which`, with arguments made of `word`. The answer must be the status `dead`, or when that
-   is TVSI_SUCCESS what the table holds. */
-void query(unsigned which, std::uint32_t word, const Table& table, int dead) {
-    const int number = 1 + static_cast<int>(word >> 8);
-    const int kind = static_cast<std::int8_t>(word >> 8);
-    const std::uint32_t mask = std::max((word >> 8) % SHRPC_SYSTEM, 1U);
-    const int capacity = 1 + static_cast<int>(word % mostRecords);
-    TvsiResultSType* const record = arrays[capacity].data();
-    TvsiResultSType* const array = (word & 128) != 0 ? nullptr : record;
-    const int pid = (word & 64) != 0 ? getpid() : number;
-    int count = capacity;
-    char text[16];
+/* Makes queries with arguments from one word. Each must answer the status `dead`, or when that is
+   TVSI_SUCCESS what the table holds. */
+class Asker {
+public:
+    Asker(std::uint32_t word, const Table& table)
+        : word_(word), table_(table), number_(1 + static_cast<int>(word >> 8)),
+          capacity_(1 + static_cast<int>(word % mostRecords)), record_(arrays[capacity_].data()),
+          array_((word & 128) != 0 ? nullptr : record_) {}
 
-    const auto one = [&](int status, int missing, int first, int end, auto qualifies) {
+    void ask(unsigned which, int dead) {
+        dead_ = dead;
+        count_ = capacity_;
+        if (which < 6) {
+            return askForOne(which);
+        }
+        if (which < 9) {
+            return askForMany(which);
+        }
+        if (which == 9) {
+            require(TvsiFetchMaxProcessesInCache(&count_) == dead, "the status is the cache's");
+            return require(count_ == (dead ? -1 : table_.size()), "the table's size");
+        }
+        require(TvsiCacheIsAlive() == (dead ? 0 : 1), "whether the cache is alive");
+    }
+
+private:
+    template <typename Qualifies>
+    void one(int status, int missing, int first, int end, Qualifies qualifies) const {
         const Entry* found = nullptr;
-        table.forEach(first, dead ? 0 : end, [&](const Entry& entry) {
+        table_.forEach(first, dead_ ? 0 : end, [&](const Entry& entry) {
             found = !found && qualifies(entry) ? &entry : found;
         });
         const int alive = found ? TVSI_SUCCESS : missing;
-        require(status == (dead ? dead : alive), "the status fits the table");
-        require(!found || isRecordOf(*record, *found), "the record is the entry's");
-    };
-    const auto many = [&](int status, const TvsiResultSType* records, int first, int end,
-                          auto qualifies) {
-        const int limit = records ? capacity : INT_MAX;
+        require(status == (dead_ ? dead_ : alive), "the status fits the table");
+        require(!found || isRecordOf(*record_, *found), "the record is the entry's");
+    }
+
+    /* Of the slots from `first` on. */
+    template <typename Qualifies>
+    void many(int status, const TvsiResultSType* records, int first, int end,
+              Qualifies qualifies) const {
+        const int limit = records ? capacity_ : INT_MAX;
         int found = 0;
-        table.forEach(first, dead ? 0 : end, [&](const Entry& entry) {
+        table_.forEach(first, dead_ ? 0 : end, [&](const Entry& entry) {
             if (found < limit && qualifies(entry)) {
                 require(!records || isRecordOf(records[found], entry), "a record is the entry's");
                 ++found;
             }
         });
-        require(status == dead && (dead || count == found), "the count fits the table");
-    };
+        require(status == dead_ && (dead_ || count_ == found), "the count fits the table");
+    }
 
-    switch (which) {
-    case 0:
-        return one(TvsiStatsForProcessId(pid, record), TVSI_ERR_NOT_FOUND, 0, table.size(),
-                   [=](const Entry& entry) { return entry.stats.processId == pid; });
-    case 1:
-        return one(
-            TvsiStatsForVokSessionId(number, record), TVSI_ERR_NOT_FOUND, 2, table.size(),
-            [=](const Entry& entry) { return isVok(entry) && entry.stats.sessionId == number; });
-    case 2:
-        return one(TvsiStatsForPgsvrSessionId(number, record), TVSI_ERR_NOT_FOUND, 0, table.size(),
-                   [=](const Entry& entry) {
-                       return isPageServer(entry) && entry.stats.sessionId == number;
-                   });
-    case 3:
-        return one(TvsiStatsForVokSessionWithName("session2", record), TVSI_ERR_NOT_FOUND, 2,
-                   table.size(), [](const Entry& entry) {
-                       return (isVok(entry) || entry.statType == SHRPC_VokThr) &&
-                              nameOf(entry) == "session2";
-                   });
-    case 4:
-        return one(TvsiStatsForBrox(record), TVSI_ERR_NO_BROX, 1, 2,
-                   [](const Entry& entry) { return entry.statType == SHRPC_BROX; });
-    case 5:
-        return one(TvsiStatsForShrPcMon(record), TVSI_ERR_CACHE_CONNECTION_SEVERED, 0, 1,
-                   [](const Entry& entry) { return entry.statType == SHRPC_MONITOR; });
-    case 6:
-        require(TvsiFetchMaxProcessesInCache(&count) == dead, "the status is the cache's");
-        return require(count == (dead ? -1 : table.size()), "the table's size");
-    case 7: {
-        const bool isForFixedSlots = (mask & ~std::uint32_t{SHRPC_MONITOR | SHRPC_BROX}) == 0;
-        const bool hasNoBrox = mask == SHRPC_BROX && table[1].statType != SHRPC_BROX;
-        return many(TvsiAllStatsForMask(mask, record, &count), record, hasNoBrox ? 2 : 0,
-                    isForFixedSlots ? 2 : table.size(),
-                    [=](const Entry& entry) { return (entry.statType & mask) != 0; });
+    void askForOne(unsigned which) const {
+        const int pid = (word_ & 64) != 0 ? getpid() : number_;
+        const auto hasPid = [=](const Entry& entry) { return entry.stats.processId == pid; };
+        const auto isSession = [this](const Entry& entry) {
+            return isVok(entry) && entry.stats.sessionId == number_;
+        };
+        const auto isServer = [this](const Entry& entry) {
+            return isPageServer(entry) && entry.stats.sessionId == number_;
+        };
+        const auto isNamed = [](const Entry& entry) {
+            return (isVok(entry) || entry.statType == SHRPC_VokThr) && nameOf(entry) == "session2";
+        };
+        const auto isBrox = [](const Entry& entry) { return entry.statType == SHRPC_BROX; };
+        const auto isMonitor = [](const Entry& entry) { return entry.statType == SHRPC_MONITOR; };
+        constexpr int none = TVSI_ERR_NOT_FOUND;
+        const int end = table_.size();
+        switch (which) {
+        case 0:
+            return one(TvsiStatsForProcessId(pid, record_), none, 0, end, hasPid);
+        case 1:
+            return one(TvsiStatsForVokSessionId(number_, record_), none, 2, end, isSession);
+        case 2:
+            return one(TvsiStatsForPgsvrSessionId(number_, record_), none, 0, end, isServer);
+        case 3:
+            return one(TvsiStatsForVokSessionWithName("session2", record_), none, 2, end, isNamed);
+        case 4:
+            return one(TvsiStatsForBrox(record_), TVSI_ERR_NO_BROX, 1, 2, isBrox);
+        default:
+            return one(TvsiStatsForShrPcMon(record_), TVSI_ERR_CACHE_CONNECTION_SEVERED, 0, 1,
+                       isMonitor);
+        }
     }
-    case 8:
-        return many(TvsiAllVokStatsForVokKindRange(kind - 3, kind, array, &count), array, 2,
-                    table.size(), [=](const Entry& entry) {
-                        const std::int64_t own = entry.stats.u.vok.vokKind;
-                        return isVok(entry) && kind - 3 <= own && own <= kind;
-                    });
-    case 9:
-        return many(TvsiAllVokStatsForRegexName("sS", TRUE, array, &count, text, sizeof text),
-                    array, 2, table.size(), [](const Entry& entry) {
-                        return isVok(entry) && strcasestr(nameOf(entry).c_str(), "ss") != nullptr;
-                    });
-    default:
-        require(TvsiCacheIsAlive() == (dead ? 0 : 1), "whether the cache is alive");
+
+    void askForMany(unsigned which) {
+        const std::uint32_t mask = std::max((word_ >> 8) % SHRPC_SYSTEM, 1U);
+        const int highest = static_cast<int>(word_ >> 8 & 255) - 128;
+        const auto isOfKind = [=](const Entry& entry) { return (entry.statType & mask) != 0; };
+        const auto isInRange = [=](const Entry& entry) {
+            const std::int64_t kind = entry.stats.u.vok.vokKind;
+            return isVok(entry) && highest - 3 <= kind && kind <= highest;
+        };
+        const auto matches = [](const Entry& entry) {
+            return isVok(entry) && strcasestr(nameOf(entry).c_str(), "ss") != nullptr;
+        };
+        const int end = table_.size();
+        if (which == 6) {
+            const bool isForFixedSlots = (mask & ~std::uint32_t{SHRPC_MONITOR | SHRPC_BROX}) == 0;
+            const bool hasNoBrox = mask == SHRPC_BROX && table_[1].statType != SHRPC_BROX;
+            return many(TvsiAllStatsForMask(mask, record_, &count_), record_, hasNoBrox ? 2 : 0,
+                        isForFixedSlots ? 2 : end, isOfKind);
+        }
+        if (which == 7) {
+            return many(TvsiAllVokStatsForVokKindRange(highest - 3, highest, array_, &count_),
+                        array_, 2, end, isInRange);
+        }
+        char text[16];
+        many(TvsiAllVokStatsForRegexName("sS", TRUE, array_, &count_, text, sizeof text), array_, 2,
+             end, matches);
     }
-}
+
+    std::uint32_t word_;
+    const Table& table_;
+    int number_;
+    int capacity_;
+    TvsiResultSType* record_;
+    TvsiResultSType* array_; /* null: only to be counted */
+    int dead_ = TVSI_SUCCESS;
+    int count_ = 0;
+};
 
 void makeChanges(Input* input, std::size_t limit, std::vector<Change>* changes) {
     while (!input->isEmpty() && changes->size() < limit) {
@@ -201,8 +238,9 @@ void attachAndQuery(Input* input, std::vector<Change>* changes) {
     const Table table;
     makeChanges(input, mostChanges, changes);
     int dead = table.isAlive() ? TVSI_SUCCESS : TVSI_ERR_CACHE_CONNECTION_SEVERED;
+    Asker asker(argument, table);
     for (unsigned i = 0; i < queryCount; ++i) {
-        query((argument + i) % queryCount, argument, table, dead);
+        asker.ask((argument + i) % queryCount, dead);
         dead = dead ? TVSI_ERR_CACHE_NOT_ATTACHED : TVSI_SUCCESS;
     }
     TvsiDetachSharedCache();
