@@ -127,7 +127,7 @@ private:
 };
 
 void runFigure(benchmark::State& state, const std::function<Comparison()>& measure) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         try {
             const Comparison result = measure();
             state.SetIterationTime(result.subject * 1e-9); /* wanted, and shown nowhere */

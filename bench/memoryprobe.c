@@ -5,6 +5,7 @@
  */
 #include <dlfcn.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "tvsi.h"
@@ -19,13 +20,13 @@ static long privateKilobytes(void) {
     int isSegment = 0;
     char line[512];
     while (fgets(line, sizeof line, maps)) {
-        long kilobytes = 0;
+        const char* value = strchr(line, ':');
         if (strstr(line, "/SYSV") != NULL) {
             isSegment = 1;
         } else if (strncmp(line, "VmFlags:", 8) == 0) {
             isSegment = 0;
-        } else if (!isSegment && sscanf(line, "Private_%*[CleanDirty]: %ld", &kilobytes) == 1) {
-            sum += kilobytes;
+        } else if (!isSegment && value && strncmp(line, "Private_", strlen("Private_")) == 0) {
+            sum += strtol(value + 1, NULL, 10);
         }
     }
     fclose(maps);
@@ -42,7 +43,7 @@ static long statusKilobytes(const char* name) {
     char line[512];
     while (fgets(line, sizeof line, status)) {
         if (strncmp(line, name, strlen(name)) == 0) {
-            sscanf(line + strlen(name), ": %ld", &kilobytes);
+            kilobytes = strtol(line + strlen(name) + 1, NULL, 10);
         }
     }
     fclose(status);

@@ -312,13 +312,20 @@ const char* callsThatCannotFail() {
            "vfprintf vprintf vsnprintf";
 }
 
-void detail::setOverride(const std::string& function, const std::type_info& type, void* body) {
-    Entry& entry = *entries[indexOf(function)];
+int detail::startOverride(const std::string& function, const std::type_info& type, void* body) {
+    const int index = indexOf(function);
+    Entry& entry = *entries[index];
     if (type != *entry.signature) {
         throw std::invalid_argument("faults.cpp has another signature of " + function);
     }
     store(entry.override, body);
-    while (!body && load(entry.overrideUsers) != 0) {
+    return index;
+}
+
+void detail::endOverride(int index) noexcept {
+    Entry& entry = *entries[index];
+    store(entry.override, static_cast<void*>(nullptr));
+    while (load(entry.overrideUsers) != 0) {
         sched_yield();
     }
 }

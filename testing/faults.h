@@ -46,9 +46,10 @@ const std::map<std::string, std::vector<int>>& interposedCalls();
 const char* callsThatCannotFail();
 
 namespace detail {
-/* `body` points at a std::function of the type `type`; null ends the override, and returns when no
-   thread runs it any more. */
-void setOverride(const std::string& function, const std::type_info& type, void* body);
+/* `body` points at a std::function of the type `type`. Returns the function's number. */
+int startOverride(const std::string& function, const std::type_info& type, void* body);
+/* Returns when no thread runs the body any more. */
+void endOverride(int index) noexcept;
 /* Without noexcept. */
 template <typename Signature> struct Plain;
 template <typename Result, typename... Args, bool isNoexcept>
@@ -64,15 +65,13 @@ template <typename Signature> class ScopedOverride {
 
 public:
     ScopedOverride(const std::string& function, std::function<Plain> body)
-        : name_(function), body_(std::move(body)) {
-        detail::setOverride(name_, typeid(Plain), &body_);
-    }
+        : body_(std::move(body)), index_(detail::startOverride(function, typeid(Plain), &body_)) {}
     ScopedOverride& operator=(ScopedOverride&&) = delete;
-    ~ScopedOverride() { detail::setOverride(name_, typeid(Plain), nullptr); }
+    ~ScopedOverride() { detail::endOverride(index_); }
 
 private:
-    std::string name_;
     std::function<Plain> body_;
+    int index_;
 };
 
 /* In its scope, no read delivers more than `limit` bytes. */

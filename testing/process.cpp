@@ -115,6 +115,7 @@ void execute(std::vector<std::string> command, const Environment& environment) {
         setenv(name.c_str(), value.c_str(), 1);
     }
     std::vector<char*> words;
+    words.reserve(command.size() + 1);
     for (std::string& word : command) {
         words.push_back(word.data());
     }

@@ -138,9 +138,10 @@ TEST_F(Reads, AShrinkingTableEndsNoAttachment) {
     const std::pair<int, int> cases[] = {{slots, slots}, {2, 2}, {1, 1}, {0, 0}, {INT_MIN, 0}};
     for (const auto& [entries, expected] : cases) {
         cache.header().numProcesses = slots;
+        const auto shrunk = static_cast<std::uint32_t>(entries);
         const auto shrink = [&](const std::string& word) {
             if (word == "1 inUse ") { /* the cache has been found alive */
-                cache.header().numProcesses = static_cast<std::uint32_t>(entries);
+                cache.header().numProcesses = shrunk;
             }
         };
         EXPECT_EQ(readsOf([] { return TvsiFetchMaxProcessesInCache(&count); }, shrink),

@@ -151,13 +151,14 @@ std::set<std::string> sweep(const TestCache& cache, CallsOf calls) {
     const std::set<std::string> repeated = {"clock_gettime", "kill", "poll", "sched_yield"};
     std::set<std::string> reached;
     int executions = 0;
-    for (const auto& [function, errors] : interposedCalls()) {
+    for (const auto& call : interposedCalls()) {
+        const std::string& function = call.first;
         const bool isBounded =
             repeated.contains(function) && (calls == CallsOf::otherThreads || function != "kill");
         bool isMade = true;
         for (int nth = 1; isMade && nth < (isBounded ? 4 : 200) && !testing::Test::HasFailure();
              ++nth) {
-            isMade = std::ranges::all_of(errors, [&](int error) {
+            isMade = std::ranges::all_of(call.second, [&](int error) {
                 ++executions;
                 return failsInChild(cache, {calls, function, nth, error});
             });
