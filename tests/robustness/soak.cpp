@@ -60,8 +60,8 @@ void runRound(const standin::ServerOptions& options, std::minstd_rand* random) {
 } // namespace
 
 int main(int argc, char** argv) try {
-    const int rounds = argc > 1 ? std::atoi(argv[1]) : 20;
-    std::minstd_rand random(static_cast<unsigned>(argc > 2 ? std::atoi(argv[2]) : 1));
+    const int rounds = argc > 1 ? std::stoi(argv[1]) : 20;
+    std::minstd_rand random(static_cast<unsigned>(argc > 2 ? std::stoi(argv[2]) : 1));
     const TemporaryDirectory directory;
     setenv("TALVEX_GLOBAL_DIR", directory.path().c_str(), 1);
     standin::ServerOptions options;

@@ -13,7 +13,6 @@ namespace {
 
 using namespace samples;
 using statscatalogue::FieldType;
-using testing::ElementsAre;
 using testsupport::SampleStream;
 using testsupport::StreamProcess;
 

@@ -31,7 +31,7 @@ std::string expand(const std::string& name, BoolType keepsLinks = TRUE,
     std::string result(4097 + 8, '#');
     expansion(name.c_str(), result.data(), 4097, keepsLinks, TRUE);
     EXPECT_EQ(result.substr(4097), "########");
-    return result.c_str();
+    return result.substr(0, result.find('\0'));
 }
 
 TEST(UserName, IsFetchedOnce) {
