@@ -8,6 +8,8 @@
 #include "unixerr.h"
 #include "utl.h"
 
+#include <climits>
+#include <cmath>
 #include <fcntl.h>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -253,6 +255,8 @@ TEST_F(Files, ReadGoesOnToItsEnd) {
         EXPECT_STREQ(text, read);
         close(file);
     }
+    char none;
+    EXPECT_EQ(HostReadFileNi_(-1, &none, 1), 0);
 }
 
 TEST(Clock, ReadsAsZeroWhenItFailsOrTheTimeHasNoLocalForm) {
@@ -290,9 +294,10 @@ TEST(Clock, SleepTellsWhetherASignalCutItShort) {
 
 TEST(Clock, SleepOfMillisecondsGoesOnAfterSignalsAndNeverGrowsWhateverTheClockDoes) {
     /* Milliseconds on the clock at each look at it, -1: it fails; a signal ends each sleep but the
-       last. */
-    const std::pair<std::vector<int>, std::vector<int>> cases[] = {
+       last. What is left of a millisecond is slept. */
+    const std::pair<std::vector<double>, std::vector<int>> cases[] = {
         {{5000, 5010, 5029}, {30, 20, 1}},
+        {{5000, 5029.5, 5029.75}, {30, 1, 1}},
         {{5000, -1, -1}, {30, 30, 30}},
         {{5000, 5010, -1}, {30, 20, 20}},
         {{5000, 4000, 5020}, {30, 30, 10}},
@@ -302,8 +307,9 @@ TEST(Clock, SleepOfMillisecondsGoesOnAfterSignalsAndNeverGrowsWhateverTheClockDo
         std::size_t look = 0;
         std::vector<int> made;
         const ScopedOverride<decltype(clock_gettime)> clock("clock_gettime", [&](auto, auto* now) {
-            const int at = looks.at(look++);
-            *now = at < 0 ? *now : timespec{at / 1000, at % 1000 * 1000000L};
+            const double at = looks.at(look++);
+            const long nanoseconds = std::lround(at * 1000000);
+            *now = at < 0 ? *now : timespec{nanoseconds / 1000000000, nanoseconds % 1000000000};
             return at < 0 ? -1 : 0;
         });
         const ScopedOverride<decltype(poll)> interrupted("poll", [&](auto*, auto, int span) {
@@ -314,6 +320,9 @@ TEST(Clock, SleepOfMillisecondsGoesOnAfterSignalsAndNeverGrowsWhateverTheClockDo
         HostMilliSleep(30);
         EXPECT_EQ(made, sleeps) << PrintToString(looks);
     });
+    const ScopedFault failing("poll", ENOMEM, 1, INT_MAX - 1);
+    HostMilliSleep(60000);
+    EXPECT_EQ(failing.hits(), 1) << "no signal";
 }
 
 TEST(Environment, ValueThatDoesNotFitOrRaisedPrivilegesCountAsUnset) {
