@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <netdb.h>
-#include <optional>
 #include <poll.h>
 #include <set>
 #include <sys/stat.h>
@@ -58,14 +57,20 @@ struct FailingCall {
 };
 
 /* In a child: the call that fails, as long as one is to fail, and whether it has. */
-std::optional<ScopedFault> armed;
+/* Not destroyed with the process: a thread may still ask it while another one ends the process. */
+ScopedFault* armed;
 int hits;
 
-void disarm() {
+void countHits() {
     if (armed) {
         hits = armed->hits();
-        armed.reset();
     }
+}
+
+void disarm() {
+    countHits();
+    delete armed;
+    armed = nullptr;
 }
 
 /* A whole life of an attachment: all functions of the interface, with statuses that fit. */
@@ -111,7 +116,7 @@ void useInterface(const TestCache& cache, const FailingCall& failing) {
 void failCall(const TestCache& cache, const FailingCall& failing) {
     const ShortWaits waits;
     const ProcessState before = stateAfterFirstThread();
-    armed.emplace(failing.function, failing.error, failing.nth, 1, failing.calls);
+    armed = new ScopedFault(failing.function, failing.error, failing.nth, 1, failing.calls);
     useInterface(cache, failing);
     disarm();
     TvsiDetachSharedCache();
@@ -132,7 +137,7 @@ bool failsInChild(const TestCache& cache, const FailingCall& failing) {
                  << (failing.isWatchers() ? " of the watcher" : ""));
     const auto body = [&] {
         atexit([] { /* also on the way out of the fatal path */
-                    disarm();
+                    countHits();
                     fprintf(stderr, "hits %d", hits);
         });
         failCall(cache, failing);
