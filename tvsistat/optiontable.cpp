@@ -217,7 +217,8 @@ std::string headOf(const OptionEntry& entry) {
 
 void appendNames(std::string& text, std::string_view title, size_t width, auto&& names) {
     text += '\n';
-    appendWrapped(text, title, 0, 0, width);
+    text += title;
+    text += '\n';
     names([&](std::string_view name, std::string_view sentence) {
         std::string head = "  ";
         head += name;
@@ -242,8 +243,7 @@ const OptionEntry* optionNamed(std::string_view name) {
 
 std::string helpText(size_t width) {
     std::string text;
-    appendWrapped(text, "Usage: tvsistat [OPTION...] [CACHE...] [INTERVAL [COUNT]]", 0, 7, width);
-    text += '\n';
+    text += "Usage: tvsistat [OPTION...] [CACHE...] [INTERVAL [COUNT]]\n\n";
     appendWrapped(
         text,
         "Reports live statistics of the processes that use a Talvex shared page cache. CACHE "

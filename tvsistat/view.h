@@ -53,8 +53,7 @@ public:
 };
 
 /* Lets an event be known in the request's form: in the view's text where that has a place for it,
- * on standard error otherwise (of CSV, and without headers). That a stream has ended is only of
- * interest to programs. */
+ * on standard error otherwise. That a stream has ended is only of interest to programs. */
 void announce(const Request& request, View& view, std::string& text, const Event& event);
 
 /* What a view needs to know of its surroundings. */

@@ -48,7 +48,7 @@ void announce(const Request& request, View& view, std::string& text, const Event
         break;
     case Event::Kind::Gone:
     case Event::Kind::Back:
-        if (request.form == Form::Csv || !request.layout.hasHeader) {
+        if (request.form == Form::Csv) {
             complain(event.sentence);
         } else {
             view.appendEvent(text, event);

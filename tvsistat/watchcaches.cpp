@@ -128,7 +128,6 @@ void Watcher::addNewCaches(Deadline moment) {
         });
         if (!isKnown) {
             add({false, cache.location});
-            watches.back()->expectArrival();
         }
     }
 }
@@ -277,8 +276,7 @@ ExitStatus Watcher::run() {
         return failure->status;
     }
     catchStopSignals();
-    const bool mayComeMore = request.takesAll && request.follows;
-    view = makeView(request, findSurroundings(request, targets.size() > 1 || mayComeMore));
+    view = makeView(request, findSurroundings(request, targets.size() > 1));
     for (Target& target : targets) {
         add(std::move(target));
     }

@@ -90,9 +90,6 @@ void InputWatcher::take(samples::Message message) {
         shown.begin(*header);
         lastTakenNs.reset();
         if (lost) {
-            if (request.form != Form::Json) {
-                tell(Event::Kind::Gone, header->times, lost->status, lost->sentence);
-            }
             tell(Event::Kind::Back, header->times, ExitStatus::Ok,
                  fmt::format("{} is back: monitor {}", cacheTitle(*header), header->monitorPid));
         }
