@@ -44,7 +44,7 @@ TEST(View, LocatesEveryRegionOfTheSegment) {
         {"cacheData", view.cache.cacheData, 32768},
         {"cacheLimit", view.cache.cacheLimit, 32768 + 100 * 16384},
         {"pces", view.cache.pces, header.pceOffset},
-        {"freePceList", view.cache.freePceList, header.pceOffset + 256 * 64},
+        {"freePceList", view.cache.freePceList, header.pceOffset + std::uint64_t{256} * 64},
         {"miscDataPtr", view.miscDataPtr, header.miscDataOffset},
         {"hashTableLocksPtr", view.hashTableLocksPtr, header.spinLocksOffset},
         {"pageFrameLocksPtr", view.pageFrameLocksPtr, header.frameLocksOffset},
