@@ -172,13 +172,18 @@ void Watcher::readStreams() {
     dropDoubles();
 }
 
-/* Of two watches that turn out to have the same cache the second one goes. */
+/* Of two watches that turn out to have the same cache the second one goes, also when the first has
+ * already shown all that was asked for. */
 void Watcher::dropDoubles() {
+    const auto hasCache = [](const CacheWatch& watch) {
+        return watch.phase() == Phase::Running ||
+               (watch.phase() == Phase::Over && !watch.failure());
+    };
     for (size_t i = 1; i < watches.size(); i++) {
         const auto& header = watches[i]->showing().header();
-        for (size_t j = 0; j < i && watches[i]->phase() == Phase::Running; j++) {
+        for (size_t j = 0; j < i && hasCache(*watches[i]); j++) {
             const auto& other = watches[j]->showing().header();
-            if (watches[j]->phase() == Phase::Running && !header.location.empty() &&
+            if (hasCache(*watches[j]) && !header.location.empty() &&
                 header.location == other.location && header.monitorPid == other.monitorPid) {
                 watches[i]->drop();
                 watches.erase(watches.begin() + static_cast<std::ptrdiff_t>(i));

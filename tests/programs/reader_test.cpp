@@ -245,6 +245,8 @@ protected:
             GTEST_SKIP() << "only root can become another user";
         }
         chmod(cache.directory().c_str(), 0755);
+        /* The build folder may be closed to others. */
+        std::filesystem::copy_file(readerProgram(), cache.directory() / "tvsi-reader");
         setSegmentRights(0660, group);
     }
     void setSegmentRights(mode_t mode, gid_t owner) const {
@@ -260,7 +262,7 @@ protected:
         EXPECT_THAT(outcome.err, testing::MatchesRegex("tvsi-reader: " + sentence + "\n"));
     }
     Outcome asOther(std::vector<std::string> arguments, gid_t member = group) const {
-        arguments.insert(arguments.begin(), readerProgram());
+        arguments.insert(arguments.begin(), cache.directory() / "tvsi-reader");
         return testsupport::inChild([&] {
             if (setgroups(1, &member) == 0 && setgid(other) == 0 && setuid(other) == 0) {
                 testsupport::execute(arguments, {{"TALVEX_GLOBAL_DIR", cache.directory()}});

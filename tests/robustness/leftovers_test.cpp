@@ -76,7 +76,7 @@ TEST(Leftovers, OfAKilledTestGoWithTheNextOneAndThoseOfALivingOneStay) {
                                      removeLeftovers();
                                      return !std::filesystem::exists(directory);
         }));
-        EXPECT_FALSE(hasSegment(segmentId));
+        EXPECT_TRUE(eventually([&] { return !hasSegment(segmentId); })) << "with its last user";
     }
     EXPECT_TRUE(std::filesystem::exists(living.directory()) && hasSegment(living.segment().id()));
 }
