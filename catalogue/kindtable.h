@@ -13,39 +13,45 @@
 namespace statscatalogue::tables {
 
 template <class BlockType>
-constexpr BlockPlace placed(std::string_view typeName, std::string_view member, size_t offset) {
+constexpr BlockPlace placed(std::string_view typeName, std::string_view member, size_t offset,
+                            std::string_view shortName) {
     constexpr size_t size = std::is_empty_v<BlockType> ? 0 : sizeof(BlockType);
     return {{typeName, static_cast<uint16_t>(size), fieldsOf<BlockType>},
             static_cast<uint16_t>(offset),
-            member};
+            member,
+            shortName};
 }
 
 /* A block by its structure and its member of the record. */
-#define PLACED(type, path) placed<type>(#type, #path, offsetof(ShrPcStatsSType, path))
+#define PLACED(type, path, shortName)                                                              \
+    placed<type>(#type, #path, offsetof(ShrPcStatsSType, path), shortName)
 
-inline constexpr BlockPlace cmn = PLACED(ShrPcCommonStatSType, cmn);
-inline constexpr BlockPlace cmn64 = PLACED(ShrPcCommon64StatSType, cmn64);
-inline constexpr BlockPlace monitor = PLACED(ShrPcMonStatSType, u.monitor);
-inline constexpr BlockPlace monitor64 = PLACED(ShrPcMonStat64SType, u64.monitor64);
-inline constexpr BlockPlace brox = PLACED(ShrPcBrxStatSType, u.brox);
-inline constexpr BlockPlace brox64 = PLACED(ShrPcBrxStat64SType, u64.brox64);
-inline constexpr BlockPlace broxTimes = PLACED(ShrBrxRelativeStatTimes, uTimeStats.brox);
-inline constexpr BlockPlace vok = PLACED(ShrPcVokStatSType, u.vok);
-inline constexpr BlockPlace vok64 = PLACED(ShrPcVokStat64SType, u64.vok64);
-inline constexpr BlockPlace vokTimes = PLACED(ShrVokRelativeStatTimes, uTimeStats.vok);
-inline constexpr BlockPlace vokthr = PLACED(ShrPcVokThrStatType, u.vokthr);
-inline constexpr BlockPlace vokthr64 = PLACED(ShrPcVokThrStat64Type, u64.vokthr64);
-inline constexpr BlockPlace vokPgsvr = PLACED(ShrPcVokPgsvrStatSType, u.vokPgsvr);
-inline constexpr BlockPlace vokPgsvr64 = PLACED(ShrPcVokPgsvrStat64SType, u64.vokPgsvr64);
-inline constexpr BlockPlace cachePgsvr = PLACED(ShrPcCachePgsvrStatSType, u.cachePgsvr);
-inline constexpr BlockPlace cachePgsvr64 = PLACED(ShrPcCachePgsvrStat64SType, u64.cachePgsvr64);
-inline constexpr BlockPlace pageMgr = PLACED(ShrPcPageMgrStatType, u.pageMgr);
-inline constexpr BlockPlace pageMgr64 = PLACED(ShrPcPageMgrStat64Type, u64.pageMgr64);
-inline constexpr BlockPlace ffThd = PLACED(ShrPcFreeFrameThdStatSType, u.ffThd);
-inline constexpr BlockPlace ffThd64 = PLACED(ShrPcFreeFrameThdStat64SType, u64.ffThd64);
-inline constexpr BlockPlace aioThd = PLACED(ShrPcBrxAioThdStatSType, u.aioThd);
-inline constexpr BlockPlace aioThd64 = PLACED(ShrPcBrxAioThdStat64SType, u64.aioThd64);
-inline constexpr BlockPlace restoreThr64 = PLACED(ShrPcRestoreThrStat64Type, u64.restoreThr64);
+inline constexpr BlockPlace cmn = PLACED(ShrPcCommonStatSType, cmn, "common");
+inline constexpr BlockPlace cmn64 = PLACED(ShrPcCommon64StatSType, cmn64, "common");
+inline constexpr BlockPlace monitor = PLACED(ShrPcMonStatSType, u.monitor, "monitor");
+inline constexpr BlockPlace monitor64 = PLACED(ShrPcMonStat64SType, u64.monitor64, "monitor");
+inline constexpr BlockPlace brox = PLACED(ShrPcBrxStatSType, u.brox, "brox");
+inline constexpr BlockPlace brox64 = PLACED(ShrPcBrxStat64SType, u64.brox64, "brox");
+inline constexpr BlockPlace broxTimes = PLACED(ShrBrxRelativeStatTimes, uTimeStats.brox, "brox");
+inline constexpr BlockPlace vok = PLACED(ShrPcVokStatSType, u.vok, "vok");
+inline constexpr BlockPlace vok64 = PLACED(ShrPcVokStat64SType, u64.vok64, "vok");
+inline constexpr BlockPlace vokTimes = PLACED(ShrVokRelativeStatTimes, uTimeStats.vok, "vok");
+inline constexpr BlockPlace vokthr = PLACED(ShrPcVokThrStatType, u.vokthr, "vokthr");
+inline constexpr BlockPlace vokthr64 = PLACED(ShrPcVokThrStat64Type, u64.vokthr64, "vokthr");
+inline constexpr BlockPlace vokPgsvr = PLACED(ShrPcVokPgsvrStatSType, u.vokPgsvr, "pgsvr");
+inline constexpr BlockPlace vokPgsvr64 = PLACED(ShrPcVokPgsvrStat64SType, u64.vokPgsvr64, "pgsvr");
+inline constexpr BlockPlace cachePgsvr =
+    PLACED(ShrPcCachePgsvrStatSType, u.cachePgsvr, "cachepgsvr");
+inline constexpr BlockPlace cachePgsvr64 =
+    PLACED(ShrPcCachePgsvrStat64SType, u64.cachePgsvr64, "cachepgsvr");
+inline constexpr BlockPlace pageMgr = PLACED(ShrPcPageMgrStatType, u.pageMgr, "pagemgr");
+inline constexpr BlockPlace pageMgr64 = PLACED(ShrPcPageMgrStat64Type, u64.pageMgr64, "pagemgr");
+inline constexpr BlockPlace ffThd = PLACED(ShrPcFreeFrameThdStatSType, u.ffThd, "ffthr");
+inline constexpr BlockPlace ffThd64 = PLACED(ShrPcFreeFrameThdStat64SType, u64.ffThd64, "ffthr");
+inline constexpr BlockPlace aioThd = PLACED(ShrPcBrxAioThdStatSType, u.aioThd, "aiothr");
+inline constexpr BlockPlace aioThd64 = PLACED(ShrPcBrxAioThdStat64SType, u64.aioThd64, "aiothr");
+inline constexpr BlockPlace restoreThr64 =
+    PLACED(ShrPcRestoreThrStat64Type, u64.restoreThr64, "restorethr");
 
 #undef PLACED
 

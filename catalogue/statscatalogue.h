@@ -197,6 +197,8 @@ struct BlockPlace {
     Block block;
     uint16_t recordOffset; /* bytes from the start of TvsiResultSType */
     Name member;           /* as in shrpcstats.h: "cmn", "u.vok", "uTimeStats.brox" */
+    Name shortName;        /* "common", "vok": the same for the parts of a structure that stand in
+                              several blocks; of a block that one kind has, the kind's */
 };
 
 inline constexpr size_t maxBlocksOfKind = 5;

@@ -13,6 +13,7 @@ declare -A packages=(
     [coverage]="gcovr"
     [bench]="libbenchmark-dev python3"
     [lint]="clang clang-format clang-tidy git shellcheck"
+    [monitoring]="prometheus"
 )
 
 say() { printf '\n== %s\n' "$*"; }
