@@ -1,16 +1,12 @@
 #include "attachfailure.h"
 
-#include "netinfolocal.h"
 #include "printable.h"
+#include "registrylookup.h"
 #include "segmentfacts.h"
 #include "tvsi.h"
 
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -20,26 +16,6 @@ using samples::printable;
 
 namespace {
 
-std::string registryDirectory() {
-    return std::string(HostGetGlobalTalvexDir()) + "locks/";
-}
-
-std::string registryFile(const std::string& name) {
-    char path[4097];
-    NetInfoLocalLockFileName(name.c_str(), path, sizeof path);
-    return path;
-}
-
-/* The errno with which a file refuses to be read; 0 when it doesn't. */
-int readRefusal(const std::string& file) {
-    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (fd == -1) {
-        return errno;
-    }
-    close(fd);
-    return 0;
-}
-
 Failure noPermission(const std::string& sentence) {
     return {ExitStatus::NoPermission, sentence};
 }
@@ -47,63 +23,6 @@ Failure noPermission(const std::string& sentence) {
 Failure noRightToRead(const std::string& what, const std::string& file) {
     return noPermission("no right to read " + what + " " + printable(file) +
                         ": run as the server's user or as a member of its group");
-}
-
-/* What to think of when a process of the server seems to be gone. */
-std::string pidNamespaceHint() {
-    return hasOwnPidNamespace()
-               ? ", or it is out of sight: this program runs in a PID namespace of "
-                 "its own (a container), where only its own processes are seen"
-               : "";
-}
-
-/* A registry file once more, after the library has read it. */
-struct RegistryFile {
-    NetInfoSType record;
-    NetInfoResultEnum result;
-    std::string file;
-
-    explicit RegistryFile(const std::string& name)
-        : result(NetInfoFindLocal(name.c_str(), &record, nullptr)), file(registryFile(name)) {}
-
-    bool isUsable() const { return (result & NIRES_usableMask) != 0; }
-    bool isOfMonitor() const { return isUsable() && record.kind == NI_SHRPCMON; }
-    bool isRefused() const { return result == NIRES_ERROR && readRefusal(file) == EACCES; }
-    std::string process() const { return "process " + std::to_string(record.processId); }
-};
-
-/* The files of cache monitors of a Brox, of which the library has accepted none. */
-struct MonitorScan {
-    std::string prefix; /* "prod~" */
-    std::string refusedFile;
-    std::string otherVersion;
-    std::string accepted; /* one that it would accept */
-    int32_t endedPid = 0;
-};
-
-BoolType lookAtMonitor(int /*count*/, const char* name, NetInfoResultEnum result,
-                       NetInfoSType* record, void* userData) {
-    auto& scan = *static_cast<MonitorScan*>(userData);
-    if (!std::string_view(name).starts_with(scan.prefix)) {
-        return FALSE;
-    }
-    const std::string file = registryFile(name);
-    if (result == NIRES_ERROR && readRefusal(file) == EACCES) {
-        scan.refusedFile = file;
-    } else if (result == NIRES_STALE) {
-        scan.endedPid = record->processId;
-    } else if ((result & NIRES_usableMask) != 0 && record->kind == NI_SHRPCMON) {
-        scan.accepted = name;
-        scan.otherVersion = record->version;
-    }
-    return FALSE;
-}
-
-MonitorScan scanMonitorsOf(const std::string& brox) {
-    MonitorScan scan;
-    scan.prefix = brox + "~";
-    NetInfoLocalForeach(nullptr, lookAtMonitor, &scan, nullptr, nullptr);
-    return scan;
 }
 
 Failure explainHostId(const std::string& title) {
@@ -155,7 +74,7 @@ Failure explainNoRecord(const Target& target, const std::string& location) {
         return *failure;
     }
     const bool isLocation = location.find('~') != std::string::npos;
-    if (!isLocation && !scanMonitorsOf(location).accepted.empty()) {
+    if (!isLocation && !scanMonitorsOf(location).running.empty()) {
         return {ExitStatus::NoCache, "there is no cache " + printable(location) +
                                          ", but one of such a Brox: did you mean --brox " +
                                          printable(location) + "?"};
@@ -234,18 +153,6 @@ Failure explainSegment(const std::string& title, const RegistryFile& found, int 
 
 } // namespace
 
-std::string whereSearched() {
-    BoolType hasOverride = FALSE;
-    const std::string directory = printable(std::string(HostGetGlobalTalvexDir(&hasOverride)));
-    const char* variable = secure_getenv("TALVEX_GLOBAL_DIR");
-    const bool isSet = variable != nullptr && *variable != '\0';
-    return directory + "locks/ was searched (" +
-           (hasOverride ? "TALVEX_GLOBAL_DIR says so"
-            : isSet     ? "TALVEX_GLOBAL_DIR names no directory that exists"
-                        : "TALVEX_GLOBAL_DIR is not set") +
-           ")";
-}
-
 std::optional<Failure> explainNoRegistry() {
     const std::string directory = registryDirectory();
     DIR* opened = opendir(directory.c_str());
@@ -278,8 +185,8 @@ Failure explainNoCacheOfBrox(const Target& target) {
         return noRightToRead("the registry file",
                              found.isRefused() ? found.file : scan.refusedFile);
     }
-    if (!scan.otherVersion.empty()) {
-        return wrongVersion(title, scan.otherVersion);
+    if (!scan.version.empty()) {
+        return wrongVersion(title, scan.version);
     }
     if (found.result == NIRES_STALE || scan.endedPid != 0) {
         const bool isBrox = found.result == NIRES_STALE;

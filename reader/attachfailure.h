@@ -20,10 +20,6 @@ Failure explainNoCacheOfBrox(const Target& target);
 Failure explainAttach(const Target& target, const std::string& location, int status,
                       std::string_view libraryText);
 
-/* The directory where caches are looked for and what decides it: "/opt/talvex/locks/ was searched
- * (TALVEX_GLOBAL_DIR is not set)". */
-std::string whereSearched();
-
 /* The registry directory can't be searched: why, and what to do. Nothing when it can. */
 std::optional<Failure> explainNoRegistry();
 

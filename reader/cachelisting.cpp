@@ -1,8 +1,8 @@
 #include "cachelisting.h"
 
 #include "attachfailure.h"
-#include "netinfolocal.h"
 #include "printable.h"
+#include "registrylookup.h"
 #include "segmentfacts.h"
 
 #include <cerrno>
@@ -92,7 +92,8 @@ std::variant<Listing, samples::Failure> listCaches() {
     if (caches.lines.empty()) {
         return caches.numRefused > 0
                    ? Failure{ExitStatus::NoPermission, "no cache can be seen: " + warning}
-                   : Failure{ExitStatus::NoCache, "no cache runs on this host: " + whereSearched()};
+                   : Failure{ExitStatus::NoCache,
+                             "no cache runs on this host: " + whereSearched() + pidNamespaceHint()};
     }
     Listing listing{{}, warning};
     for (const auto& [location, line] : caches.lines) {

@@ -82,10 +82,13 @@ bool sharesIpcNamespace(pid_t pid) {
     return own == 0 || other == 0 || own == other;
 }
 
-bool hasOwnPidNamespace() {
+std::string pidNamespaceHint() {
     constexpr ino_t ofTheHost = 0xEFFFFFFC;
     const ino_t own = namespaceOf("self", "pid");
-    return own != 0 && own != ofTheHost;
+    return own == 0 || own == ofTheHost
+               ? ""
+               : ", or it is out of sight: this program runs in a PID namespace of its own (a "
+                 "container), where only its own processes are seen";
 }
 
 } // namespace reader

@@ -32,8 +32,9 @@ std::string rightsNeeded(const SegmentFacts& segment);
 /* Whether the process lives in this process's IPC namespace; true when it can't be told. */
 bool sharesIpcNamespace(pid_t pid);
 
-/* Whether processes of the host may be out of this process's sight. */
-bool hasOwnPidNamespace();
+/* What to think of when a process of the server seems to be gone, to follow a sentence: it may be
+ * out of this process's sight. Mostly empty. */
+std::string pidNamespaceHint();
 
 } // namespace reader
 
