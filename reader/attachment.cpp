@@ -1,13 +1,14 @@
 #include "attachment.h"
 
 #include "attachfailure.h"
-#include "netinfolocal.h"
+#include "registrylookup.h"
 #include "tvsi.h"
 
 namespace reader {
 
 std::optional<Failure> attachTo(const Target& target, std::string& location) {
     TvsiInit();
+    waitForHostId();
     if (target.isBrox) {
         SysErrorSType error;
         ShrPcLocationArgType found;

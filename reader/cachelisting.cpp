@@ -82,6 +82,7 @@ std::variant<Listing, samples::Failure> listCaches() {
     if (auto failure = explainNoRegistry()) {
         return *failure;
     }
+    waitForHostId();
     Caches caches;
     NetInfoLocalForeach(nullptr, addCache, &caches, nullptr, nullptr);
     std::string warning;

@@ -37,6 +37,13 @@ BoolType lookAtMonitor(int /*count*/, const char* name, NetInfoResultEnum result
 
 } // namespace
 
+void waitForHostId() {
+    uint64_t hostId = 0;
+    if (!NetInfoLocalGetUniqueHostId(&hostId, nullptr, FALSE)) {
+        NetInfoLocalSetHostIdRounds(1);
+    }
+}
+
 std::string registryDirectory() {
     return std::string(HostGetGlobalTalvexDir()) + "locks/";
 }

@@ -12,6 +12,10 @@
 
 namespace reader {
 
+/* Waits once for a host id file that is being written. The library would do so at each record, and
+ * a directory of many would take minutes; after this it doesn't. To be called before all else. */
+void waitForHostId();
+
 /* With a slash at its end. */
 std::string registryDirectory();
 

@@ -24,7 +24,7 @@ namespace {
 /*
  * Process-wide state, filled on first use and never cleared:
  * - globalDir, globalDirIsOverride: under globalDirOnce.
- * - cachedHostId: 0 until the host id file has been read.
+ * - cachedHostId: 0 until the host id file has been read; hostIdRounds: see the header.
  * - cachedHostName, cachedIpAddress (empty until known), nextLookUp (when the resolver may be asked
  *   again; monotonic nanoseconds) and CachedFtokKey: under cacheMutex, which is never held while
  *   anything else is waited for.
@@ -33,6 +33,7 @@ pthread_once_t globalDirOnce = PTHREAD_ONCE_INIT;
 const char* globalDir;
 BoolType globalDirIsOverride;
 std::atomic<uint64_t> cachedHostId;
+std::atomic<int> hostIdRounds = 5;
 HostMutexSType cacheMutex = {PTHREAD_MUTEX_INITIALIZER, TRUE};
 char cachedHostName[257] HOST_GUARDED_BY(cacheMutex);
 char cachedIpAddress[46] HOST_GUARDED_BY(cacheMutex);
@@ -615,10 +616,10 @@ BoolType NetInfoLocalGetUniqueHostId(uint64_t* result, SysErrorSType* err,
     registryDirectory(path, sizeof path);
     UtlStrlcat(path, "talvex.hostid", sizeof path);
 
-    constexpr int ROUNDS = 5;
+    const int rounds = hostIdRounds.load(std::memory_order_relaxed);
     int lastDescriptor = -1;
     int lastErrno = 0;
-    for (int round = 0; round < ROUNDS; ++round) {
+    for (int round = 0; round < rounds; ++round) {
         if (round > 0) {
             HostMilliSleep(100);
         }
@@ -643,9 +644,13 @@ BoolType NetInfoLocalGetUniqueHostId(uint64_t* result, SysErrorSType* err,
         lastDescriptor = file.get();
     }
     report->setErr(lastErrno);
-    report->setMsg("failure after %d retries, read(%d, &result, 8), reading %s", ROUNDS,
+    report->setMsg("failure after %d retries, read(%d, &result, 8), reading %s", rounds,
                    lastDescriptor, path);
     return FALSE;
+}
+
+void NetInfoLocalSetHostIdRounds(int rounds) {
+    hostIdRounds.store(rounds, std::memory_order_relaxed);
 }
 
 /* From a Brox to its cache, from a cache to its key. */

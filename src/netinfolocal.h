@@ -138,6 +138,10 @@ char* checkForGlobalDirOverride();
 
 /* Reads the host id file. `err` may be null. `createIfAbsent` must be FALSE. */
 BoolType NetInfoLocalGetUniqueHostId(uint64_t* result, SysErrorSType* err, BoolType createIfAbsent);
+/* How often a short host id file is read, 100 ms apart, before that counts as a failure; 5 unless
+ * set. Every record that is read asks for the id, so one round is enough for whoever has just
+ * waited for it in vain. */
+void NetInfoLocalSetHostIdRounds(int rounds);
 
 /* The location string of the cache on this host that serves `broxName`. */
 BoolType NetInfoLocalCacheNameForBrox(const char* broxName, ShrPcLocationArgType* locArg,
