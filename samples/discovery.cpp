@@ -60,18 +60,21 @@ bool parseLine(std::string_view line, CacheListing& listing) {
     return !listing.location.empty();
 }
 
-/* All that comes until the end of the output; nothing when that is too late or too much. */
-std::optional<std::string> readAll(int fd, steady_clock::time_point deadline) {
+/* All that comes until the end of the output; nothing when that is too late or too much, or nobody
+ * wants it any more. */
+std::optional<std::string> readAll(int fd, steady_clock::time_point deadline,
+                                   const std::function<bool()>& isUnwanted) {
+    constexpr int64_t longestMs = 20; /* until the question whether it is wanted */
     std::string all;
     std::array<char, 16384> piece;
     for (;;) {
         const auto left =
             std::chrono::duration_cast<milliseconds>(deadline - steady_clock::now()).count();
         pollfd readable{fd, POLLIN, 0};
-        if (left <= 0 || all.size() > maxListingBytes) {
+        if (left <= 0 || all.size() > maxListingBytes || isUnwanted()) {
             return std::nullopt;
         }
-        if (poll(&readable, 1, static_cast<int>(left) + 1) <= 0) {
+        if (poll(&readable, 1, static_cast<int>(std::min(left + 1, longestMs))) <= 0) {
             continue;
         }
         const ssize_t count = read(fd, piece.data(), piece.size());
@@ -86,16 +89,20 @@ std::optional<std::string> readAll(int fd, steady_clock::time_point deadline) {
     }
 }
 
-/* The first line of what the reader wrote to its standard error, without its name. */
+/* The last line of what the reader wrote to its standard error, without its name: the library's own
+ * lines, however many, and the reader's warnings come before it. */
 std::string complaintIn(int file) {
-    std::array<char, 2048> text;
-    const ssize_t count = pread(file, text.data(), text.size(), 0);
+    std::array<char, 8192> text; /* holds a sentence with a file's name */
+    const off_t size = lseek(file, 0, SEEK_END);
+    const off_t start = std::max<off_t>(size - static_cast<off_t>(text.size()), 0);
+    const ssize_t count = pread(file, text.data(), text.size(), start);
     std::string_view line(text.data(), count > 0 ? static_cast<size_t>(count) : 0);
-    /* The library's own lines come first. */
+    while (line.ends_with('\n')) {
+        line.remove_suffix(1);
+    }
+    line.remove_prefix(line.rfind('\n') + 1); /* none: the whole */
     constexpr std::string_view name = "tvsi-reader: ";
-    const size_t at = line.find(name);
-    line = at == std::string_view::npos ? std::string_view() : line.substr(at + name.size());
-    return std::string(line.substr(0, line.find('\n')));
+    return line.starts_with(name) ? std::string(line.substr(name.size())) : std::string();
 }
 
 /* Its status, which it ends with right after its output. */
@@ -125,7 +132,8 @@ std::variant<CacheListings, Failure> parseListing(std::string_view lines) {
     return listings;
 }
 
-std::variant<CacheListings, Failure> listCaches(milliseconds limit) {
+std::variant<CacheListings, Failure> listCaches(milliseconds limit,
+                                                const std::function<bool()>& isUnwanted) {
     const auto deadline = steady_clock::now() + limit;
     const Descriptor errors(memfd_create("errors", MFD_CLOEXEC));
     auto started = ReaderProcess::start({"--list"}, errors.get());
@@ -133,7 +141,7 @@ std::variant<CacheListings, Failure> listCaches(milliseconds limit) {
         return std::move(*failure);
     }
     auto& reader = std::get<ReaderProcess>(started);
-    const auto lines = readAll(reader.fd(), deadline);
+    const auto lines = readAll(reader.fd(), deadline, isUnwanted);
     if (!lines) {
         return Failure{ExitStatus::Failure, "the caches of this host could not be listed in time"};
     }

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -30,9 +31,11 @@ struct CacheListing {
 using CacheListings = std::vector<CacheListing>;
 
 /* All caches of this host in the order of their locations, or why there are none: a list is never
- * empty. Runs tvsi-reader, and waits for it as long as `limit` at most. */
-std::variant<CacheListings, Failure>
-listCaches(std::chrono::milliseconds limit = std::chrono::seconds(15));
+ * empty. Runs tvsi-reader, and waits for it as long as `limit` at most, or until `isUnwanted`,
+ * which is asked now and then, says so. */
+std::variant<CacheListings, Failure> listCaches(
+    std::chrono::milliseconds limit = std::chrono::seconds(15),
+    const std::function<bool()>& isUnwanted = [] { return false; });
 
 /* What `tvsi-reader --list` printed, taken apart. */
 std::variant<CacheListings, Failure> parseListing(std::string_view lines);

@@ -116,7 +116,7 @@ void Watcher::addNewCaches(Deadline moment) {
         return;
     }
     nextScan = moment + scanPause;
-    const auto found = samples::listCaches(2s);
+    const auto found = samples::listCaches(2s, [] { return stopSignal() != 0; });
     const auto* caches = std::get_if<samples::CacheListings>(&found);
     if (caches == nullptr) {
         return;
