@@ -51,7 +51,7 @@ int list() {
     return print(listing.lines);
 }
 
-int run(int argc, char** argv) {
+int run(int argc, char** argv, bool hasOutput) {
     const auto request = parseArguments(argc, argv);
     if (const auto* failure = std::get_if<Failure>(&request)) {
         return fail(*failure);
@@ -61,6 +61,9 @@ int run(int argc, char** argv) {
     }
     if (std::holds_alternative<ListRequest>(request)) {
         return list();
+    }
+    if (!hasOutput) {
+        return fail({ExitStatus::OutputFailed, "standard output is closed"});
     }
     if (isatty(STDOUT_FILENO) == 1) {
         return fail({ExitStatus::Usage, "the stream is not for a terminal: pipe it into tvsistat "
@@ -88,9 +91,10 @@ int main(int argc, char** argv) {
     /* Writes that fail are told by their error. */
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    const bool hasOutput = fcntl(STDOUT_FILENO, F_GETFD) != -1;
     occupyStandardStreams();
     try {
-        return run(argc, argv);
+        return run(argc, argv, hasOutput);
     } catch (const std::exception& error) {
         return fail({ExitStatus::Failure, error.what()});
     }

@@ -192,6 +192,7 @@ std::variant<StreamRequest, ListRequest, TextRequest, Failure> parseArguments(in
                                                                               char** argv) {
     StreamRequest request;
     bool isList = false;
+    bool hasOther = false;
     opterr = 0;
     /* Ends at the first word that is no option: there is none that would be taken. */
     constexpr const char* letters = "+:b:c:i:an:k:lVh";
@@ -202,6 +203,9 @@ std::variant<StreamRequest, ListRequest, TextRequest, Failure> parseArguments(in
         case -1:
             if (optind < argc) {
                 return usage("nothing is known of " + quoted(argv[optind]));
+            }
+            if (isList && hasOther) {
+                return usage("--list lists every cache and takes no other option");
             }
             if (isList) {
                 return ListRequest();
@@ -225,6 +229,7 @@ std::variant<StreamRequest, ListRequest, TextRequest, Failure> parseArguments(in
             isList = true;
             break;
         default:
+            hasOther = true;
             if (auto failure = setOption(request, letter, optarg)) {
                 return std::move(*failure);
             }

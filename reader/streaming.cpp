@@ -13,6 +13,8 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <exception>
+#include <new>
 #include <unistd.h>
 
 namespace reader {
@@ -40,14 +42,23 @@ public:
     }
 
     [[noreturn]] void run() {
-        attach();
-        output.begin();
-        Schedule schedule(timesNow().monotonicNs, request.intervalNs);
-        align(schedule, false);
+        try {
+            attach();
+            output.begin();
+            sample();
+        } catch (const std::bad_alloc&) {
+            loseWith("there is not enough memory (ulimit -v and -d limit it)");
+        } catch (const std::exception& error) {
+            loseWith(error.what());
+        }
+    }
+
+private:
+    [[noreturn]] void sample() {
+        Schedule schedule(timesNow(), request.intervalNs, request.isAligned);
         for (uint64_t sequence = 1;; sequence++) {
-            waitFor(schedule.next());
-            const int64_t late = schedule.reach(timesNow().monotonicNs);
-            align(schedule, true);
+            waitFor(schedule);
+            const int64_t late = schedule.reach(timesNow());
             const int status = sampler.take(encoder, sequence, late);
             if (status != TVSI_SUCCESS) {
                 output.lose(failureOf(status));
@@ -59,14 +70,8 @@ public:
         }
     }
 
-private:
-    /* Follows the wall clock, also when it is set. */
-    void align(Schedule& schedule, bool isNext) const {
-        if (request.isAligned) {
-            const samples::Times now = timesNow();
-            schedule.moveTo(now.monotonicNs +
-                            untilMultiple(now.realNs, request.intervalNs, isNext));
-        }
+    [[noreturn]] void loseWith(const std::string& why) {
+        output.lose({ExitStatus::Failure, request.target.title() + " cannot be read: " + why});
     }
 
     void attach() {
@@ -100,15 +105,16 @@ private:
         }
     }
 
-    /* Until the moment, or until the cache is gone. */
-    void waitFor(int64_t moment) {
+    /* Until the next moment, or until the cache is gone. */
+    void waitFor(Schedule& schedule) {
         for (;;) {
-            const int64_t now = timesNow().monotonicNs;
-            if (now >= moment) {
+            const samples::Times now = timesNow();
+            const int64_t left = schedule.left(now);
+            if (left <= 0) {
                 return;
             }
-            sleepUntil(std::min(moment, now + longestBlindNs));
-            if (moment - now > longestBlindNs && TvsiCacheIsAlive() != 1) {
+            sleepUntil(now.monotonicNs + std::min(left, longestBlindNs));
+            if (left > longestBlindNs && TvsiCacheIsAlive() != 1) {
                 output.lose(failureOf(TVSI_ERR_CACHE_CONNECTION_SEVERED));
             }
         }

@@ -6,7 +6,8 @@
 
 namespace reader {
 
-/* Ends the process with the stream. Throws std::system_error when it can't begin. */
+/* Ends the process with the stream, whatever happens. Throws std::system_error when the stream
+ * can't begin. */
 [[noreturn]] void stream(const StreamRequest& request);
 
 } // namespace reader

@@ -1,4 +1,5 @@
 /* tvsi-reader as those who start it meet it. */
+#include <chrono>
 #include <climits>
 #include <grp.h>
 #include <sys/shm.h>
@@ -150,7 +151,7 @@ TEST_F(Reader, EndsWhenNobodyReads) {
               "tvsi-reader: standard output cannot be written: No space left on device\n");
     const Outcome closed = shell("\"$0\" --brox prod >&-");
     EXPECT_EQ(closed.status, 9);
-    EXPECT_THAT(closed.err, HasSubstr("cannot be written: Bad file descriptor"));
+    EXPECT_EQ(closed.err, "tvsi-reader: standard output is closed\n");
     const Outcome large =
         shell("ulimit -f 1; \"$0\" --brox prod -i 0 >\"$TALVEX_GLOBAL_DIR/stream\"");
     EXPECT_EQ(large.status, 9);
@@ -159,6 +160,21 @@ TEST_F(Reader, EndsWhenNobodyReads) {
     const Outcome starting = shell("\"$0\" --brox prod | true; exit ${PIPESTATUS[0]}");
     EXPECT_EQ(starting.status, 9) << "also while it attaches";
 }
+
+#ifndef TVSI_SANITIZE /* which takes more memory than any limit leaves */
+TEST(ReaderOfManySlots, EndsItsStreamWhenMemoryRunsOut) {
+    testsupport::TestCacheOptions options;
+    options.geometry = standin::SegmentGeometry::withSlots(8000);
+    const testsupport::TestCache cache(options);
+    const Outcome outcome = testsupport::run(
+        {"bash", "-c", "ulimit -s 256; ulimit -d 6000; exec \"$0\" --brox prod -n 1",
+         readerProgram()},
+        {{"TALVEX_GLOBAL_DIR", cache.directory()}});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("TVSL")) << "its last message says so";
+    EXPECT_THAT(outcome.err, HasSubstr("cannot be read: there is not enough memory"));
+}
+#endif
 
 TEST_F(Reader, EachFailureHasItsSentenceAndStatus) {
     const auto changed = [&](const std::string& sentence, int status, const auto& change) {
@@ -342,6 +358,18 @@ TEST_F(Reader, ListsTheCachesOfTheHost) {
     EXPECT_TRUE(std::holds_alternative<Failure>(parseListing("{\"readable\":1}\n")));
 }
 
+TEST_F(Reader, ADamagedHostIdIsWaitedForOnce) {
+    for (int i = 0; i < 40; i++) {
+        cache.recordCache("gone~" + std::to_string(i), cache.segment().key(), INT_MAX);
+    }
+    cache.registry().writeHostIdBytes("short");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(std::get<CacheListings>(listCaches(std::chrono::hours(1))).size(), 1U);
+    expectLost({"--brox=nobody"}, 3, "there is no cache of Brox nobody .*");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10))
+        << "and not by each record";
+}
+
 TEST_F(Reader, WrongArgumentsAreExplained) {
     const std::pair<std::vector<std::string>, std::string> cases[] = {
         {{}, "a cache is needed: --brox NAME or --cache LOCATION"},
@@ -354,6 +382,8 @@ TEST_F(Reader, WrongArgumentsAreExplained) {
         {{"-k", "vok,voks"}, "--kinds: there is no kind 'voks'"},
         {{"-k", "system"}, "--kinds: processes of kind system cannot be selected"},
         {{"-n", "0"}, "--count: '0' is not a number from 1 on"},
+        {{"-l", "-i1"}, "--list lists every cache and takes no other option"},
+        {{"-b", "a", "-l"}, "--list lists every cache and takes no other option"},
     };
     for (const auto& [arguments, sentence] : cases) {
         const Outcome outcome = run(arguments);

@@ -404,6 +404,18 @@ TEST_F(TvsistatCache, TheCachesOfTheHostAreListed) {
                                                      "prod  prod~1f2e +[0-9]+ .* yes\n"));
     EXPECT_THAT(run("-l -j").out,
                 testing::StartsWith("{\"brox\":\"prod\",\"cache\":\"prod~1f2e\",\"monitor\":"));
+    const std::string far(60, 'h');
+    cache.recordCache("second!" + far + "~1", 0);
+    for (const int width : {20, 40, 60, 80, 250}) {
+        const std::string list = run("-l -w " + std::to_string(width)).out;
+        std::istringstream lines(list);
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_LE(line.size(), width) << line;
+        }
+        EXPECT_THAT(list, testing::ContainsRegex("prod~1f2e .*(yes|left out: .*version)"));
+        EXPECT_EQ(countOf("left out: version", list), width < 250 ? 1 : 0) << list;
+    }
+    EXPECT_THAT(run("-l -w 80").out, HasSubstr("~1: no: its\n  monitor has recorded"));
     std::filesystem::remove_all(cache.directory() / "locks");
     expectFailure("", 3, "TALVEX_GLOBAL_DIR");
     expectFailure("-l", 3, "TALVEX_GLOBAL_DIR");
