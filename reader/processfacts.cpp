@@ -92,6 +92,12 @@ std::string_view wordOf(std::string_view text, int number) {
     return text.substr(0, text.find(' '));
 }
 
+int64_t numberIn(std::string_view word) {
+    int64_t number = 0;
+    std::from_chars(word.data(), word.data() + word.size(), number);
+    return number;
+}
+
 /* What stands in the "stat" file of a process: "PID (NAME) STATE ...", and the name may be any. */
 std::optional<ProcessFacts> parseStat(std::string_view text) {
     const size_t nameEnd = text.rfind(')');
@@ -99,13 +105,15 @@ std::optional<ProcessFacts> parseStat(std::string_view text) {
         return std::nullopt;
     }
     text.remove_prefix(nameEnd + 2);
+    constexpr int threadsWord = 17;
     constexpr int startWord = 19;
-    const std::string_view start = wordOf(text, startWord);
-    int64_t ticks = 0;
-    std::from_chars(start.data(), start.data() + start.size(), ticks);
     ProcessFacts facts;
     facts.state = stateOf(text[0]);
-    facts.startedNs = start.empty() ? 0 : bootTimeNs() + nsOfTicks(ticks);
+    if (facts.state == ProcessState::Zombie && numberIn(wordOf(text, threadsWord)) > 1) {
+        facts.state = ProcessState::Alive; /* only its first thread has ended */
+    }
+    const std::string_view start = wordOf(text, startWord);
+    facts.startedNs = start.empty() ? 0 : bootTimeNs() + nsOfTicks(numberIn(start));
     return facts;
 }
 

@@ -6,7 +6,6 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
-#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -22,6 +21,8 @@ namespace {
 /* Others than monitor and Brox are looked up at most so many in a round, and so often in all. */
 constexpr int64_t maxLookUps = 100;
 constexpr int64_t msPerLookUp = 10;
+/* A cache has one monitor and few Broxes; a table that claims to hold thousands costs no more. */
+constexpr size_t maxStateFiles = 100;
 /* For /proc, the registry and whatever else needs one for a moment. */
 constexpr size_t spareDescriptors = 64;
 
@@ -46,12 +47,6 @@ uint64_t identityOf(const TvsiResultSType& record) {
 
 bool hasEnded(const ProcessFacts& facts) {
     return facts.state == ProcessState::Zombie || facts.state == ProcessState::Ended;
-}
-
-/* The process of the descriptor has ended, with all its threads. */
-bool isOver(int fd) {
-    pollfd end{fd, POLLIN, 0};
-    return poll(&end, 1, 0) == 1;
 }
 
 bool isMonitorOrBrox(const TvsiResultSType& record) {
@@ -87,6 +82,7 @@ ProcessWatch::~ProcessWatch() {
 void ProcessWatch::update(std::span<const TvsiResultSType> records) {
     round++;
     numMet = 0;
+    filesRefused = 0;
     noticeEnds();
     owners.resize(records.size(), nullptr);
     for (size_t i = 0; i < records.size(); i++) {
@@ -143,7 +139,7 @@ void ProcessWatch::settle(Process& process, const TvsiResultSType& record) {
         process.identity = process.identityNow;
     }
     if (isMonitorOrBrox(record)) {
-        lookUp(process, true);
+        lookUpEachTime(process);
     }
 }
 
@@ -156,8 +152,6 @@ void ProcessWatch::begin(Process& process) {
     process.facts = facts.value_or(ProcessFacts{ProcessState::Alive});
     if (!facts) {
         ask(process);
-    } else if (facts->state == ProcessState::Zombie && process.fd >= 0 && !isOver(process.fd)) {
-        process.facts.state = ProcessState::Alive; /* only its first thread has ended */
     }
 }
 
@@ -197,7 +191,10 @@ void ProcessWatch::forget(Process& process) {
         process.fd = -1;
         descriptors--;
     }
-    process.stateFile.close();
+    if (process.stateFile.isOpen()) {
+        process.stateFile.close();
+        stateFiles--;
+    }
 }
 
 /* Asks all descriptors at once. Each end is told once; ask() follows a zombie further. */
@@ -250,8 +247,18 @@ void ProcessWatch::lookUp(Process& process, bool isAgain) const {
         facts = *now;
     } else if (now->startedNs != facts.startedNs) {
         facts.state = ProcessState::Ended; /* its id is another process's by now */
-    } else if (process.fd < 0 || now->state != ProcessState::Zombie) {
-        facts.state = now->state; /* else only its first thread has ended */
+    } else {
+        facts.state = now->state;
+    }
+}
+
+/* As many as may have a file; the others come in their turn. */
+void ProcessWatch::lookUpEachTime(Process& process) {
+    if (process.stateFile.isOpen()) {
+        lookUp(process, true);
+    } else if (stateFiles + filesRefused < maxStateFiles) {
+        lookUp(process, true);
+        (process.stateFile.isOpen() ? stateFiles : filesRefused)++;
     }
 }
 

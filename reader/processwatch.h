@@ -3,7 +3,7 @@
  * change is read once, when a process first shows up. Its end is told by a descriptor that refers
  * to this very process, whoever has its id later; all of these are asked in one system call. Where
  * descriptors run out, signal 0 tells. Whether it is stopped only /proc tells: the cache monitor
- * and the Brox are looked up each time, of the others some in turn.
+ * and the Brox are looked up each time (a hundred of them at most), of the others some in turn.
  *
  *   (first record) --> Alive <--> Stopped         Zombie --> Ended
  *                        |           |               ^         ^
@@ -66,12 +66,15 @@ private:
     void noticeEnds();
     static void ask(Process& process);
     void lookUp(Process& process, bool isAgain) const;
+    void lookUpEachTime(Process& process);
     void lookUpSome();
     void dropUnmet();
 
     int poller; /* epoll descriptor of all of them; -1: there is none */
     size_t maxDescriptors;
     size_t descriptors = 0;
+    size_t stateFiles = 0;   /* open ones */
+    size_t filesRefused = 0; /* in this round */
     std::unordered_map<pid_t, Process> processes;
     std::vector<Process*> owners; /* by place of the record */
     Process nobody;               /* owns records without a process id */

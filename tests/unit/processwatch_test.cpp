@@ -1,15 +1,20 @@
 /* The states of processes, as the kernel changes them. */
+#include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <fstream>
 #include <linux/sched.h>
+#include <ranges>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "processfacts.h"
+#include "processstate.h"
 #include "processwatch.h"
 #include "runningprogram.h"
 
@@ -27,6 +32,13 @@ TvsiResultSType record(pid_t pid, std::uint32_t kind = SHRPC_VOK, int session = 
     result.statType = kind;
     std::strcpy(result.olvName, "Vok");
     return result;
+}
+
+char stateLetter(pid_t pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    std::string line;
+    std::getline(file, line);
+    return line.at(line.rfind(')') + 2);
 }
 
 /* A process that waits; `pid` chooses its id, where the system lets a process do so. */
@@ -133,6 +145,45 @@ TEST_P(Watch, TheMonitorAndTheBroxAreLookedUpEachTime) {
         watch.update(records);
         EXPECT_EQ(watch.facts(0).state, ProcessState::Stopped);
     }
+}
+
+TEST_P(Watch, AProcessWhoseFirstThreadHasEndedLivesOn) {
+    testsupport::ChildProcess process([] {
+        std::thread([] { pause(); }).detach();
+        syscall(SYS_exit, 0);
+    });
+    ASSERT_TRUE(eventually([&] { return stateLetter(process.pid()) == 'Z'; }));
+    EXPECT_EQ(reader::readFacts(process.pid())->state, ProcessState::Alive);
+    records = {record(process.pid())};
+    for (int i = 0; i < 50; i++) {
+        records[0].statType = i < 25 ? SHRPC_VOK : SHRPC_BROX;
+        watch.update(records);
+        ASSERT_EQ(watch.facts(0).state, ProcessState::Alive) << i;
+        usleep(1000);
+    }
+    process.send(SIGKILL);
+    expectState(ProcessState::Zombie);
+}
+
+TEST_P(Watch, ATableFullOfBroxesCostsNoMoreThanAHundred) {
+    std::vector<std::unique_ptr<Sleeper>> sleepers;
+    for (int i = 0; i < 120; i++) {
+        records.push_back(
+            record(sleepers.emplace_back(std::make_unique<Sleeper>())->pid(), SHRPC_BROX));
+    }
+    const auto before = testsupport::processState().descriptors;
+    for (int i = 0; i < 3; i++) {
+        watch.update(records);
+        std::ranges::rotate(records, records.begin() + 40);
+    }
+    EXPECT_EQ(testsupport::processState().descriptors - before, GetParam() + 100);
+    sleepers[119]->send(SIGSTOP);
+    EXPECT_TRUE(eventually([&] {
+        watch.update(records);
+        return std::ranges::any_of(std::views::iota(0, 120), [&](int i) {
+            return watch.facts(static_cast<std::size_t>(i)).state == ProcessState::Stopped;
+        });
+    })) << "the others are looked up in turn";
 }
 
 TEST_P(Watch, AnIdThatIsUsedAgainIsNoticed) {
