@@ -48,13 +48,17 @@ _tvsistat() {
     done
     [[ ${COMP_WORDS[at - 1]} != = ]] || at=$((at - 1))
     option=${COMP_WORDS[at - 1]}
-    if [[ $option != -* && ${COMP_WORDS[at - 2]} == --unit ]]; then
+    # --unit GLOB=, --unit=GLOB=
+    local before=${COMP_WORDS[at - 2]}
+    [[ $before != = ]] || before=${COMP_WORDS[at - 3]}
+    if [[ $option != -* && $before == --unit && ${COMP_WORDS[at]} == = ]]; then
         _tvsistat_offer '' ns us ms s
         return
     fi
-    [[ $option == --* || $option != -?* ]] || option=-${option: -1} # the last of several letters
+    before=''
 
     local section letter name kind options=() kinds=() groups=() columns=() i
+    local -A letters=()
     while IFS=$'\037' read -r section letter name _ kind _; do
         case $section in
         =kind) kinds+=("$name") ;;
@@ -62,18 +66,37 @@ _tvsistat() {
         =column) columns+=("$name") ;;
         *)
             options+=("--$name")
-            [[ $option != "--$name" && $option != "-${letter:-=}" ]] || wanted=$kind:$name
+            [[ $option != "--$name" ]] || wanted=$kind:$name
+            [[ -z $letter ]] || letters[$letter]=$kind:$name
             ;;
         esac
     done < <("$program" --option-table 2>/dev/null | tr '\t' '\037')
+    # Of a group of letters the first that takes a value ends it: the rest is the value, or, where
+    # nothing is left, the next word.
+    local group=$option
+    [[ $cur != -[!-]* || $at -ne $COMP_CWORD ]] || group=$cur
+    if [[ $group == -[!-]* ]]; then
+        for ((i = 1; i < ${#group}; i++)); do
+            wanted=${letters[${group:i:1}]-none:}
+            [[ $wanted == none:* ]] || break
+        done
+        if [[ $wanted == none:* ]]; then
+            wanted=''
+        elif [[ $group == "$cur" ]] && ((i + 1 < ${#group})); then
+            before=${group:0:i+1}
+            cur=${group:i+1}
+        elif ((i + 1 < ${#group})); then
+            wanted=''
+        fi
+    fi
     for ((i = 1; i < COMP_CWORD; i++)); do
         [[ ${COMP_WORDS[i]} != --list-fields ]] || listsFields=yes
     done
 
     # Of a list with commas the last entry is completed.
-    local before='' words=()
+    local words=()
     if [[ $wanted == @(kind|group|field):* && $cur == *,* ]]; then
-        before=${cur%,*},
+        before+=${cur%,*},
         cur=${cur##*,}
         hasColon=''
     fi

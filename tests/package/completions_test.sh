@@ -37,6 +37,11 @@ done <<'END'
 vok vokthr|--kind v
 vok vokthr|--kind = v
 vok vokthr|-jk v
+-kvok -kvokthr|-kv
+-jkbrox,vok -jkbrox,vokthr|-jkbrox,v
+-fcommitCount|-fcommitC
+de\$\(mo\) de\$\(mo\)~1f2e|-kvok d
+|-zk vok -j
 brox,vok brox,vokthr|-k brox,v
 commitCount|--fields commitC
 pid,commitCount|-f pid,commitC
@@ -50,6 +55,8 @@ localPageCacheHits|-k vok -I localPageCacheH
 commit|--group com
 name|--sort nam
 us|--unit time* = u
+us|--unit = time* = u
+ns us ms s|--unit = time* =
 commits|--use 
 always auto|--color a
 counter: gauge: position:|--as 
