@@ -1,8 +1,10 @@
 #include "listings.h"
 
 #include "numbertext.h"
+#include "output.h"
 #include "printable.h"
 #include "timetext.h"
+#include "view.h"
 
 #include <algorithm>
 #include <array>
@@ -21,7 +23,41 @@ using statscatalogue::Kind;
 class Table {
 public:
     void addRow(std::vector<std::string> row) { rows.push_back(std::move(row)); }
-    std::string text() const {
+    /* Of the longest line. */
+    size_t width() const {
+        size_t sum = 0;
+        for (const size_t column : columnWidths()) {
+            sum += column + (sum == 0 ? 0 : gap);
+        }
+        return sum;
+    }
+    /* Takes out the column with this heading. */
+    void drop(std::string_view heading) {
+        const auto at = std::ranges::find(rows[0], heading) - rows[0].begin();
+        for (auto& row : rows) {
+            row.erase(row.begin() + at);
+        }
+    }
+    std::string text(size_t maxWidth = SIZE_MAX) const {
+        const std::vector<size_t> widths = columnWidths();
+        std::string lines;
+        for (const auto& row : rows) {
+            const size_t start = lines.size();
+            for (size_t i = 0; i < row.size(); i++) {
+                lines += row[i];
+                const bool isLast = i + 1 == row.size();
+                lines.append(isLast ? 0 : widths[i] - row[i].size() + gap, ' ');
+            }
+            lines.resize(std::min(lines.size() - start, maxWidth) + start);
+            lines += '\n';
+        }
+        return lines;
+    }
+
+private:
+    static constexpr size_t gap = 2;
+
+    std::vector<size_t> columnWidths() const {
         std::vector<size_t> widths;
         for (const auto& row : rows) {
             widths.resize(std::max(widths.size(), row.size()));
@@ -29,21 +65,53 @@ public:
                 widths[i] = std::max(widths[i], row[i].size());
             }
         }
-        std::string lines;
-        for (const auto& row : rows) {
-            for (size_t i = 0; i < row.size(); i++) {
-                lines += row[i];
-                const bool isLast = i + 1 == row.size();
-                lines.append(isLast ? 0 : widths[i] - row[i].size() + 2, ' ');
-            }
-            lines += '\n';
-        }
-        return lines;
+        return widths;
     }
 
-private:
     std::vector<std::vector<std::string>> rows;
 };
+
+/* The columns that there are for a list; nothing when lines may have any length. */
+std::optional<size_t> roomFor(const Layout& layout) {
+    if (layout.isWide || (!layout.width && !outputIsTerminal())) {
+        return std::nullopt;
+    }
+    return layout.width ? *layout.width : terminalWidth();
+}
+
+/* Appends a sentence in lines of at most `width`, broken at blanks; further ones are indented. */
+void appendWrapped(std::string& text, std::string_view sentence, size_t width) {
+    for (std::string indent; !sentence.empty(); indent = "  ") {
+        const size_t room = width - indent.size();
+        size_t end = sentence.size();
+        if (end > room) {
+            end = sentence.rfind(' ', room);
+            end = end == std::string_view::npos || end == 0 ? room : end;
+        }
+        text += indent;
+        text += sentence.substr(0, end);
+        text += '\n';
+        sentence.remove_prefix(std::min(sentence.find_first_not_of(' ', end), sentence.size()));
+    }
+}
+
+/* The table of caches where lines have a width: what doesn't fit is left out and named, the least
+ * needed first, and the reasons of refusals stand below. */
+std::string fittingList(Table& table, const std::vector<std::string>& refusals, size_t width) {
+    std::string leftOut;
+    for (const char* heading : {"version", "user", "brox", "started", "monitor"}) {
+        if (table.width() > width) {
+            table.drop(heading);
+            leftOut += (leftOut.empty() ? "left out: " : ", ") + std::string(heading);
+        }
+    }
+    std::string text = table.text(width);
+    for (const std::string& refusal : refusals) {
+        appendWrapped(text, refusal, width);
+    }
+    appendWrapped(text, leftOut, width);
+    return text;
+}
 
 /* One entry of the list of fields. */
 struct FieldEntry {
@@ -225,16 +293,30 @@ std::string listCaches(const Request& request, const samples::CacheListings& cac
         }
         return lines;
     }
+    const std::optional<size_t> room = roomFor(request.layout);
+    constexpr size_t withoutZone = 19;
     Table table;
     table.addRow({"brox", "cache", "monitor", "user", "started", "version", "readable"});
+    std::vector<std::string> refusals;
     for (const auto& cache : caches) {
-        const std::string when = started(cache);
-        table.addRow({samples::printable(cache.brox), samples::printable(cache.location),
-                      std::to_string(cache.monitorPid), samples::printable(cache.user),
-                      when.empty() ? "-" : when, samples::printable(cache.version),
-                      cache.isReadable ? "yes" : "no: " + samples::printable(cache.refusal)});
+        const std::string location = samples::printable(cache.location);
+        const std::string refusal =
+            cache.isReadable ? "" : "no: " + samples::printable(cache.refusal);
+        if (room && !refusal.empty()) {
+            refusals.push_back(location + ": " + refusal);
+        }
+        std::string when = cache.startedSec == 0 ? "-" : started(cache);
+        if (room && !request.layout.isUtc) {
+            when = when.substr(0, withoutZone);
+        }
+        table.addRow({samples::printable(cache.brox), location, std::to_string(cache.monitorPid),
+                      samples::printable(cache.user), std::move(when),
+                      samples::printable(cache.version),
+                      cache.isReadable ? "yes"
+                      : room           ? "no"
+                                       : refusal});
     }
-    return table.text();
+    return room ? fittingList(table, refusals, *room) : table.text();
 }
 
 } // namespace tvsistat
