@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <ctime>
 #include <fmt/format.h>
 #include <thread>
@@ -21,6 +22,11 @@ using samples::Failure;
 constexpr auto attachLimit = 7s;
 /* A sample that is this late will not come: the reader hangs, or was stopped. */
 constexpr auto sampleLimit = 3s;
+/* What a deadline is noticed late by when this program itself was held up, and so may have been its
+ * reader (by Ctrl-Z, for instance). */
+constexpr auto ownDelay = 500ms;
+/* A difference between the clocks that tells that the wall clock was set. */
+constexpr int64_t clockSetNs = 100'000'000;
 constexpr auto shortestPause = 250ms;
 constexpr auto longestPause = 5s;
 constexpr size_t readSize = 262144;
@@ -104,6 +110,14 @@ void CacheWatch::advance(Deadline moment) {
         start();
         return;
     }
+    if (moment > due + ownDelay) {
+        due = moment + sampleLimit;
+        return;
+    }
+    if (request.isAligned && wallClockWasSet()) {
+        due += nanoseconds(request.interval.value_or(0));
+        return;
+    }
     lose({ExitStatus::Failure,
           state == Phase::Starting
               ? fmt::format("{} cannot be attached: its reader hung (a lock of its segment may be "
@@ -111,6 +125,13 @@ void CacheWatch::advance(Deadline moment) {
                             watched.title())
               : fmt::format("{}: its reader gave no sign of life any more and was ended",
                             watched.title())});
+}
+
+/* Since the last call: the next multiple of the interval is another moment then. */
+bool CacheWatch::wallClockWasSet() {
+    const samples::Times times = currentTimes();
+    const int64_t before = std::exchange(clockDistance, times.realNs - times.monotonicNs);
+    return std::abs(clockDistance - before) > clockSetNs;
 }
 
 void CacheWatch::readOn() {
@@ -141,6 +162,7 @@ void CacheWatch::readOn() {
 void CacheWatch::take(samples::Message message) {
     if (const auto* header = std::get_if<samples::StreamHeader>(&message)) {
         shown.begin(*header);
+        wallClockWasSet();
         const double untilFirst = request.isAligned ? request.interval.value_or(0) : 0;
         due = now() + nanoseconds(untilFirst) + sampleLimit;
     } else if (auto* sample = std::get_if<samples::Sample>(&message)) {
@@ -154,6 +176,7 @@ void CacheWatch::take(samples::Message message) {
         saidWaiting = false;
         pause = shortestPause;
         state = Phase::Running;
+        wallClockWasSet();
         due = now() + nanoseconds(request.interval.value_or(0)) + sampleLimit;
         shown.take(std::move(*sample), decoder);
         taken++;

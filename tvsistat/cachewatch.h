@@ -65,6 +65,7 @@ private:
     void tell(Event::Kind kind, const samples::Times& times, samples::ExitStatus status,
               std::string_view sentence);
     uint64_t samplesWanted() const;
+    bool wallClockWasSet();
 
     const Request& request;
     View& view;
@@ -80,7 +81,8 @@ private:
     bool hasRun = false; /* a sample has come, of whichever reader */
     bool isGone = false; /* one has, and the cache is away */
     bool saidWaiting = false;
-    unsigned taken = 0; /* samples of this reader */
+    unsigned taken = 0;        /* samples of this reader */
+    int64_t clockDistance = 0; /* from the monotonic to the wall clock, when last asked */
     std::string events;
     std::optional<samples::Failure> end;
 };
