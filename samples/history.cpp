@@ -5,12 +5,16 @@ namespace samples {
 void History::begin(const StreamHeader& header) {
     if (attached && (attached->monitorPid != header.monitorPid ||
                      attached->monitorStartedNs != header.monitorStartedNs)) {
-        last.reset();
+        startsAnew = true;
     }
     attached = header;
 }
 
 std::optional<Sample> History::add(Sample sample) {
+    if (startsAnew) {
+        last.reset();
+        startsAnew = false;
+    }
     std::optional<Sample> passed = std::move(baseline);
     baseline = std::move(last);
     last = std::move(sample);

@@ -25,4 +25,39 @@ void Bytes::reserve(size_t size, size_t kept) {
     reserved = wanted;
 }
 
+size_t Sample::size() const {
+    size_t size = sizeof(Sample) + list.size() * sizeof(Record);
+    for (const Record& record : list) {
+        size += record.name.size() + (record.kind != nullptr ? record.kind->packedSize() : 0);
+    }
+    return size;
+}
+
+Sample Sample::copy() const {
+    Sample other;
+    other.times = times;
+    other.sequence = sequence;
+    other.slots = slots;
+    other.used = used;
+    other.lateNs = lateNs;
+    other.list = list;
+    other.bytes.reserve(size(), 0);
+    std::byte* free = other.bytes.data();
+    const auto place = [&free](const void* from, size_t length) {
+        std::byte* to = free;
+        if (length > 0) {
+            std::memcpy(to, from, length);
+        }
+        free += length;
+        return to;
+    };
+    for (Record& record : other.list) {
+        const size_t length = record.name.size();
+        record.name = {reinterpret_cast<const char*>(place(record.name.data(), length)), length};
+        record.blocks =
+            place(record.blocks, record.kind != nullptr ? record.kind->packedSize() : 0);
+    }
+    return other;
+}
+
 } // namespace samples

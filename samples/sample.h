@@ -129,6 +129,11 @@ public:
     /* In the order of their slots. */
     std::span<const Record> records() const { return list; }
 
+    /* An equal sample with bytes of its own, as many as it needs. */
+    Sample copy() const;
+    /* Bytes that a copy takes. */
+    size_t size() const;
+
     Sample() = default;
     Sample(Sample&&) = default;
     Sample& operator=(Sample&&) = default;

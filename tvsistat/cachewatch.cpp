@@ -1,6 +1,5 @@
 #include "cachewatch.h"
 
-#include "output.h"
 #include "printable.h"
 
 #include <algorithm>
@@ -67,9 +66,9 @@ bool mayComeYet(ExitStatus status) {
 
 } // namespace
 
-CacheWatch::CacheWatch(const Request& asked, View& shownBy, Target target)
-    : request(asked), view(shownBy), watched(std::move(target)), shown(asked, shownBy), due(now()),
-      firstStart(due), pause(shortestPause) {}
+CacheWatch::CacheWatch(const Request& asked, Showing& receiving, EventSink sink, Target target)
+    : request(asked), shown(receiving), events(std::move(sink)), watched(std::move(target)),
+      due(now()), firstStart(due), pause(shortestPause) {}
 
 /* Samples that the reader is to take; 0: until it is ended. */
 uint64_t CacheWatch::samplesWanted() const {
@@ -80,7 +79,7 @@ uint64_t CacheWatch::samplesWanted() const {
     return static_cast<uint64_t>(request.count) + (hasBaseline ? 1 : 0);
 }
 
-void CacheWatch::start() {
+std::variant<CacheWatch::Reading, Failure> CacheWatch::startReader() const {
     samples::ReaderOptions options;
     options.isBrox = watched.isBrox;
     options.cache = watched.name;
@@ -91,18 +90,75 @@ void CacheWatch::start() {
     options.kinds = request.rows.selection.kinds | SHRPC_MONITOR | SHRPC_BROX;
     auto started = samples::ReaderProcess::start(options);
     if (auto* failure = std::get_if<Failure>(&started)) {
+        return std::move(*failure);
+    }
+    return Reading{std::move(std::get<samples::ReaderProcess>(started)), {}};
+}
+
+void CacheWatch::start() {
+    auto started = startReader();
+    if (auto* failure = std::get_if<Failure>(&started)) {
         end = std::move(*failure);
         finish();
         return;
     }
-    reader = std::move(std::get<samples::ReaderProcess>(started));
-    decoder = samples::StreamDecoder();
+    reading = std::move(std::get<Reading>(started));
     state = Phase::Starting;
     taken = 0;
     due = now() + attachLimit;
 }
 
+void CacheWatch::changeInterval() {
+    if (!reading) {
+        return; /* the next one will have it */
+    }
+    auto started = startReader();
+    if (const auto* failure = std::get_if<Failure>(&started)) {
+        giveUpSuccessor(failure->sentence);
+        return;
+    }
+    successor = std::move(std::get<Reading>(started));
+    successorHeader.reset();
+    successorDue = now() + attachLimit;
+}
+
+void CacheWatch::giveUpSuccessor(std::string_view why) {
+    successor.reset();
+    successorDue = noDeadline;
+    tell(Event::Kind::Notice, currentTimes(), ExitStatus::Ok,
+         fmt::format("the interval stays as it was: {}", why));
+}
+
+void CacheWatch::readSuccessor() {
+    while (successor) {
+        if (auto message = successor->decoder.next()) {
+            if (auto* header = std::get_if<samples::StreamHeader>(&*message)) {
+                successorHeader = std::move(*header);
+            } else if (std::holds_alternative<samples::Sample>(*message) && successorHeader) {
+                reading = std::move(*successor);
+                successor.reset();
+                successorDue = noDeadline;
+                take(std::move(*successorHeader));
+                take(std::move(*message));
+            } else if (!std::holds_alternative<samples::Notice>(*message)) {
+                giveUpSuccessor("the reader that was to take over could not attach the cache");
+            }
+            continue;
+        }
+        const Piece piece = readPiece(*successor);
+        if (piece == Piece::Nothing) {
+            return;
+        }
+        if (piece == Piece::End) {
+            giveUpSuccessor("the reader that was to take over has ended");
+        }
+    }
+}
+
 void CacheWatch::advance(Deadline moment) {
+    if (successor && moment >= successorDue) {
+        giveUpSuccessor("the reader that was to take over gave no sign of life");
+    }
     if (moment < due || state == Phase::Over) {
         return;
     }
@@ -134,27 +190,43 @@ bool CacheWatch::wallClockWasSet() {
     return std::abs(clockDistance - before) > clockSetNs;
 }
 
+/* Reads what there is of a stream, once. A damaged stream has ended, too. */
+CacheWatch::Piece CacheWatch::readPiece(Reading& from) {
+    if (from.decoder.failed()) {
+        return Piece::End;
+    }
+    const auto room = from.decoder.room(readSize);
+    const ssize_t got = read(from.process.fd(), room.data(), room.size());
+    if (got > 0) {
+        from.decoder.filled(static_cast<size_t>(got));
+        return Piece::Some;
+    }
+    if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
+        return Piece::End;
+    }
+    return errno == EAGAIN ? Piece::Nothing : Piece::Some;
+}
+
 void CacheWatch::readOn() {
-    while (reader && !pending) {
-        if (auto message = decoder.next()) {
+    if (!pending) {
+        readSuccessor();
+    }
+    while (reading && !pending) {
+        if (auto message = reading->decoder.next()) {
             take(std::move(*message));
             continue;
         }
-        if (decoder.failed()) {
-            lose({ExitStatus::DamagedInput, fmt::format("{}: its reader's stream is damaged: {}",
-                                                        watched.title(), decoder.problem())});
+        const Piece piece = readPiece(*reading);
+        if (piece == Piece::Nothing) {
             return;
         }
-        const auto room = decoder.room(readSize);
-        const ssize_t got = read(reader->fd(), room.data(), room.size());
-        if (got > 0) {
-            decoder.filled(static_cast<size_t>(got));
-        } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
+        if (piece == Piece::End && reading->decoder.failed()) {
+            lose({ExitStatus::DamagedInput,
+                  fmt::format("{}: its reader's stream is damaged: {}", watched.title(),
+                              reading->decoder.problem())});
+        } else if (piece == Piece::End) {
             lose({ExitStatus::Failure, fmt::format("{}: its reader ended before its time{}",
-                                                   watched.title(), endOf(*reader))});
-            return;
-        } else if (errno == EAGAIN) {
-            return;
+                                                   watched.title(), endOf(reading->process))});
         }
     }
 }
@@ -178,7 +250,7 @@ void CacheWatch::take(samples::Message message) {
         state = Phase::Running;
         wallClockWasSet();
         due = now() + nanoseconds(request.interval.value_or(0)) + sampleLimit;
-        shown.take(std::move(*sample), decoder);
+        shown.take(std::move(*sample), reading->decoder);
         taken++;
         const bool isBaseline = request.isOnce && request.interval && taken == 1;
         pending = !isBaseline;
@@ -205,7 +277,9 @@ bool CacheWatch::waitsFor(const Failure& why, Deadline moment) const {
 
 /* The reader has nothing more to say, and why. */
 void CacheWatch::lose(Failure why) {
-    reader.reset();
+    reading.reset();
+    successor.reset();
+    successorDue = noDeadline;
     const Deadline moment = now();
     const bool waits = waitsFor(why, moment);
     if (hasRun && !isGone && (waits || request.form == Form::Json)) {
@@ -222,7 +296,7 @@ void CacheWatch::lose(Failure why) {
 
 void CacheWatch::retryAfter(Deadline moment, const Failure& why) {
     if (!hasRun && !saidWaiting) {
-        complain(why.sentence + "; waiting for it");
+        tell(Event::Kind::Waiting, currentTimes(), why.status, why.sentence + "; waiting for it");
     }
     saidWaiting = true;
     state = Phase::Waiting;
@@ -234,7 +308,8 @@ void CacheWatch::retryAfter(Deadline moment, const Failure& why) {
 }
 
 void CacheWatch::finish() {
-    reader.reset();
+    reading.reset();
+    successor.reset();
     state = Phase::Over;
     due = noDeadline;
 }
@@ -244,9 +319,8 @@ void CacheWatch::drop() {
     finish();
 }
 
-void CacheWatch::appendReport(std::string& text) {
+void CacheWatch::release() {
     pending = false;
-    shown.append(text);
     if (request.count != 0 && shown.numReports() >= static_cast<unsigned>(request.count)) {
         finish();
     }
@@ -254,7 +328,7 @@ void CacheWatch::appendReport(std::string& text) {
 
 void CacheWatch::tell(Event::Kind kind, const samples::Times& times, ExitStatus status,
                       std::string_view sentence) {
-    announce(request, view, events, {kind, shown.header(), times, status, sentence});
+    events({kind, shown.header(), times, status, sentence});
 }
 
 } // namespace tvsistat

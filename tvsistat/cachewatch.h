@@ -15,9 +15,13 @@
 #include "stopsignal.h"
 #include "streamdecoder.h"
 
+#include <algorithm>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <variant>
 
 namespace tvsistat {
 
@@ -25,14 +29,18 @@ class CacheWatch {
 public:
     enum class Phase : uint8_t { Starting, Running, Waiting, Over };
 
-    /* References must outlive it. */
-    CacheWatch(const Request& asked, View& shownBy, Target target);
+    using EventSink = std::function<void(const Event&)>;
+
+    /* References must outlive it. Samples go to `receiving`, events to the sink. */
+    CacheWatch(const Request& asked, Showing& receiving, EventSink sink, Target target);
 
     Phase phase() const { return state; }
     /* The stream to poll; -1 while there is none. */
-    int fd() const { return reader ? reader->fd() : -1; }
-    /* When advance() is to be called, whatever the stream does. */
-    Deadline nextDeadline() const { return due; }
+    int fd() const { return reading ? reading->process.fd() : -1; }
+    /* That of the reader that is to follow this one. */
+    int successorFd() const { return successor ? successor->process.fd() : -1; }
+    /* When advance() is to be called, whatever the streams do. */
+    Deadline nextDeadline() const { return successor ? std::min(due, successorDue) : due; }
 
     /* Reads what has come, as far as the next sample that is to be shown. */
     void readOn();
@@ -41,14 +49,16 @@ public:
 
     /* A sample has come that is not shown yet. */
     bool hasSample() const { return pending; }
-    /* Appends its report. */
-    void appendReport(std::string& text);
+    /* It has been shown; the next one is read only then. */
+    void release();
 
-    /* Events since the last call, as the view writes them. */
-    std::string takeEvents() { return std::exchange(events, {}); }
+    /* The request has another interval now: a second reader is started, and takes over with its
+     * first sample. */
+    void changeInterval();
 
     /* How it ended; nothing for a stop in between. Ok may still mean that nothing was selected. */
     const std::optional<samples::Failure>& failure() const { return end; }
+    Showing& showing() { return shown; }
     const Showing& showing() const { return shown; }
     const Target& target() const { return watched; }
 
@@ -56,7 +66,19 @@ public:
     void drop();
 
 private:
+    struct Reading {
+        samples::ReaderProcess process;
+        samples::StreamDecoder decoder;
+    };
+
+    /* What a read brought. */
+    enum class Piece : uint8_t { Nothing, Some, End };
+
+    static Piece readPiece(Reading& from);
+    std::variant<Reading, samples::Failure> startReader() const;
     void start();
+    void readSuccessor();
+    void giveUpSuccessor(std::string_view why);
     void take(samples::Message message);
     void lose(samples::Failure why);
     void finish();
@@ -68,13 +90,15 @@ private:
     bool wallClockWasSet();
 
     const Request& request;
-    View& view;
+    Showing& shown;
+    const EventSink events;
     const Target watched;
-    Showing shown;
     Phase state = Phase::Waiting;
-    std::optional<samples::ReaderProcess> reader;
-    samples::StreamDecoder decoder;
-    Deadline due;        /* of the next step, or of the reader's next word */
+    std::optional<Reading> reading;
+    std::optional<Reading> successor;
+    std::optional<samples::StreamHeader> successorHeader;
+    Deadline due; /* of the next step, or of the reader's next word */
+    Deadline successorDue = noDeadline;
     Deadline firstStart; /* --wait counts from here */
     Deadline::duration pause;
     bool pending = false;
@@ -83,7 +107,6 @@ private:
     bool saidWaiting = false;
     unsigned taken = 0;        /* samples of this reader */
     int64_t clockDistance = 0; /* from the monotonic to the wall clock, when last asked */
-    std::string events;
     std::optional<samples::Failure> end;
 };
 

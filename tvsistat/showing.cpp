@@ -47,11 +47,32 @@ void Showing::findWarnings(std::span<const samples::Process> processes) {
     }
 }
 
+void Showing::hold() {
+    if (held) {
+        return;
+    }
+    held = std::move(history);
+    history = {};
+    history.begin(attached);
+    history.add(held->now().copy());
+    behind = 0;
+}
+
+void Showing::release() {
+    if (held && behind == 0) {
+        history = std::move(*held);
+        history.begin(attached);
+    }
+    held.reset();
+    behind = 0;
+}
+
 void Showing::append(std::string& text) {
-    const samples::Moment moment = history.moment();
+    const samples::History& showing = held ? *held : history;
+    const samples::Moment moment = showing.moment();
     const Printing printing =
         request.printing.value_or(moment.seconds > 0 ? Printing::Rate : Printing::Total);
-    findWarnings(history.processes());
+    findWarnings(showing.processes());
     const auto isWanted = [&](const Row& row) {
         if (!view.shows(row.kind())) {
             return false;
@@ -59,8 +80,8 @@ void Showing::append(std::string& text) {
         matched = true;
         return !request.isNonzero || view.showsAny(row, moment, printing);
     };
-    const auto rows = maker.make(request.rows, history.processes(), moment, printing, isWanted);
-    view.appendSample(text, {attached, history.now(), moment, printing, rows, warnings});
+    const auto rows = maker.make(request.rows, showing.processes(), moment, printing, isWanted);
+    view.appendSample(text, {attached, showing.now(), moment, printing, rows, warnings});
     reports++;
 }
 

@@ -6,6 +6,7 @@
 #include "streamdecoder.h"
 #include "view.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,12 +24,25 @@ public:
     /* Takes a sample without showing it: a baseline for the next one. Lets the decoder have the
      * memory of one that is no longer needed. */
     void take(samples::Sample sample, samples::StreamDecoder& decoder) {
+        behind += held ? 1U : 0U;
         if (auto passed = history.add(std::move(sample))) {
             decoder.recycle(std::move(*passed));
         }
     }
 
-    /* Appends the report on the sample that was taken last. */
+    /* Every sample; empty before the first. */
+    const samples::History& taken() const { return history; }
+
+    /* Keeps showing the last sample, and its rates, while further ones are taken; there must have
+     * been one. */
+    void hold();
+    /* Shows the last sample again. */
+    void release();
+    bool isHeld() const { return held.has_value(); }
+    /* Samples taken since hold(). */
+    uint64_t numBehind() const { return behind; }
+
+    /* Appends the report on the sample that was taken last, or that is held. */
     void append(std::string& text);
 
     unsigned numReports() const { return reports; }
@@ -42,6 +56,8 @@ private:
     View& view;
     samples::StreamHeader attached;
     samples::History history;
+    std::optional<samples::History> held;
+    uint64_t behind = 0;
     samples::RowMaker maker;
     std::vector<std::string> warnings;
     unsigned reports = 0;

@@ -28,10 +28,11 @@ struct Shown {
 /* Something that happened to a cache. */
 struct Event {
     enum class Kind : uint8_t {
-        Gone,  /* the cache was lost */
-        Back,  /* it, or one of its name, was attached again, or has appeared */
-        Ended, /* a stream that was read has come to its end */
-        Notice /* the library has printed something */
+        Gone,   /* the cache was lost */
+        Back,   /* it, or one of its name, was attached again, or has appeared */
+        Ended,  /* a stream that was read has come to its end */
+        Notice, /* the library has printed something */
+        Waiting /* there is no cache yet, and it is waited for: no event for programs */
     };
     Kind kind;
     const samples::StreamHeader& header;

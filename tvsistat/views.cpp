@@ -32,6 +32,10 @@ Surroundings findSurroundings(const Request& request, bool hasSeveralCaches) {
 }
 
 void announce(const Request& request, View& view, std::string& text, const Event& event) {
+    if (event.kind == Event::Kind::Waiting) {
+        complain(event.sentence);
+        return;
+    }
     if (request.form == Form::Json) {
         view.appendEvent(text, event);
         return;
@@ -55,6 +59,7 @@ void announce(const Request& request, View& view, std::string& text, const Event
         }
         break;
     case Event::Kind::Ended:
+    case Event::Kind::Waiting:
         break;
     }
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <deque>
 #include <memory>
 #include <thread>
 
@@ -71,7 +72,6 @@ private:
     void dropDoubles();
     bool roundIsComplete() const;
     void showRound();
-    void takeEvents();
     int flush();
     void tellFailures();
     ExitStatus verdict(int error);
@@ -79,6 +79,7 @@ private:
     const Request& request;
     std::vector<Target> targets;
     std::unique_ptr<View> view;
+    std::deque<Showing> showings; /* by watch; one that was dropped leaves its own */
     std::vector<std::unique_ptr<CacheWatch>> watches;
     std::vector<pollfd> descriptors; /* by watch; the last is standard output */
     std::vector<std::string> told;   /* failures */
@@ -89,7 +90,9 @@ private:
 };
 
 void Watcher::add(Target target) {
-    watches.push_back(std::make_unique<CacheWatch>(request, *view, std::move(target)));
+    const auto sink = [this](const Event& event) { announce(request, *view, text, event); };
+    watches.push_back(std::make_unique<CacheWatch>(request, showings.emplace_back(request, *view),
+                                                   sink, std::move(target)));
 }
 
 std::optional<Failure> Watcher::findTargets() {
@@ -218,15 +221,10 @@ void Watcher::showRound() {
     roundDeadline = noDeadline;
     for (const auto& watch : watches) {
         if (watch->hasSample()) {
-            watch->appendReport(text);
+            watch->showing().append(text);
+            watch->release();
             reports++;
         }
-    }
-}
-
-void Watcher::takeEvents() {
-    for (const auto& watch : watches) {
-        text += watch->takeEvents();
     }
 }
 
@@ -288,7 +286,6 @@ ExitStatus Watcher::run() {
     int error = 0;
     while (error == 0) {
         readStreams();
-        takeEvents();
         showRound();
         error = flush();
         tellFailures();
