@@ -240,8 +240,8 @@ void CacheWatch::take(samples::Message message) {
     } else if (auto* sample = std::get_if<samples::Sample>(&message)) {
         if (saidWaiting) {
             tell(Event::Kind::Back, sample->times, ExitStatus::Ok,
-                 fmt::format("{} is back: monitor {}", cacheTitle(shown.header()),
-                             shown.header().monitorPid));
+                 fmt::format("{} is {}: monitor {}", cacheTitle(shown.header()),
+                             hasRun ? "back" : "there", shown.header().monitorPid));
         }
         hasRun = true;
         isGone = false;

@@ -62,6 +62,9 @@ public:
     const Showing& showing() const { return shown; }
     const Target& target() const { return watched; }
 
+    /* Its first sample is an event: the cache has just appeared. */
+    void expectArrival() { saidWaiting = true; }
+
     /* Ends it without a word: another watch has the same cache. */
     void drop();
 

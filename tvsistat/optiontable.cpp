@@ -217,8 +217,7 @@ std::string headOf(const OptionEntry& entry) {
 
 void appendNames(std::string& text, std::string_view title, size_t width, auto&& names) {
     text += '\n';
-    text += title;
-    text += '\n';
+    appendWrapped(text, title, 0, 0, width);
     names([&](std::string_view name, std::string_view sentence) {
         std::string head = "  ";
         head += name;
@@ -243,7 +242,8 @@ const OptionEntry* optionNamed(std::string_view name) {
 
 std::string helpText(size_t width) {
     std::string text;
-    text += "Usage: tvsistat [OPTION...] [CACHE...] [INTERVAL [COUNT]]\n\n";
+    appendWrapped(text, "Usage: tvsistat [OPTION...] [CACHE...] [INTERVAL [COUNT]]", 0, 7, width);
+    text += '\n';
     appendWrapped(
         text,
         "Reports live statistics of the processes that use a Talvex shared page cache. CACHE "

@@ -131,6 +131,7 @@ void Watcher::addNewCaches(Deadline moment) {
         });
         if (!isKnown) {
             add({false, cache.location});
+            watches.back()->expectArrival();
         }
     }
 }
@@ -279,7 +280,8 @@ ExitStatus Watcher::run() {
         return failure->status;
     }
     catchStopSignals();
-    view = makeView(request, findSurroundings(request, targets.size() > 1));
+    const bool mayComeMore = request.takesAll && request.follows;
+    view = makeView(request, findSurroundings(request, targets.size() > 1 || mayComeMore));
     for (Target& target : targets) {
         add(std::move(target));
     }

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "numbertext.h"
+#include "optiontable.h"
 #include "runningprogram.h"
 #include "samplestream.h"
 #include "temporarydirectory.h"
@@ -182,6 +183,26 @@ TEST(TvsistatTranscript, NoLineIsWiderThanItsWidth) {
             for (std::string text; std::getline(output, text);) {
                 EXPECT_LE(text.size(), width) << text;
             }
+        }
+    }
+}
+
+TEST(TvsistatHelp, FitsAndHasEachOptionOfTheTable) {
+    for (const size_t width : {48U, 80U, 100U}) {
+        const std::string help = tvsistat::helpText(width);
+        std::istringstream lines(help);
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_LE(line.size(), width) << line;
+        }
+        std::istringstream table(tvsistat::optionTableText());
+        for (std::string line; std::getline(table, line);) {
+            std::istringstream cells(line);
+            std::string section, letter, name;
+            std::getline(std::getline(std::getline(cells, section, '\t'), letter, '\t'), name,
+                         '\t');
+            const bool isOption = !section.starts_with('='); /* else a kind, a group or a column */
+            EXPECT_THAT(help, HasSubstr((isOption ? "--" : "") + name)) << section;
+            EXPECT_EQ(std::count(line.begin(), line.end(), '\t'), 5) << line;
         }
     }
 }
