@@ -30,13 +30,15 @@ size_t editsBetween(std::string_view one, std::string_view other) {
 } // namespace
 
 std::string_view closestName(std::string_view wrong, std::span<const std::string_view> candidates) {
-    /* Up to a third of the letters may be wrong: beyond that a suggestion is a guess. */
-    size_t fewest = wrong.size() / 3 + 1;
+    /* Up to a third of the letters may be wrong: beyond that a suggestion is a guess. Of two as
+     * close, one that begins alike is meant: few mistype the first letter. */
+    size_t least = 2 * (wrong.size() / 3 + 1);
     std::string_view closest;
     for (const std::string_view candidate : candidates) {
-        const size_t edits = editsBetween(wrong, candidate);
-        if (edits < fewest) {
-            fewest = edits;
+        const bool beginsAlike = !wrong.empty() && candidate.starts_with(wrong.front());
+        const size_t distance = 2 * editsBetween(wrong, candidate) + (beginsAlike ? 0 : 1);
+        if (distance < least) {
+            least = distance;
             closest = candidate;
         }
     }
