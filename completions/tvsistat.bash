@@ -114,8 +114,13 @@ _tvsistat() {
         mapfile -t words < <(sed -nE 's/^[[:blank:]]*\[[[:blank:]]*(.*[^[:blank:]])[[:blank:]]*\][[:blank:]]*$/\1/p' \
             "${XDG_CONFIG_HOME:-$HOME/.config}/tvsistat/config" 2>/dev/null)
         ;;
+    file:*)
+        compopt -o filenames 2>/dev/null || true
+        mapfile -t COMPREPLY < <(compgen -P "$before" -f -- "$cur")
+        return
+        ;;
     word:color) words=(always auto never) ;;
-    word:read) words=(-) ;;
+    word:speed) words=(max) ;;
     word:as) [[ -n $hasColon ]] || words=(counter: gauge: position:) ;;
     none:* | '')
         if [[ $cur == -* ]]; then

@@ -128,6 +128,8 @@ public:
 
     /* In the order of their slots. */
     std::span<const Record> records() const { return list; }
+    /* The blocks of a record, to be changed. */
+    std::byte* blocksOf(size_t index) { return bytes.data() + (list[index].blocks - bytes.data()); }
 
     /* An equal sample with bytes of its own, as many as it needs. */
     Sample copy() const;

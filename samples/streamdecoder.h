@@ -16,6 +16,10 @@ namespace samples {
 
 class StreamDecoder {
 public:
+    StreamDecoder() = default;
+    /* `from`: where in a file its first byte stands, if it begins in the middle. */
+    explicit StreamDecoder(uint64_t from) : passed(from) {}
+
     /* Adds bytes. Ignored once the stream has failed. */
     void feed(std::span<const std::byte> bytes);
     /* The same without a copy: room for at least `size` bytes, to read into, and how many of them

@@ -48,6 +48,11 @@ inline constexpr uint32_t lostType = typeOf("TVSL");
 inline constexpr uint32_t noticeType = typeOf("TVSN");
 inline constexpr uint32_t endType = typeOf("TVSE");
 
+constexpr bool isMessageType(uint32_t type) {
+    return type == headerType || type == sampleType || type == lostType || type == noticeType ||
+           type == endType;
+}
+
 struct MessageHead {
     uint32_t type;
     uint32_t length; /* bytes that follow */

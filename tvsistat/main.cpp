@@ -67,7 +67,7 @@ ExitStatus serve(const Request& request) {
     case Action::Report:
         break;
     }
-    return request.readsInput ? watchInput(request) : watchCaches(request);
+    return request.reads.empty() ? watchCaches(request) : watchInput(request);
 }
 
 ExitStatus run(int argc, const char* const* argv) {

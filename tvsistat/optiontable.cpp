@@ -19,16 +19,29 @@ constexpr auto table = std::to_array<OptionEntry>({
     {OptionId::Cache, 0, "cache", "LOCATION", Kind::Location,
      "the cache with this location, as prod~1f2e; may be repeated", Section::Caches,
      Place::CommandLineOnly, Family::None},
-    {OptionId::Read, 0, "read", "-", Kind::Word,
-     "a sample stream from standard input (that of tvsi-reader) in place of caches of this host; "
-     "INTERVAL and COUNT then thin it out and end it",
-     Section::Caches, Place::CommandLineOnly, Family::None},
     {OptionId::Wait, 'W', "wait", "S", Kind::Seconds,
      "wait up to S seconds for a cache that isn't there; 0: for ever", Section::Caches,
      Place::CommandLineOnly, Family::None},
     {OptionId::Follow, 'F', "follow", "", Kind::None,
      "outlive a cache: say when it goes and when it is back, and go on", Section::Caches,
      Place::CommandLineOnly, Family::None},
+
+    {OptionId::Read, 'R', "read", "FILE", Kind::File,
+     "what a FILE holds in place of caches of this host: the output of tvsi-reader, or - for that "
+     "on "
+     "standard input; several files become one time line",
+     Section::Recordings, Place::CommandLineOnly, Family::None},
+    {OptionId::Start, 0, "start", "TIME", Kind::Time,
+     "begin there: 10:00, 'yesterday 23:50', '2026-11-23 10:00', or 2h30m ago", Section::Recordings,
+     Place::CommandLineOnly, Family::None},
+    {OptionId::End, 0, "end", "TIME", Kind::Time, "end there", Section::Recordings,
+     Place::CommandLineOnly, Family::None},
+    {OptionId::Interval, 0, "interval", "S", Kind::Seconds,
+     "INTERVAL as an option; of a recording, counters over as long and gauges averaged",
+     Section::Recordings, Place::CommandLineOnly, Family::None},
+    {OptionId::Speed, 0, "speed", "N", Kind::Word,
+     "N times as fast as it was recorded; max, as without it: as fast as it can be",
+     Section::Recordings, Place::CommandLineOnly, Family::None},
 
     {OptionId::Once, '1', "once", "", Kind::None,
      "one report; with INTERVAL it is made at its end and has the rates over it", Section::Forms,
@@ -147,18 +160,14 @@ consteval bool entriesStandAtTheirId() {
 }
 static_assert(entriesStandAtTheirId());
 
-constexpr std::array<std::string_view, 8> sectionTitles{"Caches:",
-                                                        "Forms:",
-                                                        "Processes:",
-                                                        "Fields:",
-                                                        "Numbers and order:",
-                                                        "Layout:",
-                                                        "What the catalogue doesn't know:",
-                                                        "General:"};
+constexpr std::array<std::string_view, 9> sectionTitles{
+    "Caches:", "Recordings:",        "Forms:",  "Processes:",
+    "Fields:", "Numbers and order:", "Layout:", "What the catalogue doesn't know:",
+    "General:"};
 
-constexpr std::array<std::string_view, 12> argumentKindNames{
-    "none",   "brox",    "location", "kind", "field", "group",
-    "number", "seconds", "pattern",  "unit", "set",   "word"};
+constexpr std::array<std::string_view, 14> argumentKindNames{
+    "none",    "brox",    "location", "kind", "field", "group", "number",
+    "seconds", "pattern", "unit",     "set",  "file",  "time",  "word"};
 
 /* Appends words up to column `width`, further lines indented. */
 void appendWrapped(std::string& text, std::string_view words, size_t column, size_t indent,

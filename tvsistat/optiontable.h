@@ -15,9 +15,13 @@ namespace tvsistat {
 enum class OptionId : uint8_t {
     Brox,
     Cache,
-    Read,
     Wait,
     Follow,
+    Read,
+    Start,
+    End,
+    Interval,
+    Speed,
     Once,
     Long,
     Json,
@@ -73,12 +77,15 @@ enum class ArgumentKind : uint8_t {
     Pattern,
     Unit,
     Set,
+    File,
+    Time,
     Word
 };
 
 /* The parts of --help; Hidden options are not in it. */
 enum class Section : uint8_t {
     Caches,
+    Recordings,
     Forms,
     Processes,
     Fields,

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <unistd.h>
 
 namespace tvsistat {
 namespace {
@@ -29,6 +30,11 @@ bool isText(const Column& column) {
            column.identity == Identity::Brox;
 }
 
+std::string hostName() {
+    char name[256] = {};
+    return gethostname(name, sizeof name - 1) == 0 ? name : "";
+}
+
 Column identityColumn(Identity identity) {
     return {identity, std::nullopt, std::nullopt, false};
 }
@@ -38,7 +44,7 @@ Column identityColumn(Identity identity) {
 Report::Report(const Request& asked, const Surroundings& found)
     : PlanView(asked, found, Default::KeyFigures),
       isShort(found.isTerminal || asked.layout.width.has_value()),
-      showsTime(asked.layout.hasTimestamp) {}
+      showsTime(asked.layout.hasTimestamp), ownHost(hostName()) {}
 
 void Report::appendSample(std::string& text, const Shown& shown) {
     if (isShort && !request.layout.isWide) {
@@ -343,7 +349,7 @@ void Report::appendHeader(std::string& text, const Shown& shown) {
     if (!shown.header.location.empty() && !shown.header.brox.empty()) {
         parts.back() += " of Brox " + samples::printable(shown.header.brox);
     }
-    if (request.readsInput) {
+    if (!request.reads.empty() && shown.header.host != ownHost) {
         parts.back() += " on " + samples::printable(shown.header.host);
     }
     parts.emplace_back();

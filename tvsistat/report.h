@@ -62,6 +62,7 @@ private:
 
     bool isShort;   /* titles and numbers */
     bool showsTime; /* at the front of each line */
+    std::string ownHost;
     bool showsState = false;
     size_t width = SIZE_MAX;
     unsigned numReports = 0;

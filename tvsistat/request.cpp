@@ -228,6 +228,27 @@ Annotations::MeaningOf meaningFrom(std::string_view what, const std::string& tex
            samples::printable(text));
 }
 
+GivenMoment momentFrom(std::string_view what, const std::string& text) {
+    if (const auto moment = GivenMoment::parse(text)) {
+        return *moment;
+    }
+    refuse("{}: '{}' is no time, as 10:00, 'yesterday 23:50', '2026-11-23 10:00' or 2h30m (ago)",
+           what, samples::printable(text));
+}
+
+/* 0 for as fast as it can be. */
+double speedFrom(std::string_view what, std::string_view text) {
+    constexpr double most = 1e6;
+    std::string_view rest = text;
+    const auto number = takeDecimal(rest);
+    if (text == "max" ||
+        (number && rest.empty() && (*number == 0 || *number >= 0.01) && *number <= most)) {
+        return number.value_or(0);
+    }
+    refuse("{}: '{}' is no speed: a number from 0.01 to {}, or max", what, samples::printable(text),
+           most);
+}
+
 When whenFrom(std::string_view what, const std::string& text) {
     constexpr std::pair<std::string_view, When> words[] = {
         {"auto", When::Auto}, {"always", When::Always}, {"never", When::Never}};
@@ -451,10 +472,9 @@ void RequestMaker::exclude(OptionId one, OptionId other) const {
 void RequestMaker::checkExclusions() const {
     using enum OptionId;
     constexpr std::pair<OptionId, OptionId> pairs[] = {
-        {Long, Json},      {Long, Csv},     {Json, Csv},    {Rate, Total},
-        {Rate, Delta},     {Total, Delta},  {Width, Wide},  {Fields, Include},
-        {Fields, Exclude}, {Fields, Group}, {Read, Wait},   {Read, Follow},
-        {Read, Brox},      {Read, Cache},   {Once, Follow}, {Read, Align},
+        {Long, Json},   {Long, Csv},    {Json, Csv},       {Rate, Total},     {Rate, Delta},
+        {Total, Delta}, {Width, Wide},  {Fields, Include}, {Fields, Exclude}, {Fields, Group},
+        {Read, Wait},   {Read, Follow}, {Once, Follow},    {Read, Align},
     };
     for (const auto& [one, other] : pairs) {
         exclude(one, other);
@@ -495,11 +515,22 @@ void RequestMaker::take(const GivenOption& given) {
         request.targets.push_back({id == OptionId::Brox, value});
         break;
     case OptionId::Read:
-        if (value != "-") {
-            refuse("--read: '{}' cannot be read; '-' stands for standard input",
-                   samples::printable(value));
+        if (value.empty()) {
+            refuse("{}: the name of the file is empty", where);
         }
-        request.readsInput = true;
+        request.reads.push_back(value);
+        break;
+    case OptionId::Start:
+        request.start = momentFrom(where, value);
+        break;
+    case OptionId::End:
+        request.end = momentFrom(where, value);
+        break;
+    case OptionId::Interval:
+        request.interval = durationWithin(where, value, minInterval, maxInterval);
+        break;
+    case OptionId::Speed:
+        request.speed = speedFrom(where, value);
         break;
     case OptionId::Wait:
         request.wait = durationWithin(where, value, 0, maxWait);
@@ -623,7 +654,12 @@ void RequestMaker::takeWords() {
     }
     const size_t count = words.size();
     std::string_view intervalWord;
-    if (count >= 2 && hasCountForm(words[count - 1]) && durationFrom(words[count - 2])) {
+    if (has(OptionId::Interval)) {
+        if (count >= 1 && hasCountForm(words[count - 1])) {
+            request.count = numberFrom("COUNT", words[count - 1], 1, INT_MAX);
+            words = words.first(count - 1);
+        }
+    } else if (count >= 2 && hasCountForm(words[count - 1]) && durationFrom(words[count - 2])) {
         request.count = numberFrom("COUNT", words[count - 1], 1, INT_MAX);
         intervalWord = words[count - 2];
         words = words.first(count - 2);
@@ -656,7 +692,7 @@ void RequestMaker::takeTimes() {
             refuse("--once and a COUNT of {} exclude each other", request.count);
         }
         request.count = 1;
-    } else if (!request.interval && !request.readsInput) {
+    } else if (!request.interval && request.reads.empty()) {
         request.count = 1;
     }
     std::vector<Target> once;
@@ -666,7 +702,7 @@ void RequestMaker::takeTimes() {
         }
     }
     request.targets = std::move(once);
-    request.takesAll = request.takesAll || (request.targets.empty() && !request.readsInput);
+    request.takesAll = request.takesAll || (request.targets.empty() && request.reads.empty());
 }
 
 void RequestMaker::compileNames() {
@@ -747,9 +783,19 @@ void RequestMaker::checkFields() const {
 }
 
 void RequestMaker::checkTogether() const {
-    if (request.readsInput && (!request.targets.empty() || request.takesAll)) {
+    const bool readsInput = std::ranges::find(request.reads, "-") != request.reads.end();
+    if (readsInput && (!request.targets.empty() || request.takesAll)) {
         refuse("--read stands in place of caches: leave out '{}'",
                request.takesAll ? "all" : samples::printable(request.targets[0].name));
+    }
+    if (readsInput && request.reads.size() > 1) {
+        refuse("--read: standard input is read alone: put its stream into a file to read it with "
+               "others");
+    }
+    for (const OptionId id : {OptionId::Start, OptionId::End, OptionId::Speed}) {
+        if (has(id) && request.reads.empty()) {
+            refuse("--{} needs --read", entryOf(id).name);
+        }
     }
     if (request.follows && !request.interval) {
         refuse("--follow needs an INTERVAL");

@@ -5,6 +5,7 @@
 #include "columns.h"
 #include "exitstatus.h"
 #include "figure.h"
+#include "givenmoment.h"
 #include "rowmaker.h"
 #include "selection.h"
 
@@ -47,8 +48,10 @@ struct Request {
     Form form = Form::Report;
 
     std::vector<Target> targets;
-    bool takesAll = false;          /* every cache of the host, besides the targets */
-    bool readsInput = false;        /* a stream from standard input instead */
+    bool takesAll = false;                 /* every cache of the host, besides the targets */
+    std::vector<std::string> reads;        /* files, or "-", instead */
+    std::optional<GivenMoment> start, end; /* of what is read */
+    double speed = 0; /* of what is read, in recorded seconds a second; 0: as fast as it can be */
     std::optional<double> interval; /* seconds */
     int count = 0;                  /* samples to show; 0: until interrupted */
     bool isOnce = false;            /* the one report is made at the end of the interval */

@@ -3,7 +3,6 @@
 #define SHOWING_H
 
 #include "history.h"
-#include "streamdecoder.h"
 #include "view.h"
 
 #include <optional>
@@ -21,12 +20,12 @@ public:
     void begin(const samples::StreamHeader& header);
     const samples::StreamHeader& header() const { return attached; }
 
-    /* Takes a sample without showing it: a baseline for the next one. Lets the decoder have the
-     * memory of one that is no longer needed. */
-    void take(samples::Sample sample, samples::StreamDecoder& decoder) {
+    /* Takes a sample without showing it: a baseline for the next one. Lets whoever it is from have
+     * the memory of one that is no longer needed. */
+    template <class Source> void take(samples::Sample sample, Source& source) {
         behind += held ? 1U : 0U;
         if (auto passed = history.add(std::move(sample))) {
-            decoder.recycle(std::move(*passed));
+            source.recycle(std::move(*passed));
         }
     }
 

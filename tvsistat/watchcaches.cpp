@@ -4,6 +4,7 @@
 #include "discovery.h"
 #include "output.h"
 #include "stopsignal.h"
+#include "verdict.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -74,7 +75,7 @@ private:
     void showRound();
     int flush();
     void tellFailures();
-    ExitStatus verdict(int error);
+    ExitStatus verdict(int error) const;
 
     const Request& request;
     std::vector<Target> targets;
@@ -246,32 +247,12 @@ void Watcher::tellFailures() {
     }
 }
 
-/* The status of all watches together. */
-ExitStatus Watcher::verdict(int error) {
-    if (error == EINTR) {
-        return ExitStatus::Ok;
-    }
-    if (error != 0) {
-        const Failure failure = outputFailure(error);
-        if (!failure.sentence.empty()) {
-            complain(failure.sentence);
-        }
-        return failure.status;
-    }
-    const bool anyMatched = std::ranges::any_of(
-        watches, [](const auto& watch) { return watch->showing().hasMatched(); });
-    std::optional<ExitStatus> common;
+ExitStatus Watcher::verdict(int error) const {
+    std::vector<WatchEnd> ends;
     for (const auto& watch : watches) {
-        ExitStatus own = anyMatched ? ExitStatus::Ok : ExitStatus::NoMatch;
-        if (watch->failure()) {
-            own = watch->failure()->status;
-        }
-        common = common && *common != own ? ExitStatus::SeveralStatuses : own;
+        ends.push_back({watch->failure(), watch->showing().hasMatched()});
     }
-    if (common == ExitStatus::NoMatch) {
-        complain("no process was selected");
-    }
-    return common.value_or(ExitStatus::Ok);
+    return verdictOf(ends, error);
 }
 
 ExitStatus Watcher::run() {

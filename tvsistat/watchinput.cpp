@@ -1,11 +1,17 @@
+#include "gaugeaverages.h"
+#include "messagesource.h"
 #include "output.h"
 #include "printable.h"
+#include "replayrange.h"
 #include "showing.h"
 #include "stopsignal.h"
-#include "streamdecoder.h"
+#include "streamfile.h"
+#include "verdict.h"
 #include "watch.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <deque>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -15,168 +21,419 @@ namespace {
 using samples::ExitStatus;
 using samples::Failure;
 
-constexpr size_t readSize = 262144;
+/* Recorded time after the last report in which a further cache may still begin: an attach takes up
+ * to four seconds. */
+constexpr int64_t attachPatienceNs = 10'000'000'000;
+constexpr double longestWaitNs = 1e18;
 
-class InputWatcher {
+/* One cache of the source, and the reports on it. */
+class InputWatch {
 public:
-    explicit InputWatcher(const Request& asked)
-        : request(asked), view(makeView(asked, findSurroundings(asked, false))),
-          shown(asked, *view) {}
-    ExitStatus run();
+    InputWatch(const Request& asked, View& shownBy, bool fromRecording)
+        : request(asked), view(shownBy), shown(asked, shownBy), averages(asked.annotations),
+          isRecording(fromRecording) {}
 
-private:
-    int fill();
-    int takeMessages();
-    void take(samples::Message message);
-    void takeSample(samples::Sample sample);
-    void tell(Event::Kind kind, const samples::Times& times, ExitStatus status,
-              std::string_view sentence);
+    /* Takes a message that is no sample; appends what a view shows of it. */
+    void take(std::string& text, const samples::Message& message);
+    /* Takes a sample, or passes over it. */
+    void take(std::string& text, samples::Sample sample, MessageSource& source);
+
+    /* A sample has come that is not shown yet. */
+    bool hasSample() const { return pending; }
+    /* Further samples are expected. */
+    bool isRunning() const { return !lost && !hasEnded && !isEnough(); }
     bool isEnough() const {
         return request.count != 0 && shown.numReports() >= static_cast<unsigned>(request.count);
     }
+    void appendReport(std::string& text) {
+        pending = false;
+        shown.append(text);
+    }
+    unsigned numReports() const { return shown.numReports(); }
+    WatchEnd end() const { return {isEnough() ? std::nullopt : lost, shown.hasMatched()}; }
+
+private:
+    void tell(std::string& text, Event::Kind kind, const samples::Times& times,
+              std::string_view sentence, ExitStatus status = ExitStatus::Ok) {
+        announce(request, view, text, {kind, shown.header(), times, status, sentence});
+    }
+    void lose(std::string& text, const samples::Lost& message);
+    void tellReturn(std::string& text, const samples::Times& times);
+
+    const Request& request;
+    View& view;
+    Showing shown;
+    samples::GaugeAverages averages; /* of what was passed over since the last report */
+    const bool isRecording;
+    std::optional<int64_t> lastTakenNs; /* monotonic, of this stream */
+    std::optional<Failure> lost;        /* by the last stream; nothing while one runs */
+    std::optional<samples::Lost> away;  /* how it went that was there; it hasn't come back yet */
+    bool hasRun = false;                /* a sample has come */
+    bool hasEnded = false;
+    bool hasBaseline = false;
+    bool pending = false;
+};
+
+void InputWatch::take(std::string& text, const samples::Message& message) {
+    if (const auto* header = std::get_if<samples::StreamHeader>(&message)) {
+        shown.begin(*header);
+        lastTakenNs.reset();
+        averages.clear();
+        lost.reset();
+        hasEnded = false;
+    } else if (const auto* notice = std::get_if<samples::Notice>(&message)) {
+        tell(text, Event::Kind::Notice, notice->times, notice->text);
+    } else if (const auto* gone = std::get_if<samples::Lost>(&message)) {
+        lose(text, *gone);
+    } else if (const auto* end = std::get_if<samples::End>(&message)) {
+        hasEnded = true;
+        tell(text, Event::Kind::Ended, end->times, "the stream has come to its end");
+    }
+}
+
+/* Attempts to attach it again, which a recording has too, say nothing new. */
+void InputWatch::lose(std::string& text, const samples::Lost& message) {
+    lost = Failure{samples::exitStatusOf(message.status).value_or(ExitStatus::Failure),
+                   samples::printable(message.sentence)};
+    const bool isNews = isRecording ? hasRun && !away : true;
+    if (isNews && request.form == Form::Json) {
+        tell(text, Event::Kind::Gone, message.times, lost->sentence, lost->status);
+    }
+    if (!away) {
+        away = message;
+    }
+}
+
+/* The loss of a cache that stays away is told when all is over, but in JSON. Whoever recorded it
+ * has gone on, and seen both. */
+void InputWatch::tellReturn(std::string& text, const samples::Times& times) {
+    if (isRecording && hasRun && request.form != Form::Json) {
+        tell(text, Event::Kind::Gone, away->times, samples::printable(away->sentence));
+    }
+    if (hasRun || !isRecording) {
+        tell(text, Event::Kind::Back, times,
+             fmt::format("{} is back: monitor {}", cacheTitle(shown.header()),
+                         shown.header().monitorPid));
+    }
+    away.reset();
+}
+
+/* An INTERVAL thins the samples out: those that come earlier (by more than a tenth of it) are
+ * passed over, and only their gauges count. */
+void InputWatch::take(std::string& text, samples::Sample sample, MessageSource& source) {
+    if (away) {
+        tellReturn(text, sample.times);
+    }
+    hasRun = true;
+    const int64_t momentNs = sample.times.monotonicNs;
+    const bool isEarly = request.interval && lastTakenNs &&
+                         static_cast<double>(momentNs - *lastTakenNs) < *request.interval * 0.9e9;
+    if (isEarly || isEnough()) {
+        if (!isEnough()) {
+            averages.add(sample);
+        }
+        source.recycle(std::move(sample));
+        return;
+    }
+    if (!averages.isEmpty()) {
+        averages.add(sample);
+        averages.applyTo(sample);
+        averages.clear();
+    }
+    lastTakenNs = momentNs;
+    shown.take(std::move(sample), source);
+    const bool isBaseline = request.isOnce && request.interval && !hasBaseline;
+    hasBaseline = true;
+    pending = !isBaseline;
+}
+
+/* A moment here and the recorded one that is shown then. */
+struct Pace {
+    Deadline moment;
+    int64_t realNs;
+};
+
+class InputWatcher {
+public:
+    explicit InputWatcher(const Request& asked) : request(asked) {}
+    ExitStatus run();
+
+private:
+    std::optional<Failure> open();
+    void readAhead();
+    int takeNext();
+    int fill();
+    int waitUntilDue(const samples::Message& message);
+    void take(SourceMessage message);
+    InputWatch* watchOf(const SourceMessage& message);
+    bool isChosen(const samples::StreamHeader& header) const;
+    void showRound();
+    int flush();
+    void tellDamage();
+    bool isOver() const;
+    unsigned numReports() const;
+    ExitStatus verdictOnNothing() const;
     ExitStatus verdict(int error) const;
 
     const Request& request;
+    std::unique_ptr<MessageSource> source;
+    ReplayRange range;
     std::unique_ptr<View> view;
-    samples::StreamDecoder decoder;
-    Showing shown;
-    std::optional<int64_t> lastTakenNs; /* monotonic, of this stream */
-    std::optional<Failure> lost;
+    std::vector<std::unique_ptr<InputWatch>> watches; /* by cache; null: not chosen */
+    std::deque<SourceMessage> ahead;                  /* the headers that come first */
     std::string text;
-    bool isAtEnd = false;
-    bool hasBaseline = false;
+    int64_t lastReportNs = INT64_MAX; /* real; of the last sample that was shown */
+    int64_t momentNs = INT64_MIN;     /* real; of the last message */
+    std::optional<Pace> pace;
+    bool isPastEnd = false;
+    bool wasDamaged = false;
 };
 
-/* Waits for bytes; at their end `isAtEnd` is set. Returns an errno of the output or of a stop. */
+/* Waits for the first message of a source that doesn't know its span. */
+void InputWatcher::readAhead() {
+    while (!source->canSeek() && ahead.empty() && !source->isOver()) {
+        if (auto message = source->next()) {
+            ahead.push_back(std::move(*message));
+        } else if (fill() != 0) {
+            return;
+        }
+    }
+}
+
+/* Opens the source, and reads the headers that come first. */
+std::optional<Failure> InputWatcher::open() {
+    auto opened = openSource(request.reads);
+    if (auto* failure = std::get_if<Failure>(&opened)) {
+        return std::move(*failure);
+    }
+    source = std::move(std::get<std::unique_ptr<MessageSource>>(opened));
+    if (request.start || request.end) {
+        readAhead();
+    }
+    const auto first =
+        ahead.empty() ? std::optional<int64_t>() : samples::timesOf(ahead[0].message).realNs;
+    auto found = rangeOf(request, *source, first);
+    if (auto* failure = std::get_if<Failure>(&found)) {
+        return std::move(*failure);
+    }
+    range = std::get<ReplayRange>(found);
+    if (source->canSeek() && request.start) {
+        source->seek(range.startNs);
+    }
+    size_t numChosen = 0;
+    while (source->isRecording()) {
+        auto message = source->next();
+        if (!message) {
+            break;
+        }
+        const auto* header = std::get_if<samples::StreamHeader>(&message->message);
+        numChosen =
+            std::max(numChosen, header != nullptr && isChosen(*header) ? message->cache + 1 : 0);
+        ahead.push_back(std::move(*message));
+        if (header == nullptr) {
+            break;
+        }
+    }
+    view = makeView(request, findSurroundings(request, numChosen > 1));
+    return std::nullopt;
+}
+
+bool InputWatcher::isChosen(const samples::StreamHeader& header) const {
+    return request.targets.empty() ||
+           std::ranges::any_of(request.targets, [&](const Target& target) {
+               return target.name == (target.isBrox ? header.brox : header.location);
+           });
+}
+
+/* The watch over the message's cache; null when that isn't shown. */
+InputWatch* InputWatcher::watchOf(const SourceMessage& message) {
+    watches.resize(std::max(watches.size(), message.cache + 1));
+    auto& watch = watches[message.cache];
+    const auto* header = std::get_if<samples::StreamHeader>(&message.message);
+    if (!watch && header != nullptr && isChosen(*header)) {
+        watch = std::make_unique<InputWatch>(request, *view, source->isRecording());
+    }
+    return watch.get();
+}
+
+void InputWatcher::take(SourceMessage message) {
+    const samples::Times times = samples::timesOf(message.message);
+    momentNs = times.realNs;
+    isPastEnd = momentNs > range.endNs;
+    InputWatch* watch = isPastEnd ? nullptr : watchOf(message);
+    auto* sample = std::get_if<samples::Sample>(&message.message);
+    const bool isHeader = std::holds_alternative<samples::StreamHeader>(message.message);
+    if (watch == nullptr || (momentNs < range.startNs && !isHeader)) {
+        if (sample != nullptr) {
+            source->recycle(std::move(*sample));
+        }
+        return;
+    }
+    if (watch->hasSample()) {
+        showRound();
+    }
+    if (sample == nullptr) {
+        watch->take(text, message.message);
+        return;
+    }
+    watch->take(text, std::move(*sample), *source);
+    const bool isComplete = std::ranges::none_of(
+        watches, [](const auto& each) { return each && each->isRunning() && !each->hasSample(); });
+    if (isComplete) {
+        showRound();
+    }
+}
+
+/* Shows what has come, in the order of the caches. */
+void InputWatcher::showRound() {
+    for (const auto& watch : watches) {
+        if (watch && watch->hasSample()) {
+            watch->appendReport(text);
+            lastReportNs = momentNs;
+        }
+    }
+}
+
+int InputWatcher::flush() {
+    const int error = text.empty() ? 0 : writeOut(text);
+    text.clear();
+    return error;
+}
+
+/* Waits for bytes. Returns an errno of the output or of a stop. */
 int InputWatcher::fill() {
-    pollfd descriptors[] = {{STDIN_FILENO, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    pollfd descriptors[] = {{source->fd(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
     if (pollUntil(descriptors, noDeadline) < 0) {
         return errno;
     }
     if ((descriptors[1].revents & POLLERR) != 0) {
         return EPIPE;
     }
-    if (descriptors[0].revents == 0) {
+    if (descriptors[0].revents != 0) {
+        source->readOn();
+    }
+    return 0;
+}
+
+/* Waits until a sample is due at the request's speed, but not for what lies between two attaches.
+ */
+int InputWatcher::waitUntilDue(const samples::Message& message) {
+    if (std::holds_alternative<samples::StreamHeader>(message)) {
+        pace.reset();
+    }
+    const auto* sample = std::get_if<samples::Sample>(&message);
+    if (request.speed == 0 || sample == nullptr || sample->times.realNs < range.startNs) {
         return 0;
     }
-    const auto room = decoder.room(readSize);
-    const ssize_t got = read(STDIN_FILENO, room.data(), room.size());
-    if (got > 0) {
-        decoder.filled(static_cast<size_t>(got));
-    } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
-        isAtEnd = true;
-        decoder.finish();
+    if (!pace) {
+        pace = {std::chrono::steady_clock::now(), sample->times.realNs};
     }
-    return 0;
+    const double ns = static_cast<double>(sample->times.realNs - pace->realNs) / request.speed;
+    const Deadline due =
+        pace->moment +
+        std::chrono::nanoseconds(static_cast<int64_t>(std::clamp(ns, 0.0, longestWaitNs)));
+    pollfd output{STDOUT_FILENO, 0, 0};
+    if (pollUntil({&output, 1}, due) < 0) {
+        return errno;
+    }
+    return (output.revents & POLLERR) != 0 ? EPIPE : 0;
 }
 
-int InputWatcher::takeMessages() {
-    while (!isEnough()) {
-        auto message = decoder.next();
-        if (!message) {
-            break;
-        }
-        take(std::move(*message));
-        if (const int error = text.empty() ? 0 : writeOut(text); error != 0) {
-            return error;
-        }
-        text.clear();
+void InputWatcher::tellDamage() {
+    for (const std::string& sentence : source->takeDamage()) {
+        complain(sentence);
+        wasDamaged = true;
     }
-    return 0;
 }
 
-void InputWatcher::take(samples::Message message) {
-    if (const auto* header = std::get_if<samples::StreamHeader>(&message)) {
-        shown.begin(*header);
-        lastTakenNs.reset();
-        if (lost) {
-            tell(Event::Kind::Back, header->times, ExitStatus::Ok,
-                 fmt::format("{} is back: monitor {}", cacheTitle(*header), header->monitorPid));
-        }
-        lost.reset();
-    } else if (auto* sample = std::get_if<samples::Sample>(&message)) {
-        takeSample(std::move(*sample));
-    } else if (const auto* notice = std::get_if<samples::Notice>(&message)) {
-        tell(Event::Kind::Notice, notice->times, ExitStatus::Ok, notice->text);
-    } else if (const auto* gone = std::get_if<samples::Lost>(&message)) {
-        lost = Failure{samples::exitStatusOf(gone->status).value_or(ExitStatus::Failure),
-                       samples::printable(gone->sentence)};
-        if (request.form == Form::Json) {
-            tell(Event::Kind::Gone, gone->times, lost->status, lost->sentence);
-        }
+/* Every cache has all the reports that were asked for, and no further one begins. */
+bool InputWatcher::isOver() const {
+    const auto isEnough = [](const auto& watch) { return !watch || watch->isEnough(); };
+    return isPastEnd || (numReports() > 0 && std::ranges::all_of(watches, isEnough) &&
+                         (!source->isRecording() || momentNs - lastReportNs > attachPatienceNs));
+}
+
+/* Takes one message, if there is one. */
+int InputWatcher::takeNext() {
+    std::optional<SourceMessage> message;
+    if (!ahead.empty()) {
+        message = std::move(ahead.front());
+        ahead.pop_front();
     } else {
-        tell(Event::Kind::Ended, std::get<samples::End>(message).times, ExitStatus::Ok,
-             "the stream has come to its end");
+        message = source->next();
+        tellDamage();
     }
+    if (message) {
+        const int error = waitUntilDue(message->message);
+        if (error == 0) {
+            take(std::move(*message));
+        }
+        return error == 0 ? flush() : error;
+    }
+    return source->isOver() ? 0 : fill();
 }
 
-/* An INTERVAL thins the stream out: samples that come earlier (by more than a tenth of it) are
- * passed over. */
-void InputWatcher::takeSample(samples::Sample sample) {
-    const int64_t momentNs = sample.times.monotonicNs;
-    if (request.interval && lastTakenNs &&
-        static_cast<double>(momentNs - *lastTakenNs) < *request.interval * 0.9e9) {
-        decoder.recycle(std::move(sample));
-        return;
+unsigned InputWatcher::numReports() const {
+    unsigned sum = 0;
+    for (const auto& watch : watches) {
+        sum += watch ? watch->numReports() : 0;
     }
-    lastTakenNs = momentNs;
-    shown.take(std::move(sample), decoder);
-    const bool isBaseline = request.isOnce && request.interval && !hasBaseline;
-    hasBaseline = true;
-    if (!isBaseline) {
-        shown.append(text);
-    }
+    return sum;
 }
 
-void InputWatcher::tell(Event::Kind kind, const samples::Times& times, ExitStatus status,
-                        std::string_view sentence) {
-    announce(request, *view, text, {kind, shown.header(), times, status, sentence});
+/* Says why there are no reports at all. */
+ExitStatus InputWatcher::verdictOnNothing() const {
+    const bool isKnown = request.targets.empty() ||
+                         std::ranges::any_of(watches, [](auto& watch) { return watch != nullptr; });
+    if (isKnown) {
+        complain("nothing was recorded" + wordsFor(range, request.layout.isUtc));
+        return ExitStatus::NoMatch;
+    }
+    std::string names;
+    for (const auto& header : source->caches()) {
+        names += (names.empty() ? "" : ", ") + cacheTitle(header);
+    }
+    complain(fmt::format("{} is not in the recording, which has {}", request.targets[0].title(),
+                         names.empty() ? "none" : names));
+    return ExitStatus::NoCache;
 }
 
 ExitStatus InputWatcher::verdict(int error) const {
-    const auto fail = [](const Failure& failure) {
-        if (!failure.sentence.empty()) {
-            complain(failure.sentence);
+    std::vector<WatchEnd> ends;
+    bool hasFailure = false;
+    for (const auto& watch : watches) {
+        if (!watch) {
+            continue;
         }
-        return failure.status;
-    };
-    if (error == EINTR) {
-        return ExitStatus::Ok;
+        ends.push_back(watch->end());
+        if (error == 0 && ends.back().failure) {
+            complain(ends.back().failure->sentence);
+            hasFailure = true;
+        }
     }
-    if (error != 0) {
-        return fail(outputFailure(error));
+    if (error == 0 && wasDamaged) {
+        return ExitStatus::DamagedInput;
     }
-    if (isEnough()) {
-        return shown.hasMatched() ? ExitStatus::Ok
-                                  : fail({ExitStatus::NoMatch, "no process was selected"});
-    }
-    if (decoder.failed()) {
-        return fail({ExitStatus::DamagedInput,
-                     fmt::format("the stream on standard input is damaged after {} bytes: {}",
-                                 decoder.position(), decoder.problem())});
-    }
-    if (lost) {
-        return fail(*lost);
-    }
-    if (!decoder.hasEnded()) {
-        return fail({ExitStatus::DamagedInput,
-                     "the stream on standard input was cut off: its end is missing"});
-    }
-    return shown.hasMatched() ? ExitStatus::Ok
-                              : fail({ExitStatus::NoMatch, "no process was selected"});
+    return error == 0 && !hasFailure && numReports() == 0 ? verdictOnNothing()
+                                                          : verdictOf(ends, error);
 }
 
 ExitStatus InputWatcher::run() {
     catchStopSignals();
-    int error = 0;
-    while (error == 0) {
-        error = takeMessages();
-        if (error != 0 || isEnough() || isAtEnd || decoder.failed()) {
-            break;
-        }
-        error = fill();
+    if (const auto failure = open()) {
+        complain(failure->sentence);
+        return failure->status;
     }
-    if (error == EINTR && shown.numReports() == 0) {
+    int error = 0;
+    while (error == 0 && !isOver() && (!source->isOver() || !ahead.empty())) {
+        error = stopSignal() != 0 ? EINTR : takeNext();
+    }
+    if (error == 0) {
+        tellDamage();
+        showRound();
+        error = flush();
+    }
+    if (error == EINTR && numReports() == 0) {
         dieOfStopSignal();
     }
     return verdict(error);

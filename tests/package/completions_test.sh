@@ -17,6 +17,7 @@ until grep -q ready "$directory/ready"; do
     kill -0 "$server" && sleep 0.05
 done
 
+cd "$source_dir/tests/package"
 # Lines: what is expected | the words of the line, of which the last is completed.
 # shellcheck source=completions/tvsistat.bash
 source "$source_dir/completions/tvsistat.bash"
@@ -60,6 +61,7 @@ ns us ms s|--unit = time* =
 commits|--use 
 always auto|--color a
 counter: gauge: position:|--as 
+completions_test.sh|--read completions_t
 de\$\(mo\)|--brox d
 de\$\(mo\)~1f2e|--cache d
 de\$\(mo\) de\$\(mo\)~1f2e|-1 d

@@ -93,10 +93,29 @@ std::string streamNamed(const std::string& name) {
     if (name == "open") {
         return stream.sample(0, living).bytes();
     }
+    if (name == "later") {
+        return stream.sample(2, processesAfter(1)).sample(3, processesAfter(2)).end().bytes();
+    }
+    if (name == "other") {
+        return SampleStream("test~2")
+            .sample(0.25, {{SHRPC_MONITOR, 300, 0, "shrpcmonitor", {}}})
+            .sample(2, {{SHRPC_MONITOR, 300, 0, "shrpcmonitor", {}}})
+            .end()
+            .bytes();
+    }
+    if (name == "gauges") {
+        double second = 0;
+        for (const int frames : {7, 1, 2, 4, 9}) {
+            stream.sample(second, {{SHRPC_MONITOR, 100, 0, "m", {{"numberOfFreeFrames", frames}}}});
+            second += 0.5;
+        }
+        return stream.end().bytes();
+    }
     return name == "text" ? "This is no stream.\n" : "";
 }
 
-/* Runs "OPTION... < STREAM", the stream "two" unless one is named. */
+/* Runs "OPTION... < STREAM", the stream "two" unless one is named. A word "@NAME" is a file with a
+   stream. */
 Outcome runOnStream(const std::string& line, const testsupport::TemporaryDirectory& directory) {
     const size_t redirection = line.find(" < ");
     const bool isNamed = redirection != std::string::npos;
@@ -105,6 +124,10 @@ Outcome runOnStream(const std::string& line, const testsupport::TemporaryDirecto
     std::vector<std::string> command = {"sh", "-c", "exec \"$0\" \"$@\" <" + file, TVSISTAT};
     for (const std::string& word : wordsOf(line.substr(0, redirection))) {
         command.push_back(word);
+        if (word.starts_with('@')) {
+            command.back() = directory.file(word.substr(1));
+            std::ofstream(command.back()) << streamNamed(word.substr(1));
+        }
     }
     return testsupport::run(
         command, {{"TZ", "CET-1"}, {"TERM", "xterm"}, {"XDG_CONFIG_HOME", directory.path()}});
@@ -171,6 +194,15 @@ TEST(TvsistatTranscript, AStreamThatIsCutAnywhereIsDamaged) {
         {}, 55);
     EXPECT_EQ(wordsOf(outcome.out),
               (std::vector<std::string>{std::to_string(whole.size()), "10", "1", "0"}));
+}
+
+TEST(TvsistatTranscript, ASpeedIsKept) {
+    const testsupport::TemporaryDirectory directory;
+    const auto start = std::chrono::steady_clock::now();
+    const Outcome outcome =
+        runOnStream("--read @five --speed 5 -n Vok1 -f pid --no-header", directory);
+    EXPECT_EQ(outcome.out, "2469\n2469\n2469\n2469\n2469\n");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(400));
 }
 
 TEST(TvsistatTranscript, NoLineIsWiderThanItsWidth) {
