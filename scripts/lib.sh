@@ -7,7 +7,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 declare -A packages=(
     [build]="cmake g++ gcc libc6-dev libcli11-dev libfmt-dev ninja-build rapidjson-dev"
     [test]="binutils libgmock-dev libgtest-dev mandoc pkg-config procps python3 python3-jsonschema
-        zsh"
+        tmux zsh"
     [clang]="clang"
     [fuzz]="clang libclang-rt-14-dev"
     [coverage]="gcovr"

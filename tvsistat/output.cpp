@@ -87,9 +87,8 @@ bool outputIsTerminal() {
 }
 
 bool outputTakesEscapes() {
-    const char* terminal = std::getenv("TERM");
-    return outputIsTerminal() && !isSet("NO_COLOR") && terminal != nullptr &&
-           std::strcmp(terminal, "dumb") != 0;
+    return outputIsTerminal() && !isSet("NO_COLOR") && isSet("TERM") &&
+           std::strcmp(std::getenv("TERM"), "dumb") != 0;
 }
 
 } // namespace tvsistat

@@ -12,6 +12,7 @@ import signal
 import subprocess
 import tempfile
 import time
+import traceback
 
 PATIENCE = 50  # seconds, for a machine that is busy with other things
 OTHER_USER = 65534
@@ -29,6 +30,14 @@ def eventually(condition, what):
             return value
         time.sleep(0.005)
     raise Late(what)
+
+
+def attempt(test, *arguments):
+    """The faults that a test finds, also that it could not go on."""
+    try:
+        return list(test(*arguments))
+    except Exception:  # of whatever kind: what the other tests find is told, too
+        return [f"{test.__name__}{arguments}: {traceback.format_exc()}"]
 
 
 def children_of(pid):
@@ -108,6 +117,7 @@ class Server:
         ready = self.launcher.until(r"monitor=(\d+) brox=(\d+)")
         self.pids = {"launcher": self.launcher.pid, "monitor": int(ready[1]), "brox": int(ready[2])}
         self.stopped = set()
+        self.is_broken = False
 
     def watch(self, *words, **settings):
         settings = {"env": self.environment, **settings}
@@ -136,7 +146,10 @@ class Server:
         raise Late("the segment is not there")
 
     def break_lock(self):
-        """Gives a lock in the segment another name."""
+        """Gives a lock in the segment another name, once."""
+        if self.is_broken:
+            return
+        self.is_broken = True
         library = ctypes.CDLL(None, use_errno=True)
         library.shmat.restype = ctypes.c_void_p
         number, size = self.segment()

@@ -12,9 +12,8 @@ import signal
 import subprocess
 import sys
 import time
-import traceback
 
-from running import OTHER_USER, Late, Server, Tool, server_directory
+from running import OTHER_USER, Late, Server, Tool, attempt, server_directory
 
 MANUAL, PROGRAMS = sys.argv[1:]
 SIGNALS = {"killed": signal.SIGKILL, "stopped": signal.SIGSTOP}
@@ -218,13 +217,6 @@ def try_several():
             for server in servers:
                 server.end()
     return faults
-
-
-def attempt(test, *arguments):
-    try:
-        return test(*arguments)
-    except Exception:  # of whatever kind: the other situations are told, too
-        return [f"{test.__name__}{arguments}: {traceback.format_exc()}"]
 
 
 def main():

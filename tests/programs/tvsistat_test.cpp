@@ -181,19 +181,24 @@ TEST(TvsistatTranscript, IsWhatItPrints) {
     FAIL();
 }
 
-TEST(TvsistatTranscript, AStreamThatIsCutAnywhereIsDamaged) {
+TEST(TvsistatTranscript, OfAStreamThatIsCutAnywhereIsShownWhatCame) {
     const testsupport::TemporaryDirectory directory;
     const std::string file = directory.file("stream");
-    const std::string whole = SampleStream().sample(0, {{SHRPC_APP, 7, 0, "a", {}}}).end().bytes();
+    SampleStream stream;
+    const std::string sample = stream.sample(0, {{SHRPC_APP, 7, 0, "a", {}}}).bytes();
+    const std::string whole = stream.end().bytes();
     std::ofstream(file) << whole;
     const Outcome outcome = testsupport::run(
         {"bash", "-c",
-         "for i in $(seq 0 " + std::to_string(whole.size()) + "); do head -c $i " + file +
-             " | \"$0\" --read - -j >/dev/null 2>&1; echo ${PIPESTATUS[1]}; done | uniq -c",
+         "for i in $(seq 0 " + std::to_string(whole.size()) + "); do n=$(head -c $i " + file +
+             " | { \"$0\" --read - -f pid --no-header 2>/dev/null; echo $?; }); echo $n; done | "
+             "uniq -c",
          TVSISTAT},
         {}, 55);
+    const size_t rest = whole.size() - sample.size();
+    const std::string nothing = std::to_string(sample.size()), some = std::to_string(rest);
     EXPECT_EQ(wordsOf(outcome.out),
-              (std::vector<std::string>{std::to_string(whole.size()), "10", "1", "0"}));
+              (std::vector<std::string>{nothing, "10", some, "7", "10", "1", "7", "0"}));
 }
 
 TEST(TvsistatTranscript, ASpeedIsKept) {
