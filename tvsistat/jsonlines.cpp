@@ -18,7 +18,7 @@ const std::vector<JsonLines::Member>& JsonLines::membersOf(const Kind* kind) {
         isMade[place] = true;
         for (const Column& column : plan.of(kind)) {
             if (column.figure) {
-                std::string name = "\"";
+                std::string name = ",\"";
                 column.figure->appendName(name);
                 name += "\":";
                 members[place].push_back({&column, std::move(name)});
@@ -50,16 +50,15 @@ void JsonLines::appendNumbers(std::string& text, std::string_view name,
     text += ",\"";
     text += name;
     text += "\":{";
-    bool isFirst = true;
+    size_t behindComma = 1; /* where a name begins that is the first one */
     for (const Member& member : own) {
         const Number number = numberOf(*member.column);
         if (!number || (request.isNonzero && number.isZero())) {
             continue;
         }
-        text += isFirst ? "" : ",";
-        text += member.name;
+        text.append(member.name, behindComma, std::string::npos);
         appendJson(text, number);
-        isFirst = false;
+        behindComma = 0;
     }
     text += '}';
 }

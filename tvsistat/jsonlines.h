@@ -20,7 +20,7 @@ public:
                   samples::Printing printing) override;
 
 private:
-    /* The members of a kind's objects, with their names as "\"commitCount\":". */
+    /* The members of a kind's objects, with their names as ",\"commitCount\":". */
     struct Member {
         const Column* column;
         std::string name;

@@ -28,16 +28,33 @@ int64_t roundedOff(double value) {
     return whole + (value - static_cast<double>(whole) >= 0.5 ? 1 : 0);
 }
 
-/* The number with exactly so many digits behind the point. Its size is below 1e15 / 10^decimals. */
-void appendFixed(std::string& text, double value, size_t decimals) {
-    const int64_t scale = powersOfTen[decimals];
-    const int64_t rounded = roundedOff(std::fabs(value) * static_cast<double>(scale));
-    text += value < 0 && rounded != 0 ? "-" : "";
-    appendInteger(text, rounded / scale);
-    text += decimals > 0 ? "." : "";
-    for (int64_t digit = scale / 10; digit > 0; digit /= 10) {
-        text += static_cast<char>('0' + rounded / digit % 10);
+/* The number with so many digits behind the point, or without the zeros at its end. Its size is
+ * below 1e15 / 10^decimals. Written from the back: a report has thousands of them. */
+void appendFixed(std::string& text, double value, size_t decimals, bool isTrimmed) {
+    const double scaled = std::fabs(value) * static_cast<double>(powersOfTen[decimals]);
+    auto rest = static_cast<uint64_t>(roundedOff(scaled));
+    const bool isNegative = value < 0 && rest != 0;
+    std::array<char, 24> digits;
+    char* const end = digits.data() + digits.size();
+    char* first = end;
+    for (; isTrimmed && decimals > 0 && rest % 10 == 0; decimals--) {
+        rest /= 10;
     }
+    if (decimals > 0) {
+        for (; decimals > 0; decimals--) {
+            *--first = static_cast<char>('0' + rest % 10);
+            rest /= 10;
+        }
+        *--first = '.';
+    }
+    do {
+        *--first = static_cast<char>('0' + rest % 10);
+        rest /= 10;
+    } while (rest != 0);
+    if (isNegative) {
+        *--first = '-';
+    }
+    text.append(first, end);
 }
 
 /* Three digits that tell, as "1.23", "12.3", "123", in at most `room` characters. */
@@ -45,7 +62,7 @@ void appendThreeDigits(std::string& text, double value, size_t room) {
     const double size = std::fabs(value);
     const size_t before = size < 9.995 ? 1 : size < 99.95 ? 2 : 3;
     const size_t taken = before + (value < 0 ? 1 : 0) + 1; /* with the point */
-    appendFixed(text, value, std::min(3 - before, taken < room ? room - taken : 0));
+    appendFixed(text, value, std::min(3 - before, taken < room ? room - taken : 0), false);
 }
 
 /* Scales by `step` until the number fits, and appends the prefix. */
@@ -95,11 +112,7 @@ void appendDecimal(std::string& text, double value, int decimals) {
         fmt::format_to(std::back_inserter(text), "{:.15g}", value);
         return;
     }
-    appendFixed(text, value, places);
-    if (decimals > 0) {
-        text.resize(text.find_last_not_of('0') + 1);
-        text.resize(text.size() - (text.back() == '.' ? 1 : 0));
-    }
+    appendFixed(text, value, places, true);
 }
 
 void appendFull(std::string& text, Number number) {
@@ -201,9 +214,13 @@ void appendJson(std::string& text, Number number) {
         (number.form() == Number::Form::Signed &&
          (number.asSigned() > static_cast<int64_t>(exact) ||
           number.asSigned() < -static_cast<int64_t>(exact)));
-    text += isString ? "\"" : "";
+    if (!isString) {
+        appendFull(text, number);
+        return;
+    }
+    text += '"';
     appendFull(text, number);
-    text += isString ? "\"" : "";
+    text += '"';
 }
 
 } // namespace tvsistat
