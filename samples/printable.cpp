@@ -156,4 +156,20 @@ void appendCsvField(std::string& text, std::string_view bytes) {
     text += '"';
 }
 
+void appendLabelValue(std::string& text, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const size_t length = characterLength(bytes);
+        if (length == 0) {
+            text += '\\';
+            appendHex(text, static_cast<unsigned char>(bytes[0]));
+        } else if (bytes[0] == '\n') {
+            text += "\\n";
+        } else {
+            text += bytes[0] == '\\' || bytes[0] == '"' ? "\\" : "";
+            text += bytes.substr(0, length);
+        }
+        bytes.remove_prefix(std::max<size_t>(length, 1));
+    }
+}
+
 } // namespace samples

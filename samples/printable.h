@@ -24,6 +24,10 @@ void appendJsonString(std::string& text, std::string_view bytes);
 /* The same as a field of CSV: in quotes where it needs them. */
 void appendCsvField(std::string& text, std::string_view bytes);
 
+/* What stands between the quotes of a label in Prometheus's text, which is UTF-8. Each byte that is
+ * no part of UTF-8 becomes \xNN, which other bytes may become, too. */
+void appendLabelValue(std::string& text, std::string_view bytes);
+
 } // namespace samples
 
 #endif

@@ -1,0 +1,188 @@
+#include "accumulation.h"
+
+#include "printable.h"
+
+#include <algorithm>
+
+namespace exporter {
+namespace {
+
+using samples::Figure;
+using samples::MetricPlace;
+using samples::Number;
+using samples::Process;
+using samples::Record;
+using statscatalogue::Kind;
+using statscatalogue::Meaning;
+
+bool isChosen(const SeriesChoice& choice, const Figure& figure, const MetricPlace& place) {
+    if (place.family->isApplications && !choice.hasApplications) {
+        return false;
+    }
+    bool isIn = choice.patterns.empty() || !choice.patterns.front().isIncluded;
+    for (const auto& [pattern, isIncluded] : choice.patterns) {
+        isIn = pattern.matches(figure) ? isIncluded : isIn;
+    }
+    return isIn;
+}
+
+uint64_t sumOf(uint64_t one, uint64_t other) {
+    return one > UINT64_MAX - other ? UINT64_MAX : one + other;
+}
+
+/* A counter never falls below nothing; a broken one may. */
+uint64_t countOf(statscatalogue::Value value) {
+    return value.isSigned && value.asSigned() < 0 ? 0 : value.asUnsigned();
+}
+
+uint64_t gainOf(const MetricPlace& place, const Process& process) {
+    const auto valueIn = [&](const Record& record) {
+        return statscatalogue::read(record.blocks + place.packedOffset, place.type);
+    };
+    if (process.before == nullptr) {
+        return countOf(valueIn(*process.now));
+    }
+    const Number growth =
+        samples::counterGrowth(place.type, valueIn(*process.now), valueIn(*process.before));
+    return growth ? static_cast<uint64_t>(growth.asSigned()) : 0;
+}
+
+Number gaugeOf(const Metric& metric, std::span<const Process> processes) {
+    const Number value = valueOf(metric.figure, processes, {});
+    switch (metric.figure.meaning) {
+    case Meaning::Flag:
+        return value ? Number::ofUnsigned(value.isZero() ? 0 : 1) : value;
+    case Meaning::EventTime: /* never seen */
+        return value.isZero() ? Number() : value;
+    default:
+        return value;
+    }
+}
+
+std::string kindLabel(const Kind& kind) {
+    return "kind=\"" + std::string(kind.shortName) + '"';
+}
+
+/* Different processes may be alike in them. */
+std::string processLabels(const Record& record) {
+    std::string labels = kindLabel(*record.kind);
+    labels += ",pid=\"" + std::to_string(record.pid);
+    labels += "\",session=\"" + std::to_string(record.session);
+    labels += "\",name=\"";
+    samples::appendLabelValue(labels, record.name);
+    labels += '"';
+    return labels;
+}
+
+} // namespace
+
+MetricPlan::MetricPlan(const SeriesChoice& choice) {
+    for (const Kind& kind : statscatalogue::kinds()) {
+        const auto figures = samples::figuresOf(kind, {});
+        for (const MetricPlace& place : samples::metricPlaces(kind)) {
+            const auto figure = std::ranges::find_if(figures, [&](const Figure& candidate) {
+                return candidate.field == place.field && candidate.element == place.element;
+            });
+            if (isChosen(choice, *figure, place)) {
+                metrics[static_cast<size_t>(kind.index)].push_back({&place, *figure});
+            }
+        }
+    }
+}
+
+void Accumulation::addGains(Members& members, bool countsFirst) const {
+    const auto metrics = plan.of(*members.kind);
+    members.gains.resize(metrics.size());
+    for (const Process& process : members.processes) {
+        if (process.before == nullptr && !countsFirst) {
+            continue;
+        }
+        for (size_t i = 0; i < metrics.size(); i++) {
+            if (metrics[i].place->family->isCounter) {
+                members.gains[i] = sumOf(members.gains[i], gainOf(*metrics[i].place, process));
+            }
+        }
+    }
+}
+
+Group Accumulation::groupOf(const Members& members, std::string labels) const {
+    const auto metrics = plan.of(*members.kind);
+    Group group{members.kind, std::move(labels), {}};
+    group.values.reserve(metrics.size());
+    for (size_t i = 0; i < metrics.size(); i++) {
+        if (metrics[i].place->family->isCounter) {
+            group.values.push_back(Number::ofUnsigned(members.gains[i]));
+        } else {
+            group.values.push_back(
+                members.processes.empty() ? Number() : gaugeOf(metrics[i], members.processes));
+        }
+    }
+    return group;
+}
+
+std::optional<samples::Sample> Accumulation::add(samples::Sample sample) {
+    std::optional<samples::Sample> before = std::move(last);
+    last = std::move(sample);
+    hasBaseline = before.has_value();
+    for (Members& members : byKind) {
+        members.processes.clear();
+    }
+    for (auto& [labels, members] : byLabels) {
+        members.processes.clear();
+    }
+    const auto records = last->records();
+    const auto matches =
+        matcher.match(records, before ? before->records() : std::span<const Record>());
+    for (size_t i = 0; i < records.size(); i++) {
+        const Record& record = records[i];
+        if (record.kind == nullptr || (record.kind->bit & choice.processes.kinds) == 0) {
+            continue;
+        }
+        Members& kind = byKind[static_cast<size_t>(record.kind->index)];
+        kind.kind = record.kind;
+        kind.processes.push_back({&record, matches[i]});
+        if (choice.isPerProcess && choice.processes.includes(record)) {
+            Members& own = byLabels[processLabels(record)];
+            own.kind = record.kind;
+            own.processes.push_back({&record, matches[i]});
+        }
+    }
+    gather();
+    publish();
+    return before;
+}
+
+void Accumulation::gather() {
+    for (Members& members : byKind) {
+        if (members.kind != nullptr) {
+            addGains(members, hasBaseline);
+        }
+    }
+    std::erase_if(byLabels, [](const auto& entry) { return entry.second.processes.empty(); });
+    for (auto& [labels, members] : byLabels) {
+        addGains(members, hasBaseline || members.gains.empty());
+    }
+}
+
+void Accumulation::publish() {
+    auto picture = std::make_shared<Picture>();
+    picture->times = last->times;
+    picture->lateNs = last->lateNs;
+    picture->slots = last->slots;
+    picture->used = last->used;
+    for (const Members& members : byKind) {
+        if (members.kind != nullptr) {
+            picture->kinds.push_back(groupOf(members, kindLabel(*members.kind)));
+        }
+    }
+    picture->processes.reserve(byLabels.size());
+    for (const auto& [labels, members] : byLabels) {
+        picture->processes.push_back(groupOf(members, labels));
+    }
+    for (const Record& record : last->records()) {
+        picture->states[samples::placeOf(record.kind)][static_cast<size_t>(record.state)]++;
+    }
+    published = std::move(picture);
+}
+
+} // namespace exporter
