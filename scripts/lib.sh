@@ -5,7 +5,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
 # The Debian packages that each purpose needs.
 declare -A packages=(
-    [build]="cmake g++ gcc libc6-dev libcli11-dev libfmt-dev ninja-build rapidjson-dev"
+    [build]="cmake g++ gcc libc6-dev libcli11-dev libfmt-dev libmicrohttpd-dev ninja-build
+        rapidjson-dev zlib1g-dev"
     [test]="binutils libgmock-dev libgtest-dev mandoc pkg-config procps python3 python3-jsonschema
         tmux zsh"
     [clang]="clang"

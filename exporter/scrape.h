@@ -1,0 +1,54 @@
+/*
+ * Answers scrapes from the board. What the caches' samples say is rendered and compressed once,
+ * whoever asks how often; what changes with every scrape follows it. For the server's thread.
+ */
+#ifndef SCRAPE_H
+#define SCRAPE_H
+
+#include "board.h"
+#include "compression.h"
+#include "exposition.h"
+#include "httpserver.h"
+
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace exporter {
+
+class Scraper {
+public:
+    /* References must outlive it. */
+    Scraper(const SeriesChoice& chosen, const MetricPlan& plan, const Board& shown)
+        : choice(chosen), exposition(plan), board(shown) {}
+
+    HttpAnswer metrics(const HttpRequest& request, const HttpTraffic& traffic);
+    /* 200 when a cache is read, else 503 and why none is. */
+    HttpAnswer readiness() const;
+
+private:
+    /* The caches' series in one form. */
+    struct Rendering {
+        std::vector<std::shared_ptr<const Picture>> pictures; /* of which it was made */
+        std::vector<std::string> labels;                      /* of the caches */
+        std::shared_ptr<const std::string> text;
+        std::shared_ptr<const GzipPiece> compressed; /* null until somebody wants it so */
+        bool isLimited = false;
+    };
+    Rendering& render(TextForm form, const BoardState& state, Clock::time_point now);
+    std::string ownSeries(TextForm form, const BoardState& state, const HttpTraffic& traffic,
+                          bool isLimited, Clock::time_point now) const;
+
+    const SeriesChoice& choice;
+    const Exposition exposition;
+    const Board& board;
+    std::array<Rendering, 2> renderings; /* by form */
+    uint64_t scrapes = 0;
+    Clock::duration lastDuration{};
+    Clock::duration wholeDuration{};
+};
+
+} // namespace exporter
+
+#endif

@@ -1,0 +1,392 @@
+#!/usr/bin/env python3
+"""exporter_test.py PROGRAMS_DIR: tvsi-exporter as those meet it who scrape it, run it and attack it."""
+
+import gzip
+import os
+import pathlib
+import random
+import re
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+programs = pathlib.Path(sys.argv.pop(1))
+OWN = "tvsi_exporter_"
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def until(condition, seconds=30):
+    """What the condition is when it has come true, or the last of it."""
+    end = time.monotonic() + seconds
+    while not (value := condition()) and time.monotonic() < end:
+        time.sleep(0.02)
+    return value
+
+
+class Server:
+    """A stand-in server in a global directory of its own."""
+
+    def __init__(self, directory, brox="demo", *options):
+        self.process = subprocess.Popen(
+            [programs / "tvxstandin", "--brox", brox, "--dir", directory, "--host-id", "1f2e", *options],
+            stdout=subprocess.PIPE, text=True)
+        self.ready = self.process.stdout.readline()
+
+    def kill(self):
+        if self.process.poll() is None:
+            self.process.terminate()
+        self.process.wait(30)
+        self.process.stdout.close()
+
+
+class Exporter:
+    def __init__(self, directory, *options, port=None, **keywords):
+        self.port = port or free_port()
+        self.errors = tempfile.TemporaryFile("w+")
+        self.process = subprocess.Popen(
+            [programs / "tvsi-exporter", "--listen", f"127.0.0.1:{self.port}", *options],
+            env=os.environ | {"TALVEX_GLOBAL_DIR": str(directory)}, stderr=self.errors, **keywords)
+        until(lambda: self.process.poll() is not None or self.answers())
+
+    def answers(self):
+        try:
+            return self.ask(b"GET /healthz HTTP/1.0\r\n\r\n").endswith(b"ok\n")
+        except OSError:
+            return False
+
+    def connect(self, source="127.0.0.1"):
+        return socket.create_connection(("127.0.0.1", self.port), 60, (source, 0))
+
+    def ask(self, request, source="127.0.0.1"):
+        with self.connect(source) as connection:
+            connection.sendall(request)
+            return self.rest(connection)
+
+    @staticmethod
+    def rest(connection):
+        answer = b""
+        try:
+            while piece := connection.recv(1 << 20):
+                answer += piece
+        except ConnectionResetError:
+            pass
+        return answer
+
+    def get(self, path, *headers, method="GET", source="127.0.0.1"):
+        lines = [f"{method} {path} HTTP/1.1", "Host: localhost", "Connection: close", *headers, "", ""]
+        head, _, body = self.ask("\r\n".join(lines).encode(), source).partition(b"\r\n\r\n")
+        return head.decode(), body
+
+    def series(self):
+        """{series: value} of a scrape; a series that is there twice is a failure."""
+        found = {}
+        for line in self.get("/metrics")[1].decode().splitlines():
+            if not line.startswith("#"):
+                name, _, value = line.rpartition(" ")
+                assert name not in found, name
+                found[name] = float(value)
+        return found
+
+    def said(self):
+        self.errors.seek(0)
+        return self.errors.read()
+
+    def end(self, number=signal.SIGTERM):
+        """The exit status."""
+        self.process.send_signal(number)
+        return self.process.wait(30)
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.directory = directory.name
+
+    def serve(self, *arguments):
+        server = Server(self.directory, *arguments)
+        self.addCleanup(server.kill)
+        return server
+
+    def export(self, *options, **keywords):
+        exporter = Exporter(self.directory, *options, **keywords)
+        self.addCleanup(exporter.errors.close)
+        self.addCleanup(lambda: (exporter.process.kill(), exporter.process.wait()))
+        return exporter
+
+
+DEMO = '{cache="demo~1f2e",brox="demo"}'
+COMMITS = 'tvsi_brox_commits_total{cache="demo~1f2e",brox="demo",kind="brox"}'
+
+
+class Collecting(Case):
+    def test_a_server_that_dies_and_comes_back(self):
+        server = self.serve()
+        exporter = self.export("--brox", "demo", "--interval", "60")
+        self.assertTrue(until(lambda: exporter.series().get("tvsi_up" + DEMO) == 1))
+        self.assertTrue(exporter.get("/ready")[0].startswith("HTTP/1.1 200 "))
+        self.assertIn(COMMITS, exporter.series())
+        began = time.monotonic()
+        server.kill()
+        self.assertTrue(until(lambda: exporter.series().get("tvsi_up" + DEMO) == 0))
+        self.assertLess(time.monotonic() - began, 10)  # 2 seconds, on a machine of its own
+        dead = exporter.series()
+        self.assertFalse([name for name in dead if "kind=" in name], "no stale values")
+        self.assertEqual(dead[f'tvsi_severed_total{DEMO[:-1]},reason="cache_gone"}}'], 1)
+        head, body = exporter.get("/ready")
+        self.assertTrue(head.startswith("HTTP/1.1 503 "))
+        self.assertRegex(body.decode(), "demo|no server")
+        self.serve()
+        self.assertTrue(until(lambda: exporter.series().get("tvsi_up" + DEMO) == 1))
+        self.assertEqual(exporter.series()["tvsi_attaches_total" + DEMO], 2)
+        self.assertEqual(exporter.end(), 0)
+
+    def test_a_reader_that_is_killed_or_stopped(self):
+        self.serve()
+        exporter = self.export("--all", "--interval", "0.5")
+        self.assertTrue(until(lambda: exporter.series().get("tvsi_up" + DEMO) == 1))
+        for number, reason, attaches in [(signal.SIGKILL, "reader_ended", 2), (signal.SIGSTOP, "hung", 3)]:
+            children = subprocess.run(["pgrep", "-P", str(exporter.process.pid), "-f", "tvsi-reader --cache"],
+                                      capture_output=True, text=True).stdout.split()
+            os.kill(int(children[0]), number)
+            self.assertTrue(until(lambda: exporter.series()["tvsi_attaches_total" + DEMO] == attaches))
+            self.assertEqual(exporter.series()[f'tvsi_severed_total{DEMO[:-1]},reason="{reason}"}}'], 1)
+        self.assertTrue(until(lambda: exporter.series()["tvsi_up" + DEMO] == 1))
+
+    def test_caches_that_come_and_a_stream_from_a_socket(self):
+        path = os.path.join(self.directory, "socket")
+        exporter = self.export("--all", "--reader", f"unix:{path}", "--interval", "0.5")
+        self.assertEqual(exporter.series()[f'tvsi_up{{cache="unix:{path}",brox=""}}'], 0)
+        self.serve()
+        self.assertTrue(until(lambda: exporter.series().get("tvsi_up" + DEMO) == 1))
+        with socket.socket(socket.AF_UNIX) as listener:
+            listener.bind(path)
+            listener.listen()
+            connection = listener.accept()[0]
+            self.serve("other")
+            reader = subprocess.Popen([programs / "tvsi-reader", "--brox", "other", "--interval", "0.2"],
+                                      env=os.environ | {"TALVEX_GLOBAL_DIR": self.directory},
+                                      stdout=connection)
+            other = 'tvsi_up{cache="other~1f2e",brox="other"}'
+            self.assertTrue(until(lambda: exporter.series().get(other) == 1))
+            connection.sendall(b"noise")
+            connection.close()
+            reader.kill()
+            reader.wait()
+        self.assertTrue(until(lambda: "damaged" in exporter.said()))
+        self.assertTrue(exporter.answers())
+
+    def test_series_of_processes_and_their_limit(self):
+        self.serve()
+        for most, limited in [("20000", 0), ("1000", 1)]:
+            exporter = self.export("--interval", "0.5", "--per-process", "--kinds", "vok,brox", "--max-series", most)
+            self.assertTrue(until(lambda: COMMITS in exporter.series()))
+            series = exporter.series()
+            self.assertEqual(series[OWN + "limited"], limited)
+            own = [name for name in series if name.startswith("tvsi_process_vok_commit_total")]
+            self.assertEqual(len(own), 0 if limited else 4)
+            self.assertFalse([name for name in series if name.startswith("tvsi_monitor_")])
+            self.assertEqual(exporter.end(signal.SIGINT), 0)
+
+
+class Scraping(Case):
+    def test_forms_and_paths(self):
+        self.serve()
+        exporter = self.export("--interval", "0.5")
+        self.assertTrue(until(lambda: COMMITS in exporter.series()))
+        openmetrics = "application/openmetrics-text"
+        for accept, encoding, kind, is_zipped in [
+            ("", "", "text/plain; version=0.0.4", False),
+            (f"{openmetrics};version=1.0.0;q=0.5,text/plain;version=0.0.4;q=0.3", "gzip", openmetrics, True),
+            (f"text/plain;q=0.9,{openmetrics};q=0.1", "identity, gzip;q=0", "text/plain", False),
+            (f"{openmetrics};version=0.0.1,*/*;q=0.1", "*", "text/plain", True),
+            (openmetrics.upper(), "deflate", openmetrics, False),
+            (",;q=,=;" * 50, ";;q=1,gzip;q=x", "text/plain", False),
+        ]:
+            head, body = exporter.get("/metrics", f"Accept: {accept}", f"Accept-Encoding: {encoding}")
+            self.assertIn(f"Content-Type: {kind}", head)
+            self.assertEqual("Content-Encoding: gzip" in head, is_zipped, encoding)
+            text = (gzip.decompress(body) if is_zipped else body).decode()
+            self.assertEqual(text.endswith("# EOF\n"), kind == openmetrics)
+            self.assertIn(COMMITS, text)
+        for path, method, status in [("/", "GET", 200), ("/nothing", "GET", 404), ("/metrics", "POST", 405),
+                                     ("/metrics", "HEAD", 200), ("/metrics?x=1", "GET", 200)]:
+            head, body = exporter.get(path, method=method)
+            self.assertTrue(head.startswith(f"HTTP/1.1 {status} "), (path, head))
+            self.assertIn("nosniff", head)
+            self.assertEqual(body == b"", method == "HEAD")
+        with exporter.connect() as connection:  # several requests on a connection, sent at once
+            connection.sendall(b"GET /healthz HTTP/1.1\r\nHost: a\r\n\r\n" * 3)
+            self.assertEqual(exporter.rest(connection).count(b"ok\n"), 3)
+
+    def test_one_text_is_shared_and_nothing_grows(self):
+        self.serve()
+        exporter = self.export("--interval", "0.5")
+        self.assertTrue(until(lambda: COMMITS in exporter.series()))
+
+        def memory():
+            status = pathlib.Path(f"/proc/{exporter.process.pid}/status").read_text()
+            return int(re.search(r"VmRSS:\s+(\d+)", status)[1])
+
+        faults = []
+
+        def scrape(source, count):
+            for i in range(count):
+                head, body = exporter.get("/metrics", f"Accept-Encoding: {'gzip' if i % 2 else ''}", source=source)
+                length = int(re.search(r"Content-Length: (\d+)", head)[1])
+                text = gzip.decompress(body) if i % 2 else body
+                if len(body) != length or not text.endswith(b"\n") or b"tvsi_up" not in text:
+                    faults.append(head)
+
+        def load(count):
+            threads = [threading.Thread(target=scrape, args=(f"127.0.0.{2 + i % 8}", count)) for i in range(64)]
+            for thread in threads:
+                thread.start()
+            for thread in threads:
+                thread.join()
+
+        load(2)
+        before = memory()
+        load(8)
+        self.assertEqual(faults, [])
+        self.assertLess(memory() - before, 8192)
+
+
+class Attacks(Case):
+    def test_slow_and_idle_clients_are_cut_off_and_delay_nobody(self):
+        exporter = self.export()
+        idle = [exporter.connect(f"127.0.0.{2 + i % 4}") for i in range(60)]
+        slow = exporter.connect("127.0.0.9")
+        began = time.monotonic()
+        slow.sendall(b"GET /healthz HTTP/1.1\r\nHost: a\r\nX: ")
+        self.assertTrue(exporter.answers())
+        self.assertLess(time.monotonic() - began, 3)
+
+        def dribble():
+            try:
+                while True:
+                    slow.sendall(b"x")
+                    time.sleep(0.2)
+            except OSError:
+                pass
+
+        dribbler = threading.Thread(target=dribble)
+        dribbler.start()
+        self.assertEqual([exporter.rest(connection) for connection in idle], [b""] * 60)
+        exporter.rest(slow)
+        dribbler.join()
+        took = time.monotonic() - began
+        self.assertGreater(took, 4.5)
+        self.assertLess(took, 20)
+        for connection in [*idle, slow]:
+            connection.close()
+        self.assertTrue(until(lambda: exporter.series()[OWN + "connections_cut_off_total"] == 61))
+
+    def test_at_most_sixteen_connections_of_an_address(self):
+        exporter = self.export()
+        connections = [exporter.connect("127.0.0.2") for _ in range(20)]
+        for connection in connections[16:]:
+            connection.settimeout(3)
+            self.assertEqual(exporter.rest(connection), b"")
+        self.assertTrue(exporter.answers())
+        for connection in connections:
+            connection.close()
+
+    def test_malformed_requests(self):
+        exporter = self.export()
+        random.seed(1)
+        pieces = [b"GET ", b"HEAD ", b"/metrics", b" HTTP/1.1", b"\r\n", b"\n", b"Host: a", b"Content-Length: ",
+                  b"-1", b"99999999999999999999", b"Transfer-Encoding: chunked", b"\r\n\r\n", b"ffffffffffffffff\r\n",
+                  b"\0", b"\xff" * 9, b"%00%zz", b":", b"Accept: ", b"q=" * 20, b"X" * 3000, b"/../", b"?a=%f", b"\t"]
+        for _ in range(int(os.environ.get("MALFORMED_REQUESTS", 1000))):
+            request = b"".join(random.choices(pieces, k=random.randint(1, 14)))
+            with exporter.connect(f"127.0.0.{random.randint(2, 200)}") as connection:
+                connection.settimeout(0.01)  # many of them are not complete
+                try:
+                    connection.sendall(request)
+                    connection.recv(100)
+                except OSError:
+                    pass
+        head = exporter.ask(b"GET / HTTP/1.1\r\nHost: a\r\nX: " + b"y" * 40000 + b"\r\n\r\n")
+        self.assertRegex(head.decode(), r"^(HTTP/1.1 4\d\d .*|)")
+        self.assertTrue(exporter.answers())
+        self.assertIsNone(exporter.process.poll())
+
+    def test_a_slow_reader_keeps_nobody_from_scraping(self):
+        self.serve("demo", "--sessions", "60")
+        exporter = self.export("--interval", "0.5", "--per-process", "--max-series", "1000000")
+        self.assertTrue(until(lambda: COMMITS in exporter.series()))
+        readers = [exporter.connect("127.0.0.2") for _ in range(10)]
+        for reader in readers:
+            reader.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+            reader.sendall(b"GET /metrics HTTP/1.1\r\nHost: a\r\n\r\n")
+        self.assertIn(COMMITS, exporter.series())
+        began = time.monotonic()
+        self.assertEqual(exporter.end(), 0)  # they don't keep it from ending, either
+        self.assertLess(time.monotonic() - began, 5)
+        for reader in readers:
+            reader.close()
+
+
+class Starting(Case):
+    def test_what_keeps_it_from_starting(self):
+        with socket.socket() as taken:
+            taken.bind(("127.0.0.1", 0))
+            taken.listen()
+            port = taken.getsockname()[1]
+            for options, status, sentence in [
+                (["--listen", f"127.0.0.1:{port}"], 1, f"127.0.0.1:{port} is in use by another program"),
+                (["--listen", "0.0.0.0:9964"], 2, "can be reached from other hosts"),
+                (["--listen", "[::]:9964"], 2, "can be reached from other hosts"),
+                (["--listen", "192.0.2.1:9964", "--allow-remote"], 1, "is no address of this host"),
+                (["--listen", "9964"], 2, "is no address with a port"),
+                (["--interval", "0.01"], 2, "'0.01' is no time from 100ms to 1h"),
+                (["--kinds", "vok,voks"], 2, "there is no kind 'voks'"),
+                (["--include", "comit*"], 2, "no field matches 'comit*'"),
+                (["--name", "["], 2, "'[' is no regular expression"),
+                (["--reader", "/run/x"], 2, "is no socket, as unix:"),
+                (["--brox", ""], 2, "the name is empty"),
+                (["--max-series", "1x"], 2, "'1x' is no number"),
+            ]:
+                ended = subprocess.run([programs / "tvsi-exporter", *options], capture_output=True, text=True, timeout=30)
+                self.assertEqual((ended.returncode, ended.stdout), (status, ""), options)
+                self.assertRegex(ended.stderr, r"^tvsi-exporter: [^\n]+\n$")
+                self.assertIn(sentence, ended.stderr)
+
+    def test_a_socket_that_was_passed_on_and_signals(self):
+        with socket.socket() as listener, socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as notify:
+            listener.bind(("127.0.0.1", 0))
+            listener.listen()
+            path = os.path.join(self.directory, "notify")
+            notify.bind(path)
+            notify.settimeout(30)
+            moved = os.dup2(listener.fileno(), 3)
+            launch = f"LISTEN_PID=$$ LISTEN_FDS=1 NOTIFY_SOCKET={path} exec {programs}/tvsi-exporter --listen 0.0.0.0:1"
+            errors = tempfile.TemporaryFile("w+")
+            process = subprocess.Popen(["sh", "-c", launch], pass_fds=[moved], stderr=errors,
+                                       env=os.environ | {"TALVEX_GLOBAL_DIR": self.directory})
+            self.addCleanup(lambda: (process.kill(), process.wait(), errors.close()))
+            self.assertEqual(notify.recv(100), b"READY=1")
+            with socket.create_connection(listener.getsockname(), 30) as connection:
+                connection.sendall(b"GET /healthz HTTP/1.0\r\n\r\n")
+                self.assertTrue(Exporter.rest(connection).endswith(b"ok\n"))
+            process.send_signal(signal.SIGHUP)
+            until(lambda: errors.seek(0) or "nothing to read anew" in errors.read())
+            process.terminate()
+            self.assertEqual(process.wait(30), 0)
+            errors.seek(0)
+            self.assertIn("there is nothing to read anew", errors.read())
+
+
+if __name__ == "__main__":
+    unittest.main()
