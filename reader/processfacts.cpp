@@ -1,9 +1,10 @@
 #include "processfacts.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <string_view>
@@ -23,7 +24,11 @@ using PathBuffer = std::array<char, 32>;
 
 /* "/proc/PID", with a name behind it when there is one. */
 const char* procPath(PathBuffer& buffer, pid_t pid, const char* name) {
-    std::snprintf(buffer.data(), buffer.size(), "/proc/%d%s", static_cast<int>(pid), name);
+    char* const end = buffer.data() + buffer.size() - 1;
+    char* at = std::copy_n("/proc/", 6, buffer.data());
+    at = std::to_chars(at, end, pid).ptr;
+    at = std::copy_n(name, std::min<size_t>(std::strlen(name), static_cast<size_t>(end - at)), at);
+    *at = '\0';
     return buffer.data();
 }
 

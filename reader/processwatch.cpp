@@ -9,6 +9,8 @@
 #include <sys/epoll.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace reader {
@@ -23,6 +25,8 @@ constexpr int64_t maxLookUps = 100;
 constexpr int64_t msPerLookUp = 10;
 /* A cache has one monitor and few Broxes; a table that claims to hold thousands costs no more. */
 constexpr size_t maxStateFiles = 100;
+/* As many take a millisecond to look up, many times what a thread takes. */
+constexpr size_t worthAThread = 100;
 /* For /proc, the registry and whatever else needs one for a moment. */
 constexpr size_t spareDescriptors = 64;
 
@@ -85,8 +89,12 @@ void ProcessWatch::update(std::span<const TvsiResultSType> records) {
     filesRefused = 0;
     noticeEnds();
     owners.resize(records.size(), nullptr);
+    fresh.clear();
     for (size_t i = 0; i < records.size(); i++) {
         owners[i] = &processOf(records[i].stats.processId, owners[i]);
+    }
+    begin(fresh);
+    for (size_t i = 0; i < records.size(); i++) {
         meet(*owners[i], records[i]);
     }
     for (size_t i = 0; i < records.size(); i++) {
@@ -108,7 +116,7 @@ ProcessWatch::Process& ProcessWatch::processOf(pid_t pid, Process* formerOwner) 
     Process& process = found->second;
     if (isNew) {
         process.pid = pid;
-        begin(process);
+        fresh.push_back(&process);
     }
     return process;
 }
@@ -143,15 +151,42 @@ void ProcessWatch::settle(Process& process, const TvsiResultSType& record) {
     }
 }
 
-/* Learns all about a process that was not known, or not with this id. */
-void ProcessWatch::begin(Process& process) {
-    forget(process);
-    process.lookedUp = round;
-    watch(process);
-    const auto facts = readFacts(process.pid);
-    process.facts = facts.value_or(ProcessFacts{ProcessState::Alive});
-    if (!facts) {
-        ask(process);
+/* Learns all about processes that were not known, or not with this id. */
+void ProcessWatch::begin(std::span<Process* const> unknown) {
+    for (Process* process : unknown) {
+        forget(*process);
+        process->lookedUp = round;
+        watch(*process);
+    }
+    readAll(unknown);
+    for (Process* process : unknown) {
+        if (process->facts.state == ProcessState::Unknown) { /* /proc doesn't show it */
+            process->facts = {ProcessState::Alive};
+            ask(*process);
+        }
+    }
+}
+
+/* The first look at a large server is most of what one sample takes: a second thread takes a half
+ * of it where there is another processor. */
+void ProcessWatch::readAll(std::span<Process* const> unknown) {
+    const auto read = [](std::span<Process* const> part) {
+        for (Process* process : part) {
+            process->facts = readFacts(process->pid).value_or(ProcessFacts());
+        }
+    };
+    std::thread helper;
+    if (unknown.size() >= worthAThread && std::thread::hardware_concurrency() > 1) {
+        const auto half = unknown.first(unknown.size() / 2);
+        try {
+            helper = std::thread(read, half);
+            unknown = unknown.subspan(half.size());
+        } catch (const std::system_error&) { /* then it takes a little longer */
+        }
+    }
+    read(unknown);
+    if (helper.joinable()) {
+        helper.join();
     }
 }
 
@@ -159,7 +194,8 @@ void ProcessWatch::begin(Process& process) {
  * left behind has been cleared away. */
 void ProcessWatch::renew(Process& process) {
     const ProcessFacts before = process.facts;
-    begin(process);
+    Process* const alone = &process;
+    begin({&alone, 1});
     if (process.facts.state == ProcessState::Ended) {
         process.facts = before;
         process.facts.state = ProcessState::Ended;

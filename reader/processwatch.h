@@ -59,7 +59,8 @@ private:
     Process& processOf(pid_t pid, Process* formerOwner);
     void meet(Process& process, const TvsiResultSType& record);
     void settle(Process& process, const TvsiResultSType& record);
-    void begin(Process& process);
+    void begin(std::span<Process* const> unknown);
+    static void readAll(std::span<Process* const> unknown);
     void renew(Process& process);
     void watch(Process& process);
     void forget(Process& process);
@@ -77,6 +78,7 @@ private:
     size_t filesRefused = 0; /* in this round */
     std::unordered_map<pid_t, Process> processes;
     std::vector<Process*> owners; /* by place of the record */
+    std::vector<Process*> fresh;  /* met for the first time in this round */
     Process nobody;               /* owns records without a process id */
     uint64_t round = 0;
     size_t numMet = 0;

@@ -23,7 +23,7 @@ int Sampler::take(samples::StreamEncoder& encoder, uint64_t sequence, int64_t la
     const std::span<const TvsiResultSType> found(records.get(), static_cast<size_t>(count));
     processes.update(found);
     encoder.clear();
-    encoder.beginSample(sample);
+    encoder.beginSample(sample, found.size());
     for (size_t i = 0; i < found.size(); i++) {
         encoder.addRecord(found[i], processes.facts(i));
     }

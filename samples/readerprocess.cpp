@@ -6,9 +6,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -194,9 +195,13 @@ void ReaderProcess::kill() {
 /* A killed process ends within a moment unless the kernel holds it, which nobody can help. */
 void ReaderProcess::endNow() {
     kill();
-    constexpr timespec moment{0, 1'000'000};
-    for (int i = 0; child > 0 && i < 1000 && !reap(); i++) {
-        nanosleep(&moment, nullptr);
+    if (child <= 0 || reap()) {
+        return;
+    }
+    const Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
+    for (int i = 0; i < 1000 && !reap(); i++) {
+        pollfd ended{process.get(), POLLIN, 0}; /* without a descriptor, the time that it takes */
+        poll(&ended, 1, 1);
     }
 }
 

@@ -140,7 +140,8 @@ void StreamEncoder::add(const Sample& sample) {
     endSample();
 }
 
-void StreamEncoder::beginSample(const Sample& sample) {
+void StreamEncoder::beginSample(const Sample& sample, size_t numExpected) {
+    buffer.reserve(size + numExpected * maxRecordBytes, size);
     beginMessage(sampleType, sample.times);
     numRecords = 0;
     put(SampleBody{sample.sequence, notNegative(sample.lateNs), notNegative(sample.slots),

@@ -21,8 +21,9 @@ public:
     /* All of a sample at once, as it was decoded. */
     void add(const Sample& sample);
 
-    /* A sample, record by record: `sample` gives all but the records. */
-    void beginSample(const Sample& sample);
+    /* A sample, record by record: `sample` gives all but the records. Memory for `numExpected` of
+     * them is there at once, untouched. */
+    void beginSample(const Sample& sample, size_t numExpected = 0);
     /* False, and the record is left out, when the sample is full (65,536 records). */
     bool addRecord(const TvsiResultSType& record, const ProcessFacts& facts);
     bool addRecord(const Record& record);

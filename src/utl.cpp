@@ -5,6 +5,7 @@
  */
 #include "utl.h"
 
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <cstring>
@@ -341,11 +342,23 @@ template <typename Word> BoolType findsSingleBits(int (*indexOf)(Word)) {
     return TRUE;
 }
 
+/* How many bits each byte has, counted one by one: at compile time, as every program that loads the
+ * library would wait for it. */
+constexpr std::array<uint8_t, 256> BITS_OF_BYTE = [] {
+    std::array<uint8_t, 256> counts{};
+    for (unsigned byte = 0; byte < counts.size(); byte++) {
+        for (unsigned rest = byte; rest != 0; rest >>= 1) {
+            counts[byte] = static_cast<uint8_t>(counts[byte] + (rest & 1));
+        }
+    }
+    return counts;
+}();
+
 template <typename Word> BoolType countsBits(int (*popcnt)(Word), Word factor) {
     for (Word k = 1; k <= 9973; k++) {
         int count = 0;
-        for (Word rest = k * factor; rest != 0; rest >>= 1) {
-            count += static_cast<int>(rest & 1);
+        for (Word rest = k * factor; rest != 0; rest >>= 8) {
+            count += BITS_OF_BYTE[rest & 0xFF];
         }
         if (popcnt(k * factor) != count) {
             return FALSE;
@@ -379,11 +392,12 @@ BoolType fitsBits(int (*bitfit)(uint64_t)) {
     for (int k = 0; k < 64; k++) {
         uint64_t lowest = (uint64_t{1} << k) - 2;
         for (uint64_t offset = 0; offset <= 4; offset++) {
+            int needed = countNeededBits(lowest + offset);
             for (int shift = 0; shift < 64; shift++) {
-                uint64_t value = (lowest + offset) >> shift;
-                if (bitfit(value) != countNeededBits(value)) {
+                if (bitfit((lowest + offset) >> shift) != needed) {
                     return FALSE;
                 }
+                needed -= needed > 0 ? 1 : 0;
             }
         }
     }

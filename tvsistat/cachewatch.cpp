@@ -159,6 +159,9 @@ void CacheWatch::advance(Deadline moment) {
     if (successor && moment >= successorDue) {
         giveUpSuccessor("the reader that was to take over gave no sign of life");
     }
+    if (state == Phase::Over && reading && reading->process.reap()) {
+        reading.reset();
+    }
     if (moment < due || state == Phase::Over) {
         return;
     }
@@ -211,7 +214,7 @@ void CacheWatch::readOn() {
     if (!pending) {
         readSuccessor();
     }
-    while (reading && !pending) {
+    while (reading && !pending && state != Phase::Over) {
         if (auto message = reading->decoder.next()) {
             take(std::move(*message));
             continue;
@@ -307,8 +310,11 @@ void CacheWatch::retryAfter(Deadline moment, const Failure& why) {
     pause = std::min<Deadline::duration>(pause * 2, longestPause);
 }
 
+/* The reader's end is taken later, so that the last report doesn't wait for it. */
 void CacheWatch::finish() {
-    reading.reset();
+    if (reading) {
+        reading->process.kill();
+    }
     successor.reset();
     state = Phase::Over;
     due = noDeadline;

@@ -36,7 +36,7 @@ public:
 
     Phase phase() const { return state; }
     /* The stream to poll; -1 while there is none. */
-    int fd() const { return reading ? reading->process.fd() : -1; }
+    int fd() const { return reading && state != Phase::Over ? reading->process.fd() : -1; }
     /* That of the reader that is to follow this one. */
     int successorFd() const { return successor ? successor->process.fd() : -1; }
     /* When advance() is to be called, whatever the streams do. */
