@@ -5,7 +5,7 @@
 # (never both: the objects would exist twice). SERIAL keeps its tests from running beside others. LABEL is that
 # of the tests; the target LABEL_tests builds all programs that have it.
 #
-# tvsi_add_command_test(NAME COMMAND command... [TIMEOUT seconds] [SERIAL]
+# tvsi_add_command_test(NAME COMMAND command... [TIMEOUT seconds] [SERIAL] [LABEL label]
 #     [ENVIRONMENT VARIABLE=VALUE...])
 #
 # A command that fails by its exit status; 77 skips it.
@@ -48,13 +48,13 @@ function(tvsi_add_test name)
 endfunction()
 
 function(tvsi_add_command_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT" "COMMAND;ENVIRONMENT")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT;LABEL" "COMMAND;ENVIRONMENT")
     if(NOT arg_COMMAND OR arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR
             "tvsi_add_command_test(${name}): wrong arguments ${arg_UNPARSED_ARGUMENTS}")
     endif()
     add_test(NAME ${name} COMMAND ${arg_COMMAND})
     tvsi_test_properties(properties "${arg_TIMEOUT}" ${arg_SERIAL})
-    set_tests_properties(${name} PROPERTIES ${properties} SKIP_RETURN_CODE 77
+    set_tests_properties(${name} PROPERTIES ${properties} SKIP_RETURN_CODE 77 LABELS "${arg_LABEL}"
         ENVIRONMENT "${arg_ENVIRONMENT}")
 endfunction()

@@ -4,7 +4,7 @@ set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "$0")/lib.sh"
 
-all_stages=(optimised unit asan tsan fuzz)
+all_stages=(optimised monitoring unit asan tsan fuzz)
 
 usage() {
     cat <<EOF
@@ -12,6 +12,7 @@ Usage: scripts/test.sh [STAGE...] [-- CTEST-ARGUMENT...]
 
 Stages, all of ${all_stages[*]} unless some are named:
   optimised  the tests in an optimised build, and a smoke run of each benchmark
+  monitoring the exporter with Prometheus, in an optimised build
   debug      the tests in a build without optimisation
   unit       the unit tests, built with clang and without optimisation
   asan       the tests under the address, leak and undefined-behaviour sanitizers
@@ -25,7 +26,7 @@ EOF
 stages=()
 while [ $# -gt 0 ]; do
     case $1 in
-    optimised | debug | unit | asan | tsan | fuzz) stages+=("$1") ;;
+    optimised | monitoring | debug | unit | asan | tsan | fuzz) stages+=("$1") ;;
     -h | --help)
         usage
         exit
@@ -61,19 +62,23 @@ without_address_spreading() {
 }
 
 run_stage() {
-    local stage=$1
+    local stage=$1 preset=$1 label=(--label-exclude monitoring)
     shift
     case $stage in
     fuzz) need build fuzz ;;
+    monitoring)
+        need build test bench monitoring
+        preset=optimised label=(--label-regex monitoring)
+        ;;
     optimised) need build test bench ;;
     unit) need build test clang ;;
     *) need build test ;;
     esac
-    build "$stage"
+    build "$preset"
     say "Testing $stage"
     case $stage in
-    tsan) without_address_spreading ctest --preset "$stage" "$@" ;;
-    *) ctest --preset "$stage" "$@" ;;
+    tsan) without_address_spreading ctest --preset "$preset" "${label[@]}" "$@" ;;
+    *) ctest --preset "$preset" "${label[@]}" "$@" ;;
     esac
 }
 
