@@ -14,7 +14,7 @@ files() {
 }
 
 say "Format"
-files '*.c' '*.cpp' '*.h' '*.inc' | xargs -r clang-format --dry-run --Werror
+files '*.c' '*.cpp' '*.h' '*.hpp' '*.inc' | xargs -r clang-format --dry-run --Werror
 
 say "Shell scripts"
 files '*.sh' .ci/run | xargs -r shellcheck --external-sources
@@ -37,6 +37,10 @@ for header in include/*.h; do
     check_header gcc -x c -std=c11 -pedantic-errors -Iinclude -I.
     check_header g++ -x c++ -std=c++11 -pedantic-errors -Iinclude -I.
     check_header g++ -x c++ -std=c++20 -pedantic-errors -Iinclude -I.
+done
+for standard in 17 20; do
+    header=include/tvsi.hpp check_header g++ -x c++ -std=c++$standard -pedantic-errors \
+        -fno-exceptions -fno-rtti -Iinclude
 done
 for header in src/*.h; do
     check_header g++ -x c++ -std=c++20 -Iinclude -Isrc -I.

@@ -22,8 +22,11 @@ libraries=$(dirname "$(find "$libraries" -name 'libtvsi-*.so')")
 export TALVEX_GLOBAL_DIR=$directory/global
 mkdir -p "$TALVEX_GLOBAL_DIR/locks"
 cc -std=c11 "$source_dir/examples/snapshot.c" "${flags[@]}" -o "$directory/snapshot"
-if LD_LIBRARY_PATH=$libraries "$directory/snapshot" nosuchbrox 2>"$directory/problem"; then
-    echo "the program found a Brox in an empty directory"
-    exit 1
-fi
-grep nosuchbrox "$directory/problem"
+c++ -std=c++17 "$source_dir/examples/watch.cpp" "${flags[@]}" -o "$directory/watch"
+for program in snapshot watch; do
+    if LD_LIBRARY_PATH=$libraries "$directory/$program" nosuchbrox 2>"$directory/problem"; then
+        echo "$program found a Brox in an empty directory"
+        exit 1
+    fi
+    grep nosuchbrox "$directory/problem"
+done
