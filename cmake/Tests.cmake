@@ -13,6 +13,9 @@
 # TIMEOUT is 60 seconds unless given; instrumented builds get four times as much.
 
 find_package(GTest REQUIRED)
+# Debian's interpreter, which has the modules that scripts/lib.sh installs.
+find_program(TVSI_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH)
+find_program(TVSI_PYTHON python3 REQUIRED)
 include(GoogleTest)
 
 function(tvsi_test_properties result timeout serial)
