@@ -27,6 +27,12 @@ BY_SIZE = (
     "count by expression, no match",
     "mask query, copy of every entry",
     "mask query, against the same copies",
+    "tvsi.hpp: every record, and a sum over them",
+    "Python: query",
+    "Python: query and five fields as lists",
+    "Python: query and five fields as rows",
+    "Python: query and five attributes of each",
+    "Python: query and three columns by NumPy",
     "attach",
     "first miss by process id after an attach",
     "a process's own memory after a first miss",
@@ -38,6 +44,7 @@ OF_ANY_SIZE = (
     "TvsiFetchMaxProcessesInCache",
     "TvsiStatsForBrox",
     "TvsiStatsForShrPcMon",
+    "tvsi.hpp: the Brox",
     "dlopen of the library",
 )
 
