@@ -92,61 +92,90 @@ std::string classOf(std::string_view name, std::string_view base, std::string_vi
     return all;
 }
 
-std::string module() {
-    std::string text(head);
-    text += "INTERFACE_VERSION = " + quoted(INTERFACE_VERSION) + "\n\nSENTENCES = {\n";
+std::string statusTable() {
+    std::string text = "SENTENCES = {\n";
     for (int status = TVSI_ERR_NO_INIT; status <= TVSI_ERR_BAD_REGEX; status++) {
         text += "    " + std::to_string(status) + ": " + quoted(tvsi::sentenceOf(status)) + ",\n";
     }
-    text += "}\n\n# A unit's symbol, its base unit, and what one of it is in that.\nUNITS = {\n";
+    return text + "}\n";
+}
+
+std::string unitTable() {
+    constexpr std::array<std::string_view, 6> bases{"", "?", "number", "seconds", "bytes", "ratio"};
+    std::string text = "# A unit's symbol, its base unit, and what one of it is in that.\n"
+                       "UNITS = {\n";
     for (int i = 0; i <= static_cast<int>(Unit::Ratio); i++) {
         const auto unit = static_cast<Unit>(i);
-        constexpr std::array<std::string_view, 6> bases{"",        "?",     "number",
-                                                        "seconds", "bytes", "ratio"};
         const Scale scale = scaleOf(unit);
         std::array<char, 32> factor{}; /* the shortest text that is the number */
         std::to_chars(factor.begin(), factor.end() - 1, scale.factor);
         text += "    " + quoted(nameOf(unit)) + ": (" + quoted(symbolOf(unit)) + ", " +
                 quoted(bases.at(static_cast<size_t>(scale.base))) + ", " + factor.data() + "),\n";
     }
-    text += "}\n\n";
-    std::string classes = quoted("Record") + ", " + quoted("UnknownRecord");
-    text += classOf("Record", "RecordFields", "What the records of all kinds have",
-                    linesOf("common"), false);
-    std::vector<std::string_view> shared; /* blocks that several kinds have */
+    return text + "}\n";
+}
+
+/* What the class of a kind's records is made of: "Record", or a class that has the blocks that it
+ * shares with other kinds. */
+std::string baseOf(const Kind& kind) {
+    const std::string_view own = ownBlocksOf(kind);
+    const auto hasThem = [&](const Kind& other) { return ownBlocksOf(other) == own; };
+    const bool isShared = own != "common" && std::ranges::count_if(kinds(), hasThem) > 1;
+    return isShared ? "Any" + classNameOf(own) : "Record";
+}
+
+/* The classes of all records; adds their names to `exported`. */
+std::string classes(std::vector<std::string>& exported) {
+    std::string text = classOf("Record", "RecordFields", "What the records of all kinds have",
+                               linesOf("common"), false);
+    text += classOf("UnknownRecord", "Record", "A record of no known kind", "");
+    exported.insert(exported.end(), {"Record", "UnknownRecord"});
     for (const Kind& kind : kinds()) {
         const std::string_view own = ownBlocksOf(kind);
-        const auto hasThem = [&](const Kind& other) { return ownBlocksOf(other) == own; };
-        const bool isShared = own != "common" && std::ranges::count_if(kinds(), hasThem) > 1;
-        const std::string base = isShared ? "Any" + classNameOf(own) : std::string("Record");
-        if (isShared && std::ranges::find(shared, own) == shared.end()) {
-            shared.push_back(own);
-            classes += ", " + quoted(base);
+        const std::string base = baseOf(kind);
+        if (std::ranges::find(exported, base) == exported.end()) {
+            exported.push_back(base);
             text +=
                 classOf(base, "Record", "What several kinds of process have", linesOf(own), false);
         }
-        text += classOf(classNameOf(kind.shortName), base,
+        exported.push_back(classNameOf(kind.shortName));
+        text += classOf(exported.back(), base,
                         std::string(kind.title) + " (" + std::string(kind.name) + ")",
-                        isShared || own == "common" ? "" : linesOf(own));
+                        base != "Record" || own == "common" ? "" : linesOf(own));
     }
-    text += classOf("UnknownRecord", "Record", "A record of no known kind", "");
-    text += "\n";
-    std::string all;
-    std::string names = quoted("ALL") + ", " + quoted("COMMON_FIELDS") + ", " + quoted("KINDS");
+    return text;
+}
+
+std::string kindLine(const Kind& kind) {
+    const std::string type = classNameOf(kind.shortName);
+    std::string line = constantOf(kind);
+    line += ": Kind[" + type + "] = Kind(";
+    for (const std::string_view text :
+         {kind.name.view(), kind.shortName.view(), kind.title.view()}) {
+        line += quoted(text);
+        line += ", ";
+    }
+    return line + std::to_string(kind.bit) + ", " + type + ")\n";
+}
+
+std::string module() {
+    std::vector<std::string> exported{"ALL", "COMMON_FIELDS", "KINDS"};
+    std::string text(head);
+    text += "INTERFACE_VERSION = " + quoted(INTERFACE_VERSION) + "\n\n" + statusTable() + "\n" +
+            unitTable() + "\n" + classes(exported) + "\n";
+    std::string names;
     for (const Kind& kind : kinds()) {
-        const std::string name = constantOf(kind);
-        const std::string type = classNameOf(kind.shortName);
-        classes += ", " + quoted(type);
-        names += ", " + quoted(name);
-        text += name + ": Kind[" + type + "] = Kind(" + quoted(kind.name) + ", " +
-                quoted(kind.shortName) + ", " + quoted(kind.title) + ", " +
-                std::to_string(kind.bit) + ", " + type + ")\n";
-        all += "    " + name + ",\n";
+        text += kindLine(kind);
+        exported.push_back(constantOf(kind));
+        names += "    " + exported.back() + ",\n";
     }
-    return text + "\nKINDS: tuple[Kind[Record], ...] = (\n" + all + ")\nALL = Kinds(" +
-           std::to_string(SHRPC_ALL) +
-           ")\nCOMMON_FIELDS: Fields = UnknownRecord.fields\n\n__all__ = [" + names + ", " +
-           classes + "]\n";
+    text += "\nKINDS: tuple[Kind[Record], ...] = (\n" + names + ")\nALL = Kinds(" +
+            std::to_string(SHRPC_ALL) +
+            ")\nCOMMON_FIELDS: Fields = UnknownRecord.fields\n\n__all__ = [\n";
+    for (const std::string& name : exported) {
+        text += "    " + quoted(name) + ",\n";
+    }
+    return text + "]\n";
 }
 
 } // namespace

@@ -84,6 +84,11 @@ class Record(RecordFields):
 
 
 @layout
+class UnknownRecord(Record):
+    """A record of no known kind."""
+
+
+@layout
 class MonitorRecord(Record):
     """cache monitor (SHRPC_MONITOR)."""
 
@@ -792,11 +797,6 @@ class SystemRecord(Record):
     """system (SHRPC_SYSTEM)."""
 
 
-@layout
-class UnknownRecord(Record):
-    """A record of no known kind."""
-
-
 MONITOR: Kind[MonitorRecord] = Kind("SHRPC_MONITOR", "monitor", "cache monitor", 1, MonitorRecord)
 BROX: Kind[BroxRecord] = Kind("SHRPC_BROX", "brox", "repository monitor (Brox)", 2, BroxRecord)
 VOK_PGSVR_MAIN: Kind[PgsvrRecord] = Kind("SHRPC_VOK_PGSVR_MAIN", "pgsvr", "page server of a Vok, main thread", 4, PgsvrRecord)
@@ -833,4 +833,41 @@ KINDS: tuple[Kind[Record], ...] = (
 ALL = Kinds(16383)
 COMMON_FIELDS: Fields = UnknownRecord.fields
 
-__all__ = ["ALL", "COMMON_FIELDS", "KINDS", "MONITOR", "BROX", "VOK_PGSVR_MAIN", "VOK", "STATMON", "APP", "PSC", "PAGEMGR", "BRXRESTORETHR", "VOKTHR", "BRXAIOTHR", "FF_THR", "CACHE_PGSVR", "VOK_PGSVR_THD", "SYSTEM", "Record", "UnknownRecord", "AnyPgsvrRecord", "MonitorRecord", "BroxRecord", "PgsvrRecord", "VokRecord", "StatmonRecord", "AppRecord", "PscRecord", "PagemgrRecord", "RestorethrRecord", "VokthrRecord", "AiothrRecord", "FfthrRecord", "CachepgsvrRecord", "PgsvrthrRecord", "SystemRecord"]
+__all__ = [
+    "ALL",
+    "COMMON_FIELDS",
+    "KINDS",
+    "Record",
+    "UnknownRecord",
+    "MonitorRecord",
+    "BroxRecord",
+    "AnyPgsvrRecord",
+    "PgsvrRecord",
+    "VokRecord",
+    "StatmonRecord",
+    "AppRecord",
+    "PscRecord",
+    "PagemgrRecord",
+    "RestorethrRecord",
+    "VokthrRecord",
+    "AiothrRecord",
+    "FfthrRecord",
+    "CachepgsvrRecord",
+    "PgsvrthrRecord",
+    "SystemRecord",
+    "MONITOR",
+    "BROX",
+    "VOK_PGSVR_MAIN",
+    "VOK",
+    "STATMON",
+    "APP",
+    "PSC",
+    "PAGEMGR",
+    "BRXRESTORETHR",
+    "VOKTHR",
+    "BRXAIOTHR",
+    "FF_THR",
+    "CACHE_PGSVR",
+    "VOK_PGSVR_THD",
+    "SYSTEM",
+]
