@@ -1,6 +1,10 @@
 /* tvsi-reader as those who start it meet it. */
+#include <algorithm>
 #include <chrono>
 #include <climits>
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
 #include <grp.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
@@ -25,6 +29,7 @@ using testsupport::Outcome;
 using testsupport::StreamReader;
 
 constexpr const char* hours = "--interval=4h";
+constexpr std::chrono::hours hour(1);
 
 class Reader : public testing::Test {
 protected:
@@ -69,6 +74,7 @@ TEST_F(Reader, BothNamesLeadToTheStream) {
         gethostname(host, sizeof host - 1);
         EXPECT_EQ(header.host, host);
         EXPECT_EQ(std::tuple(header.monitorPid, header.slots), std::tuple(getpid(), 64));
+        EXPECT_EQ(fcntl(reader.process().fd(), F_GETPIPE_SZ), 1 << 20) << "a sample fits";
         const auto one = reader.nextOf<Sample>();
         const auto two = reader.nextOf<Sample>();
         EXPECT_EQ(std::tuple(one.sequence, two.sequence, one.slots, one.used),
@@ -85,9 +91,44 @@ TEST_F(Reader, BothNamesLeadToTheStream) {
         reader.nextOf<End>();
         EXPECT_EQ(reader.wait(), 0);
     }
+    cache.recordCache("a~b~1", cache.segment().key());
+    EXPECT_EQ(StreamReader({"--cache=a~b~1"}).nextOf<StreamHeader>().brox, "a~b");
     StreamReader narrowed({"--brox=prod", "--kinds=vok,brox", "--count=1"});
     const auto sample = narrowed.nextOf<Sample>();
     EXPECT_EQ(std::tuple(sample.used, sample.records().size()), std::tuple(4, 2U));
+}
+
+TEST_F(Reader, IsAskedForWhatIsWantedAlone) {
+    ReaderOptions options{false, "prod~1f2e", std::chrono::milliseconds(1500)};
+    options.isAligned = true;
+    options.count = 3;
+    options.kinds = SHRPC_VOK | SHRPC_BROX;
+    const auto reader = std::get<ReaderProcess>(ReaderProcess::start(options));
+    std::ifstream file("/proc/" + std::to_string(reader.pid()) + "/cmdline");
+    std::string words{std::istreambuf_iterator<char>(file), {}};
+    std::ranges::replace(words, '\0', ' ');
+    EXPECT_EQ(words, "tvsi-reader --cache=prod~1f2e --interval=1.500000000 --align --count=3 "
+                     "--kinds=brox,vok ");
+}
+
+TEST_F(Reader, HasNothingOfItsParent) {
+    const std::string file = cache.directory() / "file";
+    ASSERT_GE(open(file.c_str(), O_CREAT | O_RDWR, 0600), 0); // NOLINT: it would be inherited
+    sigset_t terminate;
+    sigemptyset(&terminate);
+    sigaddset(&terminate, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &terminate, nullptr);
+    std::signal(SIGINT, SIG_IGN);
+    StreamReader reader({"--brox=prod", hours});
+    reader.nextOf<Sample>();
+    const std::filesystem::path process = "/proc/" + std::to_string(reader.process().pid());
+    for (const auto& descriptor : std::filesystem::directory_iterator(process / "fd")) {
+        EXPECT_NE(std::filesystem::read_symlink(descriptor.path()), file);
+    }
+    std::ifstream status(process / "status");
+    const std::string text{std::istreambuf_iterator<char>(status), {}};
+    EXPECT_THAT(text, HasSubstr("SigBlk:\t0000000000000000\n"));
+    EXPECT_THAT(text, testing::ContainsRegex("SigIgn:\t0*.1001000\n")) << "SIGPIPE, SIGXFSZ";
 }
 
 TEST_F(Reader, SamplesThatComeLateSaySo) {
@@ -346,9 +387,15 @@ TEST_F(Reader, ListsTheCachesOfTheHost) {
                                          listings[1].startedSec, "3.7.5.1", true, ""}));
     EXPECT_NEAR(static_cast<double>(listings[1].startedSec), static_cast<double>(time(nullptr)),
                 60);
+    EXPECT_TRUE(std::holds_alternative<Failure>(listCaches(hour, [] { return true; })));
     EXPECT_THAT(run({"--list"}, &cache).out, StartsWith(R"({"brox":"a\\\\\u000a)"
                                                         "\xC3\xB6"
                                                         R"(\\xff","location":)"));
+    const Outcome traced =
+        testsupport::run({readerProgram(), "--list"},
+                         {{"TALVEX_GLOBAL_DIR", cache.directory()}, {"TX_DEBUG_SOCKETS", "1"}});
+    EXPECT_THAT(traced.out, StartsWith("{")) << "the list alone";
+    EXPECT_THAT(traced.err, HasSubstr("getaddrinfo"));
     for (const std::string& name : {odd + "~1", std::string("prod~1f2e")}) {
         cache.registry().removeRecord(name);
     }
@@ -364,7 +411,7 @@ TEST_F(Reader, ADamagedHostIdIsWaitedForOnce) {
     }
     cache.registry().writeHostIdBytes("short");
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(std::get<CacheListings>(listCaches(std::chrono::hours(1))).size(), 1U);
+    EXPECT_EQ(std::get<CacheListings>(listCaches(hour)).size(), 1U);
     expectLost({"--brox=nobody"}, 3, "there is no cache of Brox nobody .*");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10))
         << "and not by each record";

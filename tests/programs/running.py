@@ -51,6 +51,7 @@ class Tool:
         settings = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **settings}
         self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, **settings)
         self.pid = self.process.pid
+        self.start = time.monotonic()
         self.streams = {}
         for name in ("stdout", "stderr"):
             if stream := getattr(self.process, name):
@@ -85,6 +86,12 @@ class Tool:
                 raise Late(f"{pattern} has not come: {self.out[-300:]!r} {self.err[-300:]!r}")
             self.read(0.2)
         return found
+
+    def cpu_share(self):
+        """What it and its former children have taken of a processor since its start."""
+        words = pathlib.Path(f"/proc/{self.pid}/stat").read_text().rpartition(")")[2].split()
+        ticks = sum(map(int, words[11:15]))
+        return ticks / os.sysconf("SC_CLK_TCK") / (time.monotonic() - self.start)
 
     def end(self, number=None):
         """Its status once it has ended, after this signal; 137 when it had to be killed."""

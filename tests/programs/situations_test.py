@@ -118,16 +118,19 @@ def happen(server, directory, situation, expected):
     if situation == "The name of a lock is broken":
         return of_broken_lock(server)
     count = ["40"] if expected == 0 and "signal" not in situation else []
-    tool = server.watch(*SHOWN, "0.1", *count, start_new_session=True)
+    tool = server.watch(*SHOWN, "0.1", *count)
     vok = server.pid_of("vok", tool)
     if situation == "A signal ends tvsistat":
         tool.process.terminate()
     elif situation == "The server ends":
         server.launcher.process.terminate()
     elif situation == "tvsistat is stopped and goes on":
-        os.killpg(tool.pid, signal.SIGSTOP)
-        time.sleep(5)
-        os.killpg(tool.pid, signal.SIGCONT)
+        # A moment before it would give up its reader; that one takes longer to go on.
+        reader = server.pid_of("reader", tool)
+        for pid, number, pause in [(reader, signal.SIGSTOP, 2), (tool.pid, signal.SIGSTOP, 3),
+                                   (tool.pid, signal.SIGCONT, 1.5), (reader, signal.SIGCONT, 0)]:
+            os.kill(pid, number)
+            time.sleep(pause)
     else:
         who, what = re.fullmatch(r"\w+ (\w+) is (\w+)", situation).groups()
         who = who.lower()
@@ -211,6 +214,8 @@ def try_several():
             servers[1].end()
             tool.until("cache b~.* has gone away")
             tool.until("^later$", len(tool.out))
+            if tool.cpu_share() > 0.25:
+                faults.append(f"all --follow takes {tool.cpu_share():.0%} of a processor")
             if (status := tool.end(signal.SIGINT)) != 0:
                 faults.append(f"all --follow: {status}")
         finally:

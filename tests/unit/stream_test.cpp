@@ -260,6 +260,9 @@ TEST(Stream, WhatIsRefusedGetsASentence) {
         {sampleField(0, 0), at + "there is no message"},
         {sampleField(4, maxMessageBytes + 1), at + "there is a message of impossible size"},
         {sampleField(4, 0x1000000), at + "there is a sample of impossible size"},
+        {withField(sampleField(4, 0x1000000), first,
+                   sizeof(MessageHead) + offsetof(SampleBody, numRecords), maxRecords + 1),
+         at + "there is a sample of impossible size"},
         {sampleField(sizeof(MessageHead) + offsetof(SampleBody, numRecords), maxRecords + 1),
          at + "there is a damaged message"},
         {twice, "at byte " + std::to_string(withSample.size()) +
