@@ -220,7 +220,8 @@ std::string manualPage() {
     for (const DerivedFigure& figure : derivedFigures()) {
         append(page, figure);
     }
-    page += ".El\n.Sh SEE ALSO\n.Xr tvsi-reader 1 ,\n.Xr tvsistat 1 ,\n.Xr tvxstandin 1\n";
+    page += ".El\n.Sh SEE ALSO\n.Xr tvsi-reader 1 ,\n.Xr tvsistat 1 ,\n.Xr tvxstandin 1 ,\n.Xr "
+            "tvsi 3\n";
     return page;
 }
 

@@ -8,7 +8,7 @@ directory=$(mktemp -d --tmpdir "tvsi-test.$$.XXXXXX")
 trap 'rm -rf "$directory"' EXIT
 
 cmake --install "$build_dir" --prefix "$directory/installed" >"$directory/log"
-for file in man/man1/{tvsistat,tvsi-reader,tvsi-exporter,tvxstandin}.1 man/man7/tvsi-stats.7 \
+for file in man/man1/{tvsistat,tvsi-reader,tvsi-exporter,tvxstandin}.1 man/man3/tvsi.3 man/man7/tvsi-stats.7 \
     bash-completion/completions/tvsistat zsh/site-functions/_tvsistat; do
     [[ -s $directory/installed/share/$file ]]
 done
