@@ -50,6 +50,18 @@ void declare(CLI::App& app, Options& options) {
                    "Host id to record, as 1f2e or 0x1f2e (default: the recorded one, else random)")
         ->transform(
             [](const std::string& hex) { return hex.starts_with("0x") ? hex : "0x" + hex; });
+    app.add_option_function<std::string>(
+           "--mode",
+           [&server](const std::string& octal) {
+               server.segmentMode = static_cast<mode_t>(std::stoul(octal, nullptr, 8));
+           },
+           "Permissions of the cache, as 660 for those of its group (default: 600)")
+        ->check([](const std::string& octal) {
+            const bool isMode = octal.size() >= 3 && octal.size() <= 4 &&
+                                octal.find_first_not_of("01234567") == std::string::npos &&
+                                (octal.size() == 3 || octal[0] == '0');
+            return isMode ? "" : "'" + octal + "' is no mode from 000 to 777";
+        });
     app.add_option("--run-time", options.runTime,
                    "Seconds to run (default: until SIGTERM or SIGINT)")
         ->check(CLI::Range(0.0, 1e9));

@@ -36,10 +36,10 @@ def until(condition, seconds=30):
 class Server:
     """A stand-in server in a global directory of its own."""
 
-    def __init__(self, directory, brox="demo", *options):
+    def __init__(self, directory, brox="demo", *options, **keywords):
         self.process = subprocess.Popen(
             [programs / "tvxstandin", "--brox", brox, "--dir", directory, "--host-id", "1f2e", *options],
-            stdout=subprocess.PIPE, text=True)
+            stdout=subprocess.PIPE, text=True, **keywords)
         self.ready = self.process.stdout.readline()
 
     def kill(self):
@@ -185,6 +185,20 @@ class Collecting(Case):
             reader.wait()
         self.assertTrue(until(lambda: "damaged" in exporter.said()))
         self.assertTrue(exporter.answers())
+
+    @unittest.skipIf(os.geteuid() != 0, "other users need root")
+    def test_the_right_to_a_cache_is_that_of_its_group(self):
+        os.chmod(self.directory, 0o755)
+        group = 54321
+        for mode, live in [("660", 1), ("600", 0)]:
+            server = Server(self.directory, "demo", "--mode", mode, group=group)
+            self.addCleanup(server.kill)
+            exporter = self.export("--brox", "demo", "--interval", "0.5", user=65534, group=group, extra_groups=[])
+            up = re.compile(r"^tvsi_up\{.*brox=\"demo\"\}$")
+            self.assertTrue(until(lambda: [v for n, v in exporter.series().items() if up.match(n)] == [live]))
+            self.assertTrue(until(lambda: live or "permission" in exporter.get("/ready")[1].decode()))
+            exporter.end()
+            server.kill()
 
     def test_series_of_processes_and_their_limit(self):
         self.serve()
