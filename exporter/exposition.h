@@ -45,9 +45,6 @@ private:
     Family current;
 };
 
-/* The number times the factor. */
-void appendNumber(std::string& text, samples::Number number, double factor);
-
 /* A cache that is read at the moment. */
 struct LiveCache {
     std::string_view labels; /* cache="prod~1f2e",brox="prod" */

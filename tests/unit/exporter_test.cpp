@@ -1,5 +1,6 @@
 /* From samples to the text that Prometheus reads. */
 #include "exposition.h"
+#include "metricnumber.h"
 
 #include <limits>
 #include <set>
@@ -254,7 +255,7 @@ TEST(Exposition, NumbersAreExact) {
     };
     for (const auto& [number, factor, expected] : cases) {
         std::string text;
-        appendNumber(text, number, factor);
+        samples::appendMetricNumber(text, number, factor);
         EXPECT_EQ(text, expected);
     }
 }
