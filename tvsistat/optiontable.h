@@ -26,6 +26,7 @@ enum class OptionId : uint8_t {
     Long,
     Json,
     Csv,
+    Export,
     List,
     ListFields,
     Kind,

@@ -474,7 +474,8 @@ void RequestMaker::checkExclusions() const {
     constexpr std::pair<OptionId, OptionId> pairs[] = {
         {Long, Json},   {Long, Csv},    {Json, Csv},       {Rate, Total},     {Rate, Delta},
         {Total, Delta}, {Width, Wide},  {Fields, Include}, {Fields, Exclude}, {Fields, Group},
-        {Read, Wait},   {Read, Follow}, {Once, Follow},    {Read, Align},
+        {Read, Wait},   {Read, Follow}, {Once, Follow},    {Export, Long},    {Export, Json},
+        {Export, Csv},  {Export, Rate}, {Export, Total},   {Export, Delta},   {Read, Align},
     };
     for (const auto& [one, other] : pairs) {
         exclude(one, other);
@@ -549,6 +550,12 @@ void RequestMaker::take(const GivenOption& given) {
         break;
     case OptionId::Csv:
         request.form = Form::Csv;
+        break;
+    case OptionId::Export:
+        if (value != "openmetrics") {
+            refuse("{}: '{}' is not openmetrics", where, samples::printable(value));
+        }
+        request.form = Form::OpenMetrics;
         break;
     case OptionId::List:
         request.action = Action::ListCaches;
@@ -792,7 +799,7 @@ void RequestMaker::checkTogether() const {
         refuse("--read: standard input is read alone: put its stream into a file to read it with "
                "others");
     }
-    for (const OptionId id : {OptionId::Start, OptionId::End, OptionId::Speed}) {
+    for (const OptionId id : {OptionId::Start, OptionId::End, OptionId::Speed, OptionId::Export}) {
         if (has(id) && request.reads.empty()) {
             refuse("--{} needs --read", entryOf(id).name);
         }

@@ -19,7 +19,7 @@ namespace tvsistat {
 enum class Action : uint8_t { Report, ListCaches, ListFields, Check, Help, Version, OptionTable };
 
 /* The form in which samples, caches and fields are printed. */
-enum class Form : uint8_t { Report, Long, Json, Csv };
+enum class Form : uint8_t { Report, Long, Json, Csv, OpenMetrics };
 
 enum class When : uint8_t { Auto, Always, Never };
 

@@ -46,6 +46,9 @@ public:
     virtual ~View() = default;
     virtual void appendSample(std::string& text, const Shown& shown) = 0;
     virtual void appendEvent(std::string& text, const Event& event) = 0;
+    /* For a view that can only write when it has seen everything: appends a further piece of that,
+     * or returns false. */
+    virtual bool appendRest([[maybe_unused]] std::string& text) { return false; }
     /* False for a kind that has none of the fields that the user asked for. */
     virtual bool shows(const statscatalogue::Kind* kind) = 0;
     /* False for a row that shows nothing but zeros. */

@@ -2,6 +2,7 @@
 #include "csvtable.h"
 #include "jsonlines.h"
 #include "longlist.h"
+#include "openmetricstext.h"
 #include "output.h"
 #include "printable.h"
 #include "report.h"
@@ -16,6 +17,8 @@ std::unique_ptr<View> makeView(const Request& request, const Surroundings& surro
         return std::make_unique<LongList>(request, surroundings);
     case Form::Json:
         return std::make_unique<JsonLines>(request, surroundings);
+    case Form::OpenMetrics:
+        return std::make_unique<OpenMetricsText>(request, surroundings);
     case Form::Csv:
         return std::make_unique<CsvTable>(request, surroundings);
     case Form::Report:

@@ -433,6 +433,9 @@ ExitStatus InputWatcher::run() {
         showRound();
         error = flush();
     }
+    while (error == 0 && view->appendRest(text)) {
+        error = flush();
+    }
     if (error == EINTR && numReports() == 0) {
         dieOfStopSignal();
     }

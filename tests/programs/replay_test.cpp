@@ -1,11 +1,14 @@
-/* What --start and --end mean. */
+/* What --start and --end mean, and where --export keeps its values. */
 #include <cstdlib>
 #include <ctime>
+#include <stdexcept>
 #include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "givenmoment.h"
+#include "seriesspool.h"
 #include "timetext.h"
 
 namespace {
@@ -146,6 +149,48 @@ TEST_F(Moments, AreNotGuessedFromNonsense) {
                              "1e3s"}) {
         EXPECT_FALSE(GivenMoment::parse(text)) << text;
     }
+}
+
+TEST(SeriesSpool, HoldsManyPointsOfManySeries) {
+    constexpr int numPoints = 1000; /* several pieces in the file, and a rest */
+    tvsistat::SeriesSpool spool;
+    const std::vector<size_t> all{spool.addSeries(), spool.addSeries(), spool.addSeries()};
+    for (int i = 0; i < numPoints; i++) {
+        for (const size_t one : all) {
+            spool.add(one, {i, -1.0});
+            spool.add(one, {i, static_cast<double>(i * 10) + static_cast<double>(one)});
+            spool.add(one, {i - 1, -2.0});
+        }
+    }
+    EXPECT_EQ(spool.numLeftOut(), 3U * numPoints);
+    for (const size_t one : all) {
+        int next = 0;
+        for (size_t chunk = 0; !spool.read(one, chunk).empty(); chunk++) {
+            for (const auto& point : spool.read(one, chunk)) {
+                ASSERT_EQ(point.timeMs, next);
+                ASSERT_EQ(point.value, next * 10 + static_cast<int>(one));
+                next++;
+            }
+        }
+        EXPECT_EQ(next, numPoints);
+    }
+}
+
+TEST(SeriesSpool, SaysWhereItCannotWrite) {
+    setenv("TMPDIR", "/nowhere", 1);
+    tvsistat::SeriesSpool spool;
+    const size_t one = spool.addSeries();
+    std::string sentence;
+    try {
+        for (int i = 0; i < 1000; i++) {
+            spool.add(one, {i, 0});
+        }
+    } catch (const std::runtime_error& error) {
+        sentence = error.what();
+    }
+    unsetenv("TMPDIR");
+    EXPECT_EQ(sentence, "/nowhere, where values are kept until all are known, cannot be used: No "
+                        "such file or directory; TMPDIR names another directory");
 }
 
 } // namespace
