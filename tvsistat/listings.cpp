@@ -239,6 +239,33 @@ std::string kindList(const FieldEntry& entry) {
     return list;
 }
 
+std::string startOf(TimeText& times, const samples::CacheListing& cache) {
+    std::string text;
+    if (cache.startedSec != 0) {
+        times.appendSeconds(text, cache.startedSec);
+    }
+    return text;
+}
+
+std::string cacheObjects(const samples::CacheListings& caches) {
+    TimeText times(true);
+    std::string lines;
+    for (const auto& cache : caches) {
+        lines += "{\"brox\":";
+        samples::appendJsonString(lines, cache.brox);
+        appendMember(lines, "cache", cache.location);
+        lines += ",\"monitor\":" + std::to_string(cache.monitorPid);
+        appendMember(lines, "user", cache.user);
+        lines += ",\"started\":";
+        lines += cache.startedSec == 0 ? "null" : "\"" + startOf(times, cache) + "\"";
+        appendMember(lines, "version", cache.version);
+        lines += cache.isReadable ? ",\"readable\":true" : ",\"readable\":false";
+        appendMember(lines, "refusal", cache.refusal);
+        lines += "}\n";
+    }
+    return lines;
+}
+
 } // namespace
 
 std::string listFields(const Request& request) {
@@ -268,53 +295,29 @@ std::string listFields(const Request& request) {
 }
 
 std::string listCaches(const Request& request, const samples::CacheListings& caches) {
-    TimeText times(request.layout.isUtc || request.form == Form::Json);
-    const auto started = [&](const samples::CacheListing& cache) {
-        std::string text;
-        if (cache.startedSec != 0) {
-            times.appendSeconds(text, cache.startedSec);
-        }
-        return text;
-    };
     if (request.form == Form::Json) {
-        std::string lines;
-        for (const auto& cache : caches) {
-            lines += "{\"brox\":";
-            samples::appendJsonString(lines, cache.brox);
-            appendMember(lines, "cache", cache.location);
-            lines += ",\"monitor\":" + std::to_string(cache.monitorPid);
-            appendMember(lines, "user", cache.user);
-            lines += ",\"started\":";
-            lines += cache.startedSec == 0 ? "null" : "\"" + started(cache) + "\"";
-            appendMember(lines, "version", cache.version);
-            lines += cache.isReadable ? ",\"readable\":true" : ",\"readable\":false";
-            appendMember(lines, "refusal", cache.refusal);
-            lines += "}\n";
-        }
-        return lines;
+        return cacheObjects(caches);
     }
+    TimeText times(request.layout.isUtc);
     const std::optional<size_t> room = roomFor(request.layout);
     constexpr size_t withoutZone = 19;
+    const size_t timeWidth = room && !request.layout.isUtc ? withoutZone : std::string::npos;
     Table table;
     table.addRow({"brox", "cache", "monitor", "user", "started", "version", "readable"});
     std::vector<std::string> refusals;
     for (const auto& cache : caches) {
         const std::string location = samples::printable(cache.location);
-        const std::string refusal =
-            cache.isReadable ? "" : "no: " + samples::printable(cache.refusal);
-        if (room && !refusal.empty()) {
-            refusals.push_back(location + ": " + refusal);
+        std::string readable = "yes";
+        if (!cache.isReadable) {
+            std::string refusal = "no: " + samples::printable(cache.refusal);
+            readable = room ? "no" : refusal;
+            refusals.push_back(location);
+            refusals.back().append(": ").append(refusal);
         }
-        std::string when = cache.startedSec == 0 ? "-" : started(cache);
-        if (room && !request.layout.isUtc) {
-            when = when.substr(0, withoutZone);
-        }
+        const std::string when = startOf(times, cache).substr(0, timeWidth);
         table.addRow({samples::printable(cache.brox), location, std::to_string(cache.monitorPid),
-                      samples::printable(cache.user), std::move(when),
-                      samples::printable(cache.version),
-                      cache.isReadable ? "yes"
-                      : room           ? "no"
-                                       : refusal});
+                      samples::printable(cache.user), when.empty() ? "-" : when,
+                      samples::printable(cache.version), std::move(readable)});
     }
     return room ? fittingList(table, refusals, *room) : table.text();
 }
