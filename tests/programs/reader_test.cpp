@@ -104,8 +104,13 @@ TEST_F(Reader, IsAskedForWhatIsWantedAlone) {
     options.count = 3;
     options.kinds = SHRPC_VOK | SHRPC_BROX;
     const auto reader = std::get<ReaderProcess>(ReaderProcess::start(options));
-    std::ifstream file("/proc/" + std::to_string(reader.pid()) + "/cmdline");
-    std::string words{std::istreambuf_iterator<char>(file), {}};
+    std::string words;
+    EXPECT_TRUE(testsupport::eventually(
+        [&] { /* for a moment they aren't in place yet */
+              std::ifstream file("/proc/" + std::to_string(reader.pid()) + "/cmdline");
+              words.assign(std::istreambuf_iterator<char>(file), {});
+              return words.starts_with("tvsi-reader");
+        }));
     std::ranges::replace(words, '\0', ' ');
     EXPECT_EQ(words, "tvsi-reader --cache=prod~1f2e --interval=1.500000000 --align --count=3 "
                      "--kinds=brox,vok ");

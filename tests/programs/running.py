@@ -51,7 +51,6 @@ class Tool:
         settings = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **settings}
         self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, **settings)
         self.pid = self.process.pid
-        self.start = time.monotonic()
         self.streams = {}
         for name in ("stdout", "stderr"):
             if stream := getattr(self.process, name):
@@ -87,11 +86,10 @@ class Tool:
             self.read(0.2)
         return found
 
-    def cpu_share(self):
-        """What it and its former children have taken of a processor since its start."""
+    def cpu_seconds(self):
+        """What it and its former children have taken of a processor."""
         words = pathlib.Path(f"/proc/{self.pid}/stat").read_text().rpartition(")")[2].split()
-        ticks = sum(map(int, words[11:15]))
-        return ticks / os.sysconf("SC_CLK_TCK") / (time.monotonic() - self.start)
+        return sum(map(int, words[11:15])) / os.sysconf("SC_CLK_TCK")
 
     def end(self, number=None):
         """Its status once it has ended, after this signal; 137 when it had to be killed."""
