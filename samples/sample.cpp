@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <ctime>
 
 namespace samples {
 
@@ -10,6 +11,15 @@ std::string_view nameOf(ProcessState state) {
     constexpr std::array<std::string_view, 5> names{"unknown", "alive", "stopped", "zombie",
                                                     "ended"};
     return names[static_cast<size_t>(state)];
+}
+
+Times currentTimes() {
+    const auto nanosecondsOn = [](clockid_t clock) {
+        timespec time{};
+        clock_gettime(clock, &time);
+        return int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
+    };
+    return {nanosecondsOn(CLOCK_REALTIME), nanosecondsOn(CLOCK_MONOTONIC)};
 }
 
 void Bytes::reserve(size_t size, size_t kept) {

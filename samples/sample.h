@@ -3,7 +3,7 @@
  * programs. streamformat.h draws the bytes; streamencoder.h and streamdecoder.h go from one to the
  * other.
  *
- *    StreamHeader  Sample*  (Notice between any of them)  Lost or End
+ *    StreamHeader  Sample*  (Notice and Mark between any of them)  Lost or End
  *
  * A stream may follow another one in the same bytes. All messages belong to one thread.
  */
@@ -48,6 +48,9 @@ struct Times {
 
     bool operator==(const Times&) const = default;
 };
+
+/* This moment. */
+Times currentTimes();
 
 /* Who writes the stream, and what it is about. Texts are any bytes, at most maxTextBytes. Of a
  * cache that could not be attached only what is known is filled in; a Lost follows. */
@@ -142,6 +145,7 @@ public:
 
 private:
     friend class StreamDecoder;
+    friend class BlockDecoder;
     Bytes bytes;
     std::vector<Record> list;
 };
@@ -170,7 +174,15 @@ struct End {
     bool operator==(const End&) const = default;
 };
 
-using Message = std::variant<StreamHeader, Sample, Lost, Notice, End>;
+/* What a person wanted to remember of a moment: any bytes, at most maxTextBytes. */
+struct Mark {
+    std::string text;
+    Times times;
+
+    bool operator==(const Mark&) const = default;
+};
+
+using Message = std::variant<StreamHeader, Sample, Lost, Notice, End, Mark>;
 
 } // namespace samples
 

@@ -30,6 +30,7 @@ constexpr LengthLimits lengthLimits[] = {
     {lostType, sizeof(LostBody) + sizeof(TextSize), sizeof(LostBody) + largestText},
     {noticeType, sizeof(TextSize), largestText},
     {endType, 0, 0},
+    {markType, sizeof(TextSize), largestText},
 };
 
 /* The limits of a type; null when there is no such type. */
@@ -212,6 +213,11 @@ std::optional<Message> StreamDecoder::decode(Cursor& body, uint32_t type, const 
         Notice notice{{}, times};
         if (body.takeText(notice.text)) {
             message = std::move(notice);
+        }
+    } else if (type == markType) {
+        Mark mark{{}, times};
+        if (body.takeText(mark.text)) {
+            message = std::move(mark);
         }
     } else if (type == lostType) {
         Lost lost{0, {}, times};

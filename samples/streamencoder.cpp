@@ -132,6 +132,12 @@ void StreamEncoder::add(const End& end) {
     endMessage();
 }
 
+void StreamEncoder::add(const Mark& mark) {
+    beginMessage(markType, mark.times);
+    putText(mark.text);
+    endMessage();
+}
+
 void StreamEncoder::add(const Sample& sample) {
     beginSample(sample);
     for (const Record& record : sample.records()) {

@@ -18,6 +18,10 @@ public:
     void add(const Lost& lost);
     void add(const Notice& notice);
     void add(const End& end);
+    void add(const Mark& mark);
+    void add(const Message& message) {
+        std::visit([this](const auto& which) { add(which); }, message);
+    }
     /* All of a sample at once, as it was decoded. */
     void add(const Sample& sample);
 

@@ -42,6 +42,24 @@ const Times& timesOf(const Message& message) {
     return std::visit([](const auto& which) -> const Times& { return which.times; }, message);
 }
 
+std::optional<StreamEvent> eventOf(const Message& message) {
+    using Kind = StreamEvent::Kind;
+    const Times& times = timesOf(message);
+    if (std::holds_alternative<StreamHeader>(message)) {
+        return StreamEvent{Kind::Attached, times, ""};
+    }
+    if (const auto* lost = std::get_if<Lost>(&message)) {
+        return StreamEvent{Kind::Lost, times, lost->sentence};
+    }
+    if (std::holds_alternative<End>(message)) {
+        return StreamEvent{Kind::Ended, times, ""};
+    }
+    if (const auto* mark = std::get_if<Mark>(&message)) {
+        return StreamEvent{Kind::Mark, times, mark->text};
+    }
+    return std::nullopt;
+}
+
 bool StreamFile::isOne(int descriptor) {
     uint32_t type = 0;
     return readAll(descriptor, std::as_writable_bytes(std::span(&type, 1)), 0) &&
@@ -164,14 +182,8 @@ std::vector<StreamEvent> StreamFile::events() const {
         if (!message) {
             return false;
         }
-        using Kind = StreamEvent::Kind;
-        const Times& times = timesOf(*message);
-        if (std::holds_alternative<StreamHeader>(*message)) {
-            events.push_back({Kind::Attached, times, ""});
-        } else if (const auto* lost = std::get_if<Lost>(&*message)) {
-            events.push_back({Kind::Lost, times, lost->sentence});
-        } else if (std::holds_alternative<End>(*message)) {
-            events.push_back({Kind::Ended, times, ""});
+        if (auto event = eventOf(*message)) {
+            events.push_back(std::move(*event));
         }
         return true;
     });

@@ -20,10 +20,12 @@ const Times& timesOf(const Message& message);
 
 /* Something that happened to a cache, or was remembered of it. */
 struct StreamEvent {
-    enum class Kind : uint8_t { Attached, Lost, Ended } kind;
+    enum class Kind : uint8_t { Attached, Lost, Ended, Mark } kind;
     Times times;
-    std::string text; /* of Lost */
+    std::string text; /* of Lost and Mark */
 };
+/* The event that a message tells of, if it does. */
+std::optional<StreamEvent> eventOf(const Message& message);
 
 class StreamFile {
 public:

@@ -10,6 +10,7 @@
  *   lost       LostBody 4 | text
  *   notice     text
  *   end        nothing
+ *   mark       text
  *
  *   text       u16 size | size bytes
  *   record     RecordHead 32 | u16 size of each block | name | zeros to a multiple of 4 | blocks
@@ -47,6 +48,7 @@ inline constexpr uint32_t sampleType = typeOf("TVSS");
 inline constexpr uint32_t lostType = typeOf("TVSL");
 inline constexpr uint32_t noticeType = typeOf("TVSN");
 inline constexpr uint32_t endType = typeOf("TVSE");
+inline constexpr uint32_t markType = typeOf("TVSM");
 
 constexpr bool isMessageType(uint32_t type) {
     return type == headerType || type == sampleType || type == lostType || type == noticeType ||

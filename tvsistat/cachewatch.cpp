@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <ctime>
 #include <fmt/format.h>
 #include <thread>
 #include <unistd.h>
@@ -36,16 +35,6 @@ Deadline now() {
 
 std::chrono::nanoseconds nanoseconds(double seconds) {
     return std::chrono::nanoseconds(static_cast<int64_t>(seconds * 1e9));
-}
-
-int64_t nanosecondsOn(clockid_t clock) {
-    timespec time{};
-    clock_gettime(clock, &time);
-    return int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
-}
-
-samples::Times currentTimes() {
-    return {nanosecondsOn(CLOCK_REALTIME), nanosecondsOn(CLOCK_MONOTONIC)};
 }
 
 /* How a reader ended whose stream is at its end: it may still be on the way out. */
@@ -87,7 +76,8 @@ std::variant<CacheWatch::Reading, Failure> CacheWatch::startReader() const {
     options.isAligned = request.isAligned;
     options.count = samplesWanted();
     /* Monitor and Brox are always looked at: their state tells what the other figures are worth. */
-    options.kinds = request.rows.selection.kinds | SHRPC_MONITOR | SHRPC_BROX;
+    options.kinds = recorder != nullptr ? uint32_t{SHRPC_ALL}
+                                        : request.rows.selection.kinds | SHRPC_MONITOR | SHRPC_BROX;
     auto started = samples::ReaderProcess::start(options);
     if (auto* failure = std::get_if<Failure>(&started)) {
         return std::move(*failure);
@@ -125,7 +115,7 @@ void CacheWatch::changeInterval() {
 void CacheWatch::giveUpSuccessor(std::string_view why) {
     successor.reset();
     successorDue = noDeadline;
-    tell(Event::Kind::Notice, currentTimes(), ExitStatus::Ok,
+    tell(Event::Kind::Notice, samples::currentTimes(), ExitStatus::Ok,
          fmt::format("the interval stays as it was: {}", why));
 }
 
@@ -177,18 +167,19 @@ void CacheWatch::advance(Deadline moment) {
         due += nanoseconds(request.interval.value_or(0));
         return;
     }
-    lose({ExitStatus::Failure,
-          state == Phase::Starting
-              ? fmt::format("{} cannot be attached: its reader hung (a lock of its segment may be "
-                            "broken) and was ended",
-                            watched.title())
-              : fmt::format("{}: its reader gave no sign of life any more and was ended",
-                            watched.title())});
+    giveUp(
+        {ExitStatus::Failure,
+         state == Phase::Starting
+             ? fmt::format("{} cannot be attached: its reader hung (a lock of its segment may be "
+                           "broken) and was ended",
+                           watched.title())
+             : fmt::format("{}: its reader gave no sign of life any more and was ended",
+                           watched.title())});
 }
 
 /* Since the last call: the next multiple of the interval is another moment then. */
 bool CacheWatch::wallClockWasSet() {
-    const samples::Times times = currentTimes();
+    const samples::Times times = samples::currentTimes();
     const int64_t before = std::exchange(clockDistance, times.realNs - times.monotonicNs);
     return std::abs(clockDistance - before) > clockSetNs;
 }
@@ -224,17 +215,18 @@ void CacheWatch::readOn() {
             return;
         }
         if (piece == Piece::End && reading->decoder.failed()) {
-            lose({ExitStatus::DamagedInput,
-                  fmt::format("{}: its reader's stream is damaged: {}", watched.title(),
-                              reading->decoder.problem())});
+            giveUp({ExitStatus::DamagedInput,
+                    fmt::format("{}: its reader's stream is damaged: {}", watched.title(),
+                                reading->decoder.problem())});
         } else if (piece == Piece::End) {
-            lose({ExitStatus::Failure, fmt::format("{}: its reader ended before its time{}",
-                                                   watched.title(), endOf(reading->process))});
+            giveUp({ExitStatus::Failure, fmt::format("{}: its reader ended before its time{}",
+                                                     watched.title(), endOf(reading->process))});
         }
     }
 }
 
 void CacheWatch::take(samples::Message message) {
+    record(message);
     if (const auto* header = std::get_if<samples::StreamHeader>(&message)) {
         shown.begin(*header);
         wallClockWasSet();
@@ -259,6 +251,9 @@ void CacheWatch::take(samples::Message message) {
         pending = !isBaseline;
     } else if (const auto* notice = std::get_if<samples::Notice>(&message)) {
         tell(Event::Kind::Notice, notice->times, ExitStatus::Ok, notice->text);
+    } else if (const auto* mark = std::get_if<samples::Mark>(&message)) {
+        tell(Event::Kind::Mark, mark->times, ExitStatus::Ok,
+             "mark: " + samples::printable(mark->text));
     } else if (const auto* lost = std::get_if<samples::Lost>(&message)) {
         lose({samples::exitStatusOf(lost->status).value_or(ExitStatus::Failure),
               samples::printable(lost->sentence)});
@@ -278,6 +273,12 @@ bool CacheWatch::waitsFor(const Failure& why, Deadline moment) const {
            (*request.wait == 0 || moment < firstStart + nanoseconds(*request.wait));
 }
 
+/* The reader is lost without having said so. */
+void CacheWatch::giveUp(Failure why) {
+    record(samples::Lost{static_cast<int32_t>(why.status), why.sentence, samples::currentTimes()});
+    lose(std::move(why));
+}
+
 /* The reader has nothing more to say, and why. */
 void CacheWatch::lose(Failure why) {
     reading.reset();
@@ -286,7 +287,7 @@ void CacheWatch::lose(Failure why) {
     const Deadline moment = now();
     const bool waits = waitsFor(why, moment);
     if (hasRun && !isGone && (waits || request.form == Form::Json)) {
-        tell(Event::Kind::Gone, currentTimes(), why.status, why.sentence);
+        tell(Event::Kind::Gone, samples::currentTimes(), why.status, why.sentence);
     }
     isGone = hasRun;
     if (waits) {
@@ -299,7 +300,8 @@ void CacheWatch::lose(Failure why) {
 
 void CacheWatch::retryAfter(Deadline moment, const Failure& why) {
     if (!hasRun && !saidWaiting) {
-        tell(Event::Kind::Waiting, currentTimes(), why.status, why.sentence + "; waiting for it");
+        tell(Event::Kind::Waiting, samples::currentTimes(), why.status,
+             why.sentence + "; waiting for it");
     }
     saidWaiting = true;
     state = Phase::Waiting;

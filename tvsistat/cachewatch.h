@@ -11,6 +11,7 @@
 #define CACHEWATCH_H
 
 #include "readerprocess.h"
+#include "recorder.h"
 #include "showing.h"
 #include "stopsignal.h"
 #include "streamdecoder.h"
@@ -41,6 +42,12 @@ public:
     int successorFd() const { return successor ? successor->process.fd() : -1; }
     /* When advance() is to be called, whatever the streams do. */
     Deadline nextDeadline() const { return successor ? std::min(due, successorDue) : due; }
+
+    /* From now on all that is read goes there, too. It must outlive this object. */
+    void recordTo(MessageSink& sink) {
+        recorder = &sink;
+        recordedAs = sink.newCache();
+    }
 
     /* Reads what has come, as far as the next sample that is to be shown. */
     void readOn();
@@ -83,6 +90,12 @@ private:
     void readSuccessor();
     void giveUpSuccessor(std::string_view why);
     void take(samples::Message message);
+    void record(const samples::Message& message) {
+        if (recorder != nullptr) {
+            recorder->take(recordedAs, message);
+        }
+    }
+    void giveUp(samples::Failure why);
     void lose(samples::Failure why);
     void finish();
     void retryAfter(Deadline moment, const samples::Failure& why);
@@ -111,6 +124,8 @@ private:
     unsigned taken = 0;        /* samples of this reader */
     int64_t clockDistance = 0; /* from the monotonic to the wall clock, when last asked */
     std::optional<samples::Failure> end;
+    MessageSink* recorder = nullptr;
+    uint32_t recordedAs = 0;
 };
 
 } // namespace tvsistat

@@ -130,7 +130,8 @@ void JsonLines::appendSample(std::string& text, const Shown& shown) {
 }
 
 void JsonLines::appendEvent(std::string& text, const Event& event) {
-    static constexpr std::array<std::string_view, 4> names{"gone", "back", "ended", "notice"};
+    static constexpr std::array<std::string_view, 5> names{"gone", "back", "ended", "notice",
+                                                           "mark"};
     appendHead(text, names[static_cast<size_t>(event.kind)], event.header, event.times);
     if (event.kind == Event::Kind::Gone) {
         text += ",\"status\":";

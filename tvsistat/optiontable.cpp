@@ -26,6 +26,18 @@ constexpr auto table = std::to_array<OptionEntry>({
      "outlive a cache: say when it goes and when it is back, and go on", Section::Caches,
      Place::CommandLineOnly, Family::None},
 
+    {OptionId::Write, 'o', "write", "FILE", Kind::File,
+     "record every value of the caches in FILE, which is made or carried on; without a form or an "
+     "INTERVAL nothing is printed, and a sample is taken every second",
+     Section::Recordings, Place::CommandLineOnly, Family::None},
+    {OptionId::Quiet, 'q', "quiet", "", Kind::None, "record, and print nothing but events",
+     Section::Recordings, Place::CommandLineOnly, Family::None},
+    {OptionId::Keep, 0, "keep", "TIME", Kind::Word,
+     "FILE is a directory, a file an hour; those older than 7d, 36h or 2w are removed",
+     Section::Recordings, Place::CommandLineOnly, Family::None},
+    {OptionId::MaxSize, 0, "max-size", "SIZE", Kind::Word,
+     "FILE is a directory, of 500M or 4G at most: the oldest hours are removed",
+     Section::Recordings, Place::CommandLineOnly, Family::None},
     {OptionId::Read, 'R', "read", "FILE", Kind::File,
      "what a FILE holds in place of caches of this host: the output of tvsi-reader, or - for that "
      "on "

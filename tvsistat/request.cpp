@@ -76,6 +76,37 @@ std::optional<double> durationFrom(std::string_view text) {
     return std::nullopt;
 }
 
+/* Nanoseconds, from 7d, 36h, 2w. */
+int64_t longTimeFrom(std::string_view what, std::string_view text) {
+    std::string_view rest = text;
+    const auto number = takeDecimal(rest);
+    constexpr std::pair<std::string_view, double> units[] = {
+        {"s", 1}, {"m", 60}, {"h", 3600}, {"d", 86400}, {"w", 604800}};
+    constexpr double most = 100.0 * 366 * 86400;
+    for (const auto& [suffix, seconds] : units) {
+        if (number && rest == suffix && *number > 0 && *number * seconds <= most) {
+            return static_cast<int64_t>(*number * seconds * 1e9);
+        }
+    }
+    refuse("{}: '{}' is no time, as 7d, 36h, 90m or 2w", what, samples::printable(text));
+}
+
+/* Bytes, from 500M, 4G; a kilobyte is 1,024. */
+uint64_t sizeFrom(std::string_view what, std::string_view text) {
+    std::string_view rest = text;
+    const auto number = takeDecimal(rest);
+    constexpr std::pair<std::string_view, int> units[] = {
+        {"K", 10}, {"M", 20}, {"G", 30}, {"T", 40}};
+    constexpr double least = 1 << 20;
+    for (const auto& [suffix, shift] : units) {
+        const double bytes = number.value_or(0) * static_cast<double>(int64_t{1} << shift);
+        if (number && rest == suffix && bytes >= least && bytes <= 1e15) {
+            return static_cast<uint64_t>(bytes);
+        }
+    }
+    refuse("{}: '{}' is no size of at least 1M, as 500M or 4G", what, samples::printable(text));
+}
+
 double durationWithin(std::string_view what, std::string_view text, double least, double most) {
     const auto seconds = durationFrom(text);
     if (!seconds || *seconds < least || *seconds > most) {
@@ -444,11 +475,15 @@ private:
     bool has(OptionId id) const {
         return std::ranges::find(options, id, &GivenOption::id) != options.end();
     }
+    RecordingRequest& recording() {
+        return request.recording ? *request.recording : request.recording.emplace();
+    }
     void exclude(OptionId one, OptionId other) const;
     void checkExclusions() const;
     void take(const GivenOption& given);
     void takeList(const GivenOption& given);
     void takeWords();
+    void takeRecording();
     void takeTimes();
     void compileNames();
     void takeOrder();
@@ -514,6 +549,20 @@ void RequestMaker::take(const GivenOption& given) {
             refuse("{}: the name is empty", where);
         }
         request.targets.push_back({id == OptionId::Brox, value});
+        break;
+    case OptionId::Write:
+        if (value.empty()) {
+            refuse("{}: the name of the file is empty", where);
+        }
+        recording().path = value;
+        break;
+    case OptionId::Keep:
+        recording().options.keepNs = longTimeFrom(where, value);
+        recording().options.isDirectory = true;
+        break;
+    case OptionId::MaxSize:
+        recording().options.mostBytes = sizeFrom(where, value);
+        recording().options.isDirectory = true;
         break;
     case OptionId::Read:
         if (value.empty()) {
@@ -640,6 +689,7 @@ void RequestMaker::take(const GivenOption& given) {
         request.annotations.meanings.push_back(meaningFrom(where, value));
         checkAnnotation(where, request.annotations.meanings.back().glob, false);
         break;
+    case OptionId::Quiet:
     case OptionId::Glob:
     case OptionId::IgnoreCase:
     case OptionId::Use:
@@ -689,6 +739,22 @@ void RequestMaker::takeWords() {
         } else {
             request.targets.push_back({!isLocation, word});
         }
+    }
+}
+
+/* With --write and nothing said of what to show, nothing is. */
+void RequestMaker::takeRecording() {
+    using enum OptionId;
+    for (const OptionId id : {Quiet, Keep, MaxSize}) {
+        if (has(id) && !has(Write)) {
+            refuse("--{} needs --write", entryOf(id).name);
+        }
+    }
+    const bool asksForView =
+        has(Once) || has(Long) || has(Json) || has(Csv) || request.interval.has_value();
+    request.isQuiet = has(Quiet) || (has(Write) && !asksForView);
+    if (request.isQuiet && !request.interval && !has(Once) && request.reads.empty()) {
+        request.interval = 1;
     }
 }
 
@@ -838,6 +904,7 @@ std::variant<Request, Failure> RequestMaker::make(int argc, const char* const* a
         take(given);
     }
     takeWords();
+    takeRecording();
     checkTogether();
     takeTimes();
     checkFields();

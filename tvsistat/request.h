@@ -6,6 +6,7 @@
 #include "exitstatus.h"
 #include "figure.h"
 #include "givenmoment.h"
+#include "recordingwriter.h"
 #include "rowmaker.h"
 #include "selection.h"
 
@@ -43,14 +44,22 @@ struct Layout {
     bool isUtc = false;
 };
 
+/* What --write asks for. */
+struct RecordingRequest {
+    std::string path;
+    samples::RecordingOptions options;
+};
+
 struct Request {
     Action action = Action::Report;
     Form form = Form::Report;
 
     std::vector<Target> targets;
-    bool takesAll = false;                 /* every cache of the host, besides the targets */
-    std::vector<std::string> reads;        /* files, or "-", instead */
-    std::optional<GivenMoment> start, end; /* of what is read */
+    bool takesAll = false;                     /* every cache of the host, besides the targets */
+    std::optional<RecordingRequest> recording; /* of all that is sampled or read */
+    bool isQuiet = false;                      /* nothing is shown: it is only recorded */
+    std::vector<std::string> reads;            /* files, or "-", instead */
+    std::optional<GivenMoment> start, end;     /* of what is read */
     double speed = 0; /* of what is read, in recorded seconds a second; 0: as fast as it can be */
     std::optional<double> interval; /* seconds */
     int count = 0;                  /* samples to show; 0: until interrupted */

@@ -32,6 +32,7 @@ struct Event {
         Back,   /* it, or one of its name, was attached again, or has appeared */
         Ended,  /* a stream that was read has come to its end */
         Notice, /* the library has printed something */
+        Mark,   /* somebody wanted to remember the moment */
         Waiting /* there is no cache yet, and it is waited for: no event for programs */
     };
     Kind kind;

@@ -11,7 +11,24 @@
 
 namespace tvsistat {
 
+namespace {
+
+/* Nothing is shown. */
+class NoView : public View {
+    void appendSample(std::string&, const Shown&) override {}
+    void appendEvent(std::string&, const Event&) override {}
+    bool shows(const statscatalogue::Kind*) override { return true; }
+    bool showsAny(const samples::Row&, const samples::Moment&, samples::Printing) override {
+        return true;
+    }
+};
+
+} // namespace
+
 std::unique_ptr<View> makeView(const Request& request, const Surroundings& surroundings) {
+    if (request.isQuiet) {
+        return std::make_unique<NoView>();
+    }
     switch (request.form) {
     case Form::Long:
         return std::make_unique<LongList>(request, surroundings);
@@ -39,7 +56,7 @@ void announce(const Request& request, View& view, std::string& text, const Event
         complain(event.sentence);
         return;
     }
-    if (request.form == Form::Json) {
+    if (request.form == Form::Json && !request.isQuiet) {
         view.appendEvent(text, event);
         return;
     }
@@ -55,7 +72,8 @@ void announce(const Request& request, View& view, std::string& text, const Event
         break;
     case Event::Kind::Gone:
     case Event::Kind::Back:
-        if (request.form == Form::Csv) {
+    case Event::Kind::Mark:
+        if (request.form == Form::Csv || request.isQuiet) {
             complain(event.sentence);
         } else {
             view.appendEvent(text, event);

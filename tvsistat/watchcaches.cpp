@@ -79,6 +79,7 @@ private:
 
     const Request& request;
     std::vector<Target> targets;
+    std::unique_ptr<Recorder> recorder;
     std::unique_ptr<View> view;
     std::deque<Showing> showings; /* by watch; one that was dropped leaves its own */
     std::vector<std::unique_ptr<CacheWatch>> watches;
@@ -94,6 +95,9 @@ void Watcher::add(Target target) {
     const auto sink = [this](const Event& event) { announce(request, *view, text, event); };
     watches.push_back(std::make_unique<CacheWatch>(request, showings.emplace_back(request, *view),
                                                    sink, std::move(target)));
+    if (recorder) {
+        watches.back()->recordTo(*recorder);
+    }
 }
 
 std::optional<Failure> Watcher::findTargets() {
@@ -145,6 +149,7 @@ bool Watcher::isOver() const {
 
 Deadline Watcher::nextDeadline() const {
     Deadline next = std::min(roundDeadline, nextScan);
+    next = recorder ? std::min(next, recorder->nextDeadline()) : next;
     for (const auto& watch : watches) {
         next = std::min(next, watch->nextDeadline());
     }
@@ -261,6 +266,14 @@ ExitStatus Watcher::run() {
         return failure->status;
     }
     catchStopSignals();
+    if (request.recording) {
+        auto opened = Recorder::open(*request.recording);
+        if (const auto* failure = std::get_if<Failure>(&opened)) {
+            complain(failure->sentence);
+            return failure->status;
+        }
+        recorder = std::move(std::get<std::unique_ptr<Recorder>>(opened));
+    }
     const bool mayComeMore = request.takesAll && request.follows;
     view = makeView(request, findSurroundings(request, targets.size() > 1 || mayComeMore));
     for (Target& target : targets) {
@@ -278,10 +291,14 @@ ExitStatus Watcher::run() {
         if (error == 0) {
             error = wait();
         }
+        if (error == 0 && recorder) {
+            recorder->advance();
+        }
         if (error == 0) {
             addNewCaches(now());
         }
     }
+    recorder.reset(); /* what it has is written, whatever comes */
     if (error == EINTR && reports == 0) {
         watches.clear(); /* ends the readers */
         dieOfStopSignal();

@@ -2,6 +2,7 @@
 #include "messagesource.h"
 #include "output.h"
 #include "printable.h"
+#include "recorder.h"
 #include "replayrange.h"
 #include "showing.h"
 #include "stopsignal.h"
@@ -83,6 +84,8 @@ void InputWatch::take(std::string& text, const samples::Message& message) {
         hasEnded = false;
     } else if (const auto* notice = std::get_if<samples::Notice>(&message)) {
         tell(text, Event::Kind::Notice, notice->times, notice->text);
+    } else if (const auto* mark = std::get_if<samples::Mark>(&message)) {
+        tell(text, Event::Kind::Mark, mark->times, "mark: " + samples::printable(mark->text));
     } else if (const auto* gone = std::get_if<samples::Lost>(&message)) {
         lose(text, *gone);
     } else if (const auto* end = std::get_if<samples::End>(&message)) {
@@ -166,6 +169,7 @@ private:
     int waitUntilDue(const samples::Message& message);
     void take(SourceMessage message);
     InputWatch* watchOf(const SourceMessage& message);
+    void record(const SourceMessage& message);
     bool isChosen(const samples::StreamHeader& header) const;
     void showRound();
     int flush();
@@ -178,9 +182,11 @@ private:
     const Request& request;
     std::unique_ptr<MessageSource> source;
     ReplayRange range;
+    std::unique_ptr<Recorder> recorder;
     std::unique_ptr<View> view;
     std::vector<std::unique_ptr<InputWatch>> watches; /* by cache; null: not chosen */
     std::deque<SourceMessage> ahead;                  /* the headers that come first */
+    std::vector<std::optional<uint32_t>> recordedAs;  /* by cache */
     std::string text;
     int64_t lastReportNs = INT64_MAX; /* real; of the last sample that was shown */
     int64_t momentNs = INT64_MIN;     /* real; of the last message */
@@ -234,6 +240,13 @@ std::optional<Failure> InputWatcher::open() {
             break;
         }
     }
+    if (request.recording) {
+        auto recording = Recorder::open(*request.recording);
+        if (auto* failure = std::get_if<Failure>(&recording)) {
+            return std::move(*failure);
+        }
+        recorder = std::move(std::get<std::unique_ptr<Recorder>>(recording));
+    }
     view = makeView(request, findSurroundings(request, numChosen > 1));
     return std::nullopt;
 }
@@ -269,6 +282,9 @@ void InputWatcher::take(SourceMessage message) {
         }
         return;
     }
+    if (recorder) {
+        record(message);
+    }
     if (watch->hasSample()) {
         showRound();
     }
@@ -282,6 +298,13 @@ void InputWatcher::take(SourceMessage message) {
     if (isComplete) {
         showRound();
     }
+}
+
+void InputWatcher::record(const SourceMessage& message) {
+    recordedAs.resize(std::max(recordedAs.size(), message.cache + 1));
+    auto& number = recordedAs[message.cache];
+    number = number ? number : recorder->newCache();
+    recorder->take(*number, message.message);
 }
 
 /* Shows what has come, in the order of the caches. */
@@ -436,6 +459,7 @@ ExitStatus InputWatcher::run() {
     while (error == 0 && view->appendRest(text)) {
         error = flush();
     }
+    recorder.reset(); /* what it has is written, whatever comes */
     if (error == EINTR && numReports() == 0) {
         dieOfStopSignal();
     }

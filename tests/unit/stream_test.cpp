@@ -78,6 +78,7 @@ Buffer someStream() {
     addSample(encoder, 9);
     encoder.add(Lost{7, "gone", {5, 6}});
     encoder.add(someHeader());
+    encoder.add(Mark{"slow since here", {7, 8}});
     encoder.add(End{{8, 9}});
     return copyOf(encoder);
 }
@@ -124,11 +125,12 @@ TEST(Stream, WhatIsWrittenIsReadInPiecesOfAnySize) {
         EXPECT_EQ(decoded.problem, "");
         EXPECT_EQ(decoded.position, bytes.size());
         EXPECT_TRUE(decoded.hasEnded);
-        ASSERT_EQ(decoded.messages.size(), 7U);
+        ASSERT_EQ(decoded.messages.size(), 8U);
         EXPECT_EQ(std::get<StreamHeader>(decoded.messages[0]), someHeader());
         EXPECT_EQ(std::get<Notice>(decoded.messages[1]), (Notice{"line\n", {3, 4}}));
         EXPECT_EQ(std::get<Lost>(decoded.messages[4]), (Lost{7, "gone", {5, 6}}));
-        EXPECT_EQ(std::get<End>(decoded.messages[6]), (End{{8, 9}}));
+        EXPECT_EQ(std::get<Mark>(decoded.messages[6]), (Mark{"slow since here", {7, 8}}));
+        EXPECT_EQ(std::get<End>(decoded.messages[7]), (End{{8, 9}}));
         EXPECT_TRUE(encode(decoded.messages) == bytes) << "what was read is written the same";
     }
 }

@@ -1,0 +1,149 @@
+/*
+ * The payload of a recording's block: the messages of one cache, as columns, and back. Private to
+ * the recording's writer and reader.
+ *
+ * The messages of a minute are encoded chunk by chunk as they come. A chunk continues the one
+ * before it: values are told by their growth since then. So the parts of a minute in the tail are
+ * read in their order, and a minute's block is its chunks one after the other, compressed as a
+ * whole.
+ *
+ *   payload    zstd( chunk* )
+ *   chunk      u32 size of each of four sections | messages | firsts | widths | planes
+ *
+ *   messages   what isn't a statistic, one message after the other: each begins with its type. Of a
+ *              sample, times and numbers as differences to the sample before, and its records: one
+ *              byte when they are those of the sample before, else how they come from it
+ *   firsts     first values of the columns that continue none
+ *   widths     for each column, bytes that the greatest growth takes; 0: it stands still
+ *   planes     for each column that moves, its growths in zigzag form: the lowest byte of all of
+ *              them, then the next one of all
+ *
+ * A column is one element of the statistics of one process, over the samples of the chunk. Numbers
+ * in sections are varints.
+ */
+#ifndef RECORDINGBLOCK_H
+#define RECORDINGBLOCK_H
+
+#include "fieldtable.h"
+#include "sample.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace samples {
+
+/* A message of a block. A header that only repeats the one that held when the minute began is
+ * carried: it was not recorded at this place. */
+struct BlockMessage {
+    bool isCarried = false;
+    Message message;
+};
+
+/* What the head says of a payload. */
+struct BlockContents {
+    int64_t firstNs = 0; /* real time of the first and last message that is not carried */
+    int64_t lastNs = 0;
+    uint32_t numSamples = 0;
+    uint32_t numOthers = 0; /* messages that are neither a sample nor a carried header */
+    uint64_t numValues = 0;
+    uint64_t longestPauseNs = 0; /* between two samples that follow each other, in real time */
+
+    bool isEmpty() const { return numSamples + numOthers == 0; }
+};
+
+/* A payload, and its size before compression. */
+struct BlockPayload {
+    std::vector<std::byte> bytes;
+    uint32_t unpacked = 0;
+};
+
+/* Collects the messages of one cache from one minute to the next. */
+class BlockEncoder {
+public:
+    BlockEncoder();
+    ~BlockEncoder();
+    BlockEncoder(const BlockEncoder&) = delete;
+    BlockEncoder& operator=(const BlockEncoder&) = delete;
+
+    /* Adds a message; the first one of all must be a StreamHeader. */
+    void add(const Message& message);
+    /* The header that holds for what is added, without its being recorded here. */
+    void carry(const StreamHeader& header) { attached = header; }
+
+    /* Of the minute, and of what has been added since partIsWritten() or clear(). */
+    const BlockContents& minute() const { return whole; }
+    const BlockContents& part() const { return current; }
+    /* Bytes that the minute takes: what bounds it besides its time. */
+    size_t size() const { return chunks.size() + arena.size(); }
+
+    /* The payload of the part; it stays the part until it is said to be written. */
+    void makePart(BlockPayload& payload);
+    void partIsWritten();
+    void makeMinute(BlockPayload& payload);
+    /* A minute is over: what was added is forgotten, but the header that holds. */
+    void clear();
+
+    const StreamHeader& header() const { return attached; }
+
+private:
+    struct KeptRecord;
+    struct KeptSample;
+    struct Series;
+
+    void addSample(const Sample& sample);
+    void linkRecords(const KeptSample& now, const KeptSample& before);
+    void putSample(const KeptSample& now, const KeptSample& before);
+    void putRecord(const KeptRecord& record);
+    void closeChunk();
+    void putColumns();
+    template <class Unsigned> void putColumn(const Series& of, size_t at);
+    void compress(std::span<const std::byte> from, BlockPayload& payload);
+
+    StreamHeader attached;
+    BlockContents whole;
+    BlockContents current;
+    int64_t lastSampleNs = 0;
+
+    std::vector<std::byte> chunks; /* of the minute, not compressed */
+    size_t partAt = 0;             /* where the part begins in it */
+
+    /* The chunk under way. The first sample is the last one of the chunk before, if there is one:
+     * the rest continues it. */
+    std::vector<std::byte> arena; /* packed statistics of the records */
+    std::vector<KeptRecord> records;
+    std::vector<KeptSample> samples;
+    bool hasBase = false;
+    std::vector<std::byte> messages;
+    std::vector<std::byte> firsts;
+    std::vector<std::byte> widths;
+    std::vector<std::byte> planes;
+
+    std::vector<Series> series; /* scratch, as the rest */
+    std::vector<uint32_t> seriesOf;
+    std::vector<uint32_t> offsets;
+    std::vector<uint64_t> growths;
+    void* context; /* zstd's */
+};
+
+/* Appends the messages of a payload, in the order in which they were added. `messages` has those of
+ * the payloads before it in the same minute, which it continues. False when it is damaged; then
+ * nothing is appended. Nothing larger than 256 MiB is made of it. */
+bool decodeBlock(std::span<const std::byte> payload, size_t unpacked, const FieldTable& table,
+                 std::vector<BlockMessage>& messages);
+
+/* The payload of a block with a catalogue, and back. */
+void encodeTable(const FieldTable& table, BlockPayload& payload);
+std::optional<FieldTable> decodeTable(std::span<const std::byte> payload, size_t unpacked);
+
+/* Two headers are of the same cache. */
+bool isSameCache(const StreamHeader& one, const StreamHeader& other);
+
+/* Checksum of a cache's name, by which heads tell caches apart. */
+uint32_t cacheSum(const StreamHeader& header);
+
+} // namespace samples
+
+#endif

@@ -1,0 +1,50 @@
+/* Records what caches say while they are watched. For one thread. */
+#ifndef RECORDER_H
+#define RECORDER_H
+
+#include "exitstatus.h"
+#include "recordingwriter.h"
+#include "request.h"
+#include "stopsignal.h"
+
+#include <memory>
+#include <variant>
+
+namespace tvsistat {
+
+/* Where all messages of caches go, before anything of them is chosen or shown. */
+class MessageSink {
+public:
+    virtual ~MessageSink() = default;
+    /* A number for a cache, that of no other. */
+    virtual uint32_t newCache() = 0;
+    /* A message of that cache; its first one must be a StreamHeader. */
+    virtual void take(uint32_t cache, const samples::Message& message) = 0;
+};
+
+class Recorder : public MessageSink {
+public:
+    /* Opens what --write names, or says why it can't be written. */
+    static std::variant<std::unique_ptr<Recorder>, samples::Failure>
+    open(const RecordingRequest& asked);
+
+    uint32_t newCache() override { return caches++; }
+    void take(uint32_t cache, const samples::Message& message) override;
+
+    /* When advance() is to be called at the latest, so that what was taken is written. */
+    Deadline nextDeadline() const;
+    void advance();
+
+    samples::RecordingWriter& recording() { return writer; }
+
+private:
+    explicit Recorder(samples::RecordingWriter opened) : writer(std::move(opened)) {}
+    void tell();
+
+    samples::RecordingWriter writer;
+    uint32_t caches = 0;
+};
+
+} // namespace tvsistat
+
+#endif
