@@ -59,10 +59,6 @@ Number gaugeOf(const Metric& metric, std::span<const Process> processes) {
     }
 }
 
-std::string kindLabel(const Kind& kind) {
-    return "kind=\"" + std::string(kind.shortName) + '"';
-}
-
 /* Different processes may be alike in them. */
 std::string processLabels(const Record& record) {
     std::string labels = kindLabel(*record.kind);
@@ -75,6 +71,10 @@ std::string processLabels(const Record& record) {
 }
 
 } // namespace
+
+std::string kindLabel(const Kind& kind) {
+    return "kind=\"" + std::string(kind.shortName) + '"';
+}
 
 MetricPlan::MetricPlan(const SeriesChoice& choice) {
     for (const Kind& kind : statscatalogue::kinds()) {

@@ -69,6 +69,9 @@ struct Group {
     std::vector<samples::Number> values; /* by metric; nothing: there is no series */
 };
 
+/* kind="vok": the first of a group's labels, and of a kind's the only one. */
+std::string kindLabel(const statscatalogue::Kind& kind);
+
 inline constexpr size_t numProcessStates = 5;
 
 /* A cache at the moment of a sample. */

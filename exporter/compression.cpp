@@ -1,5 +1,6 @@
 #include "compression.h"
 
+#include <array>
 #include <utility>
 #include <zlib.h>
 
@@ -11,30 +12,44 @@ constexpr int effort = Z_BEST_SPEED;
 constexpr int rawDeflate = -15;
 constexpr int memoryLevel = 8;
 
-/* Appends the text as deflate blocks, ended as `flush` says. */
-bool appendDeflated(std::string& bytes, std::string_view text, int flush) {
-    z_stream stream{};
-    if (deflateInit2(&stream, effort, Z_DEFLATED, rawDeflate, memoryLevel, Z_DEFAULT_STRATEGY) !=
-        Z_OK) {
-        return false;
+/* Deflate blocks of a text that comes in parts. */
+class Deflater {
+public:
+    Deflater() {
+        isGood = deflateInit2(&stream, effort, Z_DEFLATED, rawDeflate, memoryLevel,
+                              Z_DEFAULT_STRATEGY) == Z_OK;
     }
-    const size_t begin = bytes.size();
-    constexpr size_t flushRoom = 16;
-    bytes.resize(begin + deflateBound(&stream, text.size()) + flushRoom);
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
-    stream.avail_in = static_cast<uInt>(text.size());
-    stream.next_out = reinterpret_cast<Bytef*>(bytes.data() + begin);
-    stream.avail_out = static_cast<uInt>(bytes.size() - begin);
-    const int result = deflate(&stream, flush);
-    bytes.resize(begin + stream.total_out);
-    bytes.shrink_to_fit();
-    deflateEnd(&stream);
-    return stream.avail_in == 0 && (result == Z_STREAM_END || flush != Z_FINISH);
-}
+    ~Deflater() { deflateEnd(&stream); }
+    Deflater(const Deflater&) = delete;
+    Deflater& operator=(const Deflater&) = delete;
 
-uint32_t checksumOf(std::string_view text) {
+    /* Appends what the text has become; all of it when `flush` asks for that. False when it could
+     * not be, now or before. */
+    bool append(std::string& bytes, std::string_view text, int flush) {
+        stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+        stream.avail_in = static_cast<uInt>(text.size());
+        while (isGood) {
+            std::array<char, 32768> piece;
+            stream.next_out = reinterpret_cast<Bytef*>(piece.data());
+            stream.avail_out = static_cast<uInt>(piece.size());
+            const int result = deflate(&stream, flush);
+            bytes.append(piece.data(), piece.size() - stream.avail_out);
+            isGood = result == Z_OK || result == Z_STREAM_END || result == Z_BUF_ERROR;
+            if (stream.avail_out > 0) {
+                break;
+            }
+        }
+        return isGood;
+    }
+
+private:
+    z_stream stream{};
+    bool isGood;
+};
+
+uint32_t checksumOf(std::string_view text, uint32_t before = 0) {
     return static_cast<uint32_t>(
-        crc32_z(0, reinterpret_cast<const Bytef*>(text.data()), text.size()));
+        crc32_z(before, reinterpret_cast<const Bytef*>(text.data()), text.size()));
 }
 
 void appendLittleEndian(std::string& bytes, uint32_t number) {
@@ -45,18 +60,34 @@ void appendLittleEndian(std::string& bytes, uint32_t number) {
 
 } // namespace
 
-std::shared_ptr<const GzipPiece> beginGzip(std::string_view text) {
+struct GzipBeginning::State {
+    Deflater deflater;
+    bool isGood = true;
+};
+
+GzipBeginning::GzipBeginning() : state(std::make_unique<State>()) {
     constexpr std::string_view head("\x1F\x8B\x08\0\0\0\0\0\x04\xFF", 10); /* no name, no time */
-    GzipPiece piece{std::string(head), checksumOf(text), text.size()};
-    return appendDeflated(piece.bytes, text, Z_FULL_FLUSH)
-               ? std::make_shared<const GzipPiece>(std::move(piece))
-               : nullptr;
+    piece.bytes = head;
+}
+
+GzipBeginning::~GzipBeginning() = default;
+
+void GzipBeginning::add(std::string_view text) {
+    piece.checksum = checksumOf(text, piece.checksum);
+    piece.textSize += text.size();
+    state->isGood = state->deflater.append(piece.bytes, text, Z_NO_FLUSH);
+}
+
+std::shared_ptr<const GzipPiece> GzipBeginning::end() {
+    const bool isGood = state->deflater.append(piece.bytes, "", Z_FULL_FLUSH) && state->isGood;
+    piece.bytes.shrink_to_fit();
+    return isGood ? std::make_shared<const GzipPiece>(std::move(piece)) : nullptr;
 }
 
 std::shared_ptr<const std::string> endGzip(const std::shared_ptr<const GzipPiece>& piece,
                                            std::string_view text) {
     std::string bytes;
-    if (piece == nullptr || !appendDeflated(bytes, text, Z_FINISH)) {
+    if (piece == nullptr || !Deflater().append(bytes, text, Z_FINISH)) {
         return nullptr;
     }
     const auto checksum =

@@ -10,15 +10,30 @@
 
 namespace exporter {
 
-/* The beginning of a gzip file: its head and the text, ended at a byte. */
+/* The beginning of a gzip file: its head and a text, ended at a byte. */
 struct GzipPiece {
     std::string bytes;
     uint32_t checksum = 0; /* CRC-32 of the text */
     uint64_t textSize = 0;
 };
 
-/* Null when there is no memory for it. */
-std::shared_ptr<const GzipPiece> beginGzip(std::string_view text);
+/* Makes such a beginning of a text that comes in parts. */
+class GzipBeginning {
+public:
+    GzipBeginning();
+    ~GzipBeginning();
+    GzipBeginning(const GzipBeginning&) = delete;
+    GzipBeginning& operator=(const GzipBeginning&) = delete;
+
+    void add(std::string_view text);
+    /* Null when there was no memory for it. No part may follow. */
+    std::shared_ptr<const GzipPiece> end();
+
+private:
+    struct State;
+    std::unique_ptr<State> state;
+    GzipPiece piece;
+};
 
 /* What makes a gzip file of the piece and the text behind it; null when there is no piece, or no
  * memory. */

@@ -11,6 +11,8 @@ using samples::MetricFamily;
 using samples::Number;
 using statscatalogue::Kind;
 
+constexpr size_t enoughText = 65536;
+
 /* The groups are sorted by their labels, which begin with the kind. */
 std::span<const Group> groupsOf(std::span<const Group> groups, const Kind& kind) {
     const auto isOther = [&](const Group& group) { return group.kind != &kind; };
@@ -97,19 +99,93 @@ size_t Exposition::seriesOf(std::span<const LiveCache> caches, bool hasProcesses
     return count;
 }
 
-void Exposition::appendFamilies(MetricWriter& writer, std::span<const LiveCache> caches,
-                                std::vector<Group> Picture::*groups, std::string_view front) const {
+/* Of as many caches as there may be at a time, and a few that have gone. */
+const Exposition::KindLines& Exposition::linesOf(std::string_view labels) {
+    const auto known = std::ranges::find(lines, labels, &KindLines::labels);
+    if (known != lines.end()) {
+        lines.splice(lines.begin(), lines, known);
+        return lines.front();
+    }
+    lines.push_front({std::string(labels), {}});
+    auto& beginnings = lines.front().beginnings;
+    for (size_t number = 0; number < parts.size(); number++) {
+        const MetricFamily& family = samples::metricFamilies()[number];
+        auto& own = beginnings.emplace_back();
+        for (const Part& part : parts[number]) {
+            std::string& text = own.emplace_back(family.name);
+            text += family.ending();
+            text += '{';
+            text += labels;
+            text += labels.empty() ? "" : ",";
+            text += kindLabel(*part.kind);
+            text += part.place->labels.empty() ? "" : ",";
+            text += part.place->labels;
+            text += "} ";
+        }
+    }
+    return lines.front();
+}
+
+void Exposition::appendKinds(std::string& text, TextForm form, std::span<const LiveCache> caches,
+                             const Sink& sink) {
+    struct Shown {
+        const KindLines* lines;
+        std::array<const Group*, SHRPC_numStatTypes> groups{};
+    };
+    std::vector<Shown> shown;
+    for (const LiveCache& cache : caches) {
+        Shown& own = shown.emplace_back(Shown{&linesOf(cache.labels), {}});
+        for (const Group& group : cache.picture->kinds) {
+            own.groups[static_cast<size_t>(group.kind->index)] = &group;
+        }
+    }
+    constexpr size_t linesToSpare = 8;
+    while (lines.size() > caches.size() + linesToSpare) {
+        lines.pop_back();
+    }
+    MetricWriter writer(text, form);
+    for (size_t number = 0; number < parts.size(); number++) {
+        const MetricFamily& family = samples::metricFamilies()[number];
+        bool hasBegun = false;
+        for (const Shown& cache : shown) {
+            for (size_t i = 0; i < parts[number].size(); i++) {
+                const Part& part = parts[number][i];
+                const Group* group = cache.groups[static_cast<size_t>(part.kind->index)];
+                if (group == nullptr || !group->values[part.index]) {
+                    continue;
+                }
+                if (!hasBegun) {
+                    writer.begin({.stem = family.stem(),
+                                  .help = family.help,
+                                  .isCounter = family.isCounter,
+                                  .unit = family.unit()});
+                    hasBegun = true;
+                }
+                text += cache.lines->beginnings[number][i];
+                appendMetricNumber(text, group->values[part.index], family.scale.factor);
+                text += '\n';
+            }
+        }
+        if (text.size() >= enoughText) {
+            sink(text);
+        }
+    }
+}
+
+void Exposition::appendProcesses(std::string& text, TextForm form,
+                                 std::span<const LiveCache> caches, const Sink& sink) const {
     /* By cache and kind. */
     std::vector<std::array<std::span<const Group>, SHRPC_numStatTypes>> found(caches.size());
     for (size_t i = 0; i < caches.size(); i++) {
         for (const Kind& kind : statscatalogue::kinds()) {
-            found[i][static_cast<size_t>(kind.index)] = groupsOf(caches[i].picture->*groups, kind);
+            found[i][static_cast<size_t>(kind.index)] =
+                groupsOf(caches[i].picture->processes, kind);
         }
     }
+    MetricWriter writer(text, form);
     std::string labels;
-    const auto families = samples::metricFamilies();
-    for (size_t number = 0; number < families.size(); number++) {
-        const MetricFamily& family = families[number];
+    for (size_t number = 0; number < parts.size(); number++) {
+        const MetricFamily& family = samples::metricFamilies()[number];
         bool hasBegun = false;
         for (size_t i = 0; i < caches.size(); i++) {
             for (const Part& part : parts[number]) {
@@ -119,8 +195,8 @@ void Exposition::appendFamilies(MetricWriter& writer, std::span<const LiveCache>
                         continue;
                     }
                     if (!hasBegun) {
-                        writer.begin(
-                            {front, family.stem(), family.help, family.isCounter, family.unit()});
+                        writer.begin({"tvsi_process_", family.stem(), family.help, family.isCounter,
+                                      family.unit()});
                         hasBegun = true;
                     }
                     labels = group.labels;
@@ -129,6 +205,9 @@ void Exposition::appendFamilies(MetricWriter& writer, std::span<const LiveCache>
                     writer.add(caches[i].labels, labels, value, family.scale.factor);
                 }
             }
+        }
+        if (text.size() >= enoughText) {
+            sink(text);
         }
     }
 }
@@ -170,15 +249,15 @@ void Exposition::appendCaches(MetricWriter& writer, std::span<const LiveCache> c
 }
 
 void Exposition::append(std::string& text, TextForm form, std::span<const LiveCache> caches,
-                        bool hasProcesses) const {
-    MetricWriter writer(text, form);
+                        bool hasProcesses, const Sink& sink) {
     if (caches.empty()) {
         return;
     }
+    MetricWriter writer(text, form);
     appendCaches(writer, caches);
-    appendFamilies(writer, caches, &Picture::kinds, "tvsi_");
+    appendKinds(text, form, caches, sink);
     if (hasProcesses) {
-        appendFamilies(writer, caches, &Picture::processes, "tvsi_process_");
+        appendProcesses(text, form, caches, sink);
     }
 }
 

@@ -8,6 +8,8 @@
 #include "accumulation.h"
 
 #include <array>
+#include <functional>
+#include <list>
 #include <span>
 #include <string>
 #include <string_view>
@@ -56,8 +58,11 @@ class Exposition {
 public:
     explicit Exposition(const MetricPlan& plan);
 
+    /* Where text goes once there is enough of it; takes it away, or lets it grow. */
+    using Sink = std::function<void(std::string& text)>;
+
     void append(std::string& text, TextForm form, std::span<const LiveCache> caches,
-                bool hasProcesses) const;
+                bool hasProcesses, const Sink& sink);
     /* How many series there are. */
     static size_t seriesOf(std::span<const LiveCache> caches, bool hasProcesses);
 
@@ -68,11 +73,22 @@ private:
         const samples::MetricPlace* place;
         size_t index;
     };
-    void appendFamilies(MetricWriter& writer, std::span<const LiveCache> caches,
-                        std::vector<Group> Picture::*groups, std::string_view front) const;
+    /* The beginnings of the series of a cache's kinds, up to their numbers, by family and part:
+     * they stay as they are. */
+    struct KindLines {
+        std::string labels; /* of the cache */
+        std::vector<std::vector<std::string>> beginnings;
+    };
+
+    const KindLines& linesOf(std::string_view labels);
+    void appendKinds(std::string& text, TextForm form, std::span<const LiveCache> caches,
+                     const Sink& sink);
+    void appendProcesses(std::string& text, TextForm form, std::span<const LiveCache> caches,
+                         const Sink& sink) const;
     static void appendCaches(MetricWriter& writer, std::span<const LiveCache> caches);
 
     std::vector<std::vector<Part>> parts; /* by family */
+    std::list<KindLines> lines;
 };
 
 } // namespace exporter

@@ -61,33 +61,58 @@ void appendCacheSeries(MetricWriter& writer, const BoardState& state, Clock::tim
 
 } // namespace
 
-/* The rendering of these caches' last samples; made anew when one of them has changed. */
-Scraper::Rendering& Scraper::render(TextForm form, const BoardState& state, Clock::time_point now) {
-    std::vector<std::shared_ptr<const Picture>> pictures;
-    std::vector<std::string> labels;
+/* That of these caches' last samples; a new one when one of them has changed. */
+Scraper::Rendering& Scraper::renderingOf(TextForm form, const BoardState& state,
+                                         Clock::time_point now) {
+    Rendering wanted;
+    std::vector<LiveCache> live;
     for (const CacheStatus& cache : state.caches) {
         if (cache.isLive(now)) {
-            pictures.push_back(cache.picture);
-            labels.push_back(cache.labels);
+            wanted.pictures.push_back(cache.picture);
+            wanted.labels.push_back(cache.labels);
+            live.push_back({cache.labels, cache.picture.get()});
         }
     }
     Rendering& rendering = renderings[static_cast<size_t>(form)];
-    if (rendering.text != nullptr && rendering.pictures == pictures && rendering.labels == labels) {
-        return rendering;
+    if (rendering.pictures != wanted.pictures || rendering.labels != wanted.labels) {
+        wanted.isLimited =
+            choice.isPerProcess && Exposition::seriesOf(live, true) > choice.maxSeries;
+        rendering = std::move(wanted);
     }
-    const size_t sizeBefore = rendering.text != nullptr ? rendering.text->size() : 0;
-    rendering = {std::move(pictures), std::move(labels), nullptr, nullptr, false};
+    return rendering;
+}
+
+void Scraper::append(std::string& text, const Rendering& rendering, TextForm form,
+                     const Exposition::Sink& sink) {
     std::vector<LiveCache> live;
     for (size_t i = 0; i < rendering.pictures.size(); i++) {
         live.push_back({rendering.labels[i], rendering.pictures[i].get()});
     }
-    rendering.isLimited =
-        choice.isPerProcess && Exposition::seriesOf(live, true) > choice.maxSeries;
-    std::string text;
-    text.reserve(sizeBefore + sizeBefore / 16);
-    exposition.append(text, form, live, choice.isPerProcess && !rendering.isLimited);
-    rendering.text = std::make_shared<const std::string>(std::move(text));
-    return rendering;
+    exposition.append(text, form, live, choice.isPerProcess && !rendering.isLimited, sink);
+}
+
+void Scraper::render(Rendering& rendering, TextForm form) {
+    if (rendering.text == nullptr) {
+        std::string text;
+        append(text, rendering, form, [](std::string& /*grows*/) {});
+        text.shrink_to_fit();
+        rendering.text = std::make_shared<const std::string>(std::move(text));
+    }
+}
+
+/* Piece by piece, so that the text as a whole needs no room. */
+void Scraper::compress(Rendering& rendering, TextForm form) {
+    if (rendering.compressed == nullptr) {
+        GzipBeginning beginning;
+        const auto take = [&](std::string& piece) {
+            beginning.add(piece);
+            piece.clear();
+        };
+        std::string text;
+        append(text, rendering, form, take);
+        take(text);
+        rendering.compressed = beginning.end();
+    }
 }
 
 std::string Scraper::ownSeries(TextForm form, const BoardState& state, const HttpTraffic& traffic,
@@ -130,7 +155,7 @@ HttpAnswer Scraper::metrics(const HttpRequest& request, const HttpTraffic& traff
     const auto begun = Clock::now();
     const auto state = board.state();
     const TextForm form = formFor(request.accept);
-    Rendering& rendering = render(form, *state, begun);
+    Rendering& rendering = renderingOf(form, *state, begun);
     auto own = std::make_shared<const std::string>(
         ownSeries(form, *state, traffic, rendering.isLimited, begun));
     HttpAnswer answer;
@@ -138,15 +163,16 @@ HttpAnswer Scraper::metrics(const HttpRequest& request, const HttpTraffic& traff
                              ? "application/openmetrics-text; version=1.0.0; charset=utf-8"
                              : "text/plain; version=0.0.4; charset=utf-8";
     answer.headers.emplace_back("Vary", "Accept, Accept-Encoding");
-    answer.body = {rendering.text, own};
     if (takesGzip(request.acceptEncoding)) {
-        if (rendering.compressed == nullptr) {
-            rendering.compressed = beginGzip(*rendering.text);
-        }
+        compress(rendering, form);
         if (auto end = endGzip(rendering.compressed, *own)) {
             answer.headers.emplace_back("Content-Encoding", "gzip");
             answer.body = {{rendering.compressed, &rendering.compressed->bytes}, std::move(end)};
         }
+    }
+    if (answer.body.empty()) {
+        render(rendering, form);
+        answer.body = {rendering.text, std::move(own)};
     }
     lastDuration = Clock::now() - begun;
     wholeDuration += lastDuration;

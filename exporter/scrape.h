@@ -28,20 +28,24 @@ public:
     HttpAnswer readiness() const;
 
 private:
-    /* The caches' series in one form. */
+    /* The caches' series in one form, and what was made of them: null until somebody wants it. */
     struct Rendering {
-        std::vector<std::shared_ptr<const Picture>> pictures; /* of which it was made */
-        std::vector<std::string> labels;                      /* of the caches */
-        std::shared_ptr<const std::string> text;
-        std::shared_ptr<const GzipPiece> compressed; /* null until somebody wants it so */
+        std::vector<std::shared_ptr<const Picture>> pictures;
+        std::vector<std::string> labels; /* of the caches */
         bool isLimited = false;
+        std::shared_ptr<const std::string> text;
+        std::shared_ptr<const GzipPiece> compressed;
     };
-    Rendering& render(TextForm form, const BoardState& state, Clock::time_point now);
+    Rendering& renderingOf(TextForm form, const BoardState& state, Clock::time_point now);
+    void render(Rendering& rendering, TextForm form);
+    void compress(Rendering& rendering, TextForm form);
+    void append(std::string& text, const Rendering& rendering, TextForm form,
+                const Exposition::Sink& sink);
     std::string ownSeries(TextForm form, const BoardState& state, const HttpTraffic& traffic,
                           bool isLimited, Clock::time_point now) const;
 
     const SeriesChoice& choice;
-    const Exposition exposition;
+    Exposition exposition;
     const Board& board;
     std::array<Rendering, 2> renderings; /* by form */
     uint64_t scrapes = 0;

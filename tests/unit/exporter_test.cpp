@@ -44,7 +44,7 @@ public:
     std::string text(TextForm form = TextForm::Prometheus) const {
         std::string text;
         const LiveCache cache{"cache=\"c\"", sums.picture().get()};
-        Exposition(plan).append(text, form, {&cache, 1}, choice.isPerProcess);
+        Exposition(plan).append(text, form, {&cache, 1}, choice.isPerProcess, [](std::string&) {});
         return text;
     }
     /* What stands behind the series; "none" when it isn't there, "twice" when it is. */
