@@ -47,9 +47,19 @@ constexpr std::string_view withoutEnd(std::string_view text, std::string_view en
     return text.ends_with(end) ? text.substr(0, text.size() - end.size()) : text;
 }
 
+/* As std::string_view::find, which gcc can't evaluate on parts of constants while it compiles with
+ * sanitizers. */
+constexpr size_t placeOf(std::string_view part, std::string_view text) {
+    size_t place = 0;
+    while (place < text.size() && !text.substr(place).starts_with(part)) {
+        place++;
+    }
+    return place < text.size() ? place : std::string_view::npos;
+}
+
 /* The text without the first place of the part. */
 constexpr NameText without(std::string_view text, std::string_view part) {
-    const size_t at = text.find(part);
+    const size_t at = placeOf(part, text);
     NameText rest;
     rest.append(text.substr(0, at));
     if (at != std::string_view::npos) {
@@ -67,7 +77,7 @@ constexpr NameText withoutUnit(std::string_view name, Unit unit) {
         case Unit::Microseconds:
             return "MicroSecs";
         case Unit::Kilobytes:
-            return name.find("KBytes") != std::string_view::npos ? "KBytes" : "Kb";
+            return placeOf("KBytes", name) != std::string_view::npos ? "KBytes" : "Kb";
         case Unit::Megabytes:
             return "MB";
         case Unit::Bytes:
@@ -126,7 +136,7 @@ constexpr std::string_view queueOf(std::string_view name) {
 constexpr std::string_view pageMark = "_REP_";
 
 constexpr bool isByPage(std::string_view name) {
-    return name.find(pageMark) != std::string_view::npos;
+    return placeOf(pageMark, name) != std::string_view::npos;
 }
 
 /* The family's words, without block, unit and type. */
@@ -160,7 +170,7 @@ constexpr NameText labelsOf(const Field& field) {
     NameText labels;
     const std::string_view name = field.name;
     if (isByPage(name)) {
-        const size_t at = name.find(pageMark);
+        const size_t at = placeOf(pageMark, name);
         const std::string_view page = name.substr(at + pageMark.size());
         labels.append("owner=\"");
         labels.append(name.substr(0, at) == "brx" ? "brox" : name.substr(0, at));
