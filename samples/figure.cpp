@@ -61,21 +61,6 @@ Figure elementFigure(const Kind& kind, const FieldPlace& place, size_t element,
     return figure;
 }
 
-Figure derivedFigure(const Kind& kind, const DerivedFigure& derived) {
-    Figure figure{&kind, nullptr,        &derived,     0,
-                  0,     Meaning::Gauge, derived.unit, derived.aggregation};
-    size_t next = 0;
-    for (const auto& terms : {derived.numerator, derived.denominator}) {
-        for (const auto& term : terms) {
-            if (const auto place = findField(kind, term.field)) {
-                figure.terms[next] = {place->packedOffset, place->field->type};
-            }
-            next++;
-        }
-    }
-    return figure;
-}
-
 void appendElements(std::vector<Figure>& figures, const Kind& kind, const FieldPlace& place,
                     const Annotations& annotations) {
     for (size_t element = 0; element < place.field->count; element++) {
@@ -112,6 +97,21 @@ const Annotations::LabelOf* findLabel(const Annotations& annotations, std::strin
 }
 
 } // namespace
+
+Figure derivedFigure(const Kind& kind, const DerivedFigure& derived) {
+    Figure figure{&kind, nullptr,        &derived,     0,
+                  0,     Meaning::Gauge, derived.unit, derived.aggregation};
+    size_t next = 0;
+    for (const auto& terms : {derived.numerator, derived.denominator}) {
+        for (const auto& term : terms) {
+            if (const auto place = findField(kind, term.field)) {
+                figure.terms[next] = {place->packedOffset, place->field->type};
+            }
+            next++;
+        }
+    }
+    return figure;
+}
 
 bool Figure::hasGrowth() const {
     return field != nullptr && !isCode(meaning) && meaning != Meaning::EventTime;

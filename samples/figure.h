@@ -92,6 +92,10 @@ struct Figure {
 /* All figures of a kind: its fields in the order of the record, then the derived ones. */
 std::vector<Figure> figuresOf(const statscatalogue::Kind& kind, const Annotations& annotations);
 
+/* A derived figure, also one of a whole cache, of a kind that has it. */
+Figure derivedFigure(const statscatalogue::Kind& kind,
+                     const statscatalogue::DerivedFigure& derived);
+
 /* The figures that a name stands for in a kind's records: a field, one element ("name[i]"), all
  * elements of an array ("name"), a label, or a derived figure. Empty when the kind has none. */
 std::vector<Figure> figuresNamed(const statscatalogue::Kind& kind, std::string_view name,

@@ -227,12 +227,20 @@ void CacheWatch::readOn() {
 
 void CacheWatch::take(samples::Message message) {
     record(message);
-    if (const auto* header = std::get_if<samples::StreamHeader>(&message)) {
-        shown.begin(*header);
+    if (auto* header = std::get_if<samples::StreamHeader>(&message)) {
+        /* An attach that fails knows little of the cache: what was known stays. */
+        if (hasRun) {
+            announced = std::move(*header);
+        } else {
+            shown.begin(*header);
+        }
         wallClockWasSet();
         const double untilFirst = request.isAligned ? request.interval.value_or(0) : 0;
         due = now() + nanoseconds(untilFirst) + sampleLimit;
     } else if (auto* sample = std::get_if<samples::Sample>(&message)) {
+        if (announced) {
+            shown.begin(*std::exchange(announced, std::nullopt));
+        }
         if (saidWaiting) {
             tell(Event::Kind::Back, sample->times, ExitStatus::Ok,
                  fmt::format("{} is {}: monitor {}", cacheTitle(shown.header()),
@@ -337,6 +345,24 @@ void CacheWatch::release() {
 void CacheWatch::tell(Event::Kind kind, const samples::Times& times, ExitStatus status,
                       std::string_view sentence) {
     events({kind, shown.header(), times, status, sentence});
+}
+
+std::optional<size_t> findDouble(std::span<const std::unique_ptr<CacheWatch>> watches) {
+    const auto hasCache = [](const CacheWatch& watch) {
+        return watch.phase() == CacheWatch::Phase::Running ||
+               (watch.phase() == CacheWatch::Phase::Over && !watch.failure());
+    };
+    for (size_t i = 1; i < watches.size(); i++) {
+        const auto& header = watches[i]->showing().header();
+        for (size_t j = 0; j < i && hasCache(*watches[i]); j++) {
+            const auto& other = watches[j]->showing().header();
+            if (hasCache(*watches[j]) && !header.location.empty() &&
+                header.location == other.location && header.monitorPid == other.monitorPid) {
+                return i;
+            }
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace tvsistat

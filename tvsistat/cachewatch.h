@@ -18,7 +18,9 @@
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -111,6 +113,7 @@ private:
     const Target watched;
     Phase state = Phase::Waiting;
     std::optional<Reading> reading;
+    std::optional<samples::StreamHeader> announced; /* of this reader, until its first sample */
     std::optional<Reading> successor;
     std::optional<samples::StreamHeader> successorHeader;
     Deadline due; /* of the next step, or of the reader's next word */
@@ -127,6 +130,10 @@ private:
     MessageSink* recorder = nullptr;
     uint32_t recordedAs = 0;
 };
+
+/* Of two watches that turn out to have the same cache, also when the first has already shown all
+ * that was asked for, the second one; nothing when there are no two. */
+std::optional<size_t> findDouble(std::span<const std::unique_ptr<CacheWatch>> watches);
 
 } // namespace tvsistat
 

@@ -1,6 +1,7 @@
 /* tvsistat: reports live statistics of the processes that use a shared page cache. */
 #include "discovery.h"
 #include "listings.h"
+#include "livescreen.h"
 #include "optiontable.h"
 #include "output.h"
 #include "request.h"
@@ -50,7 +51,7 @@ ExitStatus printCaches(const Request& request) {
     return print(listCaches(request, std::get<samples::CacheListings>(found)));
 }
 
-ExitStatus serve(const Request& request) {
+ExitStatus serve(Request& request) {
     switch (request.action) {
     case Action::Help:
         return print(helpText(std::min(terminalWidth(), widestHelp)));
@@ -67,12 +68,15 @@ ExitStatus serve(const Request& request) {
     case Action::Report:
         break;
     }
+    if (request.isLive) {
+        return liveScreen(request);
+    }
     return request.reads.empty() ? watchCaches(request) : watchInput(request);
 }
 
 ExitStatus run(int argc, const char* const* argv) {
     std::signal(SIGPIPE, SIG_IGN);
-    const auto request = requestFrom(argc, argv);
+    auto request = requestFrom(argc, argv);
     if (const auto* failure = std::get_if<Failure>(&request)) {
         return fail(*failure);
     }

@@ -55,6 +55,9 @@ constexpr auto table = std::to_array<OptionEntry>({
      "N times as fast as it was recorded; max, as without it: as fast as it can be",
      Section::Recordings, Place::CommandLineOnly, Family::None},
 
+    {OptionId::Live, 'i', "interactive", "", Kind::None,
+     "the live screen, until q is pressed; ? shows its keys", Section::Forms,
+     Place::CommandLineOnly, Family::Form},
     {OptionId::Once, '1', "once", "", Kind::None,
      "one report; with INTERVAL it is made at its end and has the rates over it", Section::Forms,
      Place::CommandLineOnly, Family::None},

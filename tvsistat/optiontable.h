@@ -26,6 +26,7 @@ enum class OptionId : uint8_t {
     End,
     Interval,
     Speed,
+    Live,
     Once,
     Long,
     Json,

@@ -511,6 +511,8 @@ void RequestMaker::checkExclusions() const {
         {Total, Delta}, {Width, Wide},  {Fields, Include}, {Fields, Exclude}, {Fields, Group},
         {Read, Wait},   {Read, Follow}, {Once, Follow},    {Export, Long},    {Export, Json},
         {Export, Csv},  {Export, Rate}, {Export, Total},   {Export, Delta},   {Read, Align},
+        {Live, Once},   {Live, Long},   {Live, Json},      {Live, Csv},       {Live, Sum},
+        {Live, Top},    {Live, Write},  {Live, Read},      {Live, Export},
     };
     for (const auto& [one, other] : pairs) {
         exclude(one, other);
@@ -587,6 +589,9 @@ void RequestMaker::take(const GivenOption& given) {
         break;
     case OptionId::Follow:
         request.follows = true;
+        break;
+    case OptionId::Live:
+        request.isLive = true;
         break;
     case OptionId::Once:
         request.isOnce = true;
@@ -765,6 +770,10 @@ void RequestMaker::takeTimes() {
             refuse("--once and a COUNT of {} exclude each other", request.count);
         }
         request.count = 1;
+    } else if (request.isLive) {
+        if (request.count != 0) {
+            refuse("--interactive and a COUNT exclude each other");
+        }
     } else if (!request.interval && request.reads.empty()) {
         request.count = 1;
     }

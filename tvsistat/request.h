@@ -63,6 +63,7 @@ struct Request {
     double speed = 0; /* of what is read, in recorded seconds a second; 0: as fast as it can be */
     std::optional<double> interval; /* seconds */
     int count = 0;                  /* samples to show; 0: until interrupted */
+    bool isLive = false;            /* the live screen instead of reports */
     bool isOnce = false;            /* the one report is made at the end of the interval */
     std::optional<double> wait;     /* seconds; 0: for ever */
     bool follows = false;

@@ -68,7 +68,7 @@ void Showing::release() {
 }
 
 void Showing::append(std::string& text) {
-    const samples::History& showing = held ? *held : history;
+    const samples::History& showing = picture();
     const samples::Moment moment = showing.moment();
     const Printing printing =
         request.printing.value_or(moment.seconds > 0 ? Printing::Rate : Printing::Total);

@@ -31,6 +31,8 @@ public:
 
     /* Every sample; empty before the first. */
     const samples::History& taken() const { return history; }
+    /* What is shown: the same, or what is held. */
+    const samples::History& picture() const { return held ? *held : history; }
 
     /* Keeps showing the last sample, and its rates, while further ones are taken; there must have
      * been one. */

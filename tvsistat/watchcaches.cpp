@@ -4,13 +4,13 @@
 #include "discovery.h"
 #include "output.h"
 #include "stopsignal.h"
+#include "targets.h"
 #include "verdict.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <deque>
 #include <memory>
-#include <thread>
 
 namespace tvsistat {
 namespace {
@@ -31,39 +31,12 @@ Deadline now() {
     return std::chrono::steady_clock::now();
 }
 
-/* Every cache of the host as a target, or why there is none. Waits as the request says. */
-std::variant<std::vector<Target>, Failure> allTargets(const Request& request) {
-    const Deadline start = now();
-    for (bool saidSo = false;; saidSo = true) {
-        auto found = samples::listCaches();
-        if (auto* caches = std::get_if<samples::CacheListings>(&found)) {
-            std::vector<Target> targets;
-            for (auto& cache : *caches) {
-                targets.push_back({false, std::move(cache.location)});
-            }
-            return targets;
-        }
-        auto& failure = std::get<Failure>(found);
-        const bool waits =
-            request.wait && failure.status == ExitStatus::NoCache &&
-            (*request.wait == 0 || now() - start < std::chrono::duration<double>(*request.wait));
-        if (!waits) {
-            return std::move(failure);
-        }
-        if (!saidSo) {
-            complain(failure.sentence + "; waiting for one");
-        }
-        std::this_thread::sleep_for(250ms);
-    }
-}
-
 class Watcher {
 public:
     explicit Watcher(const Request& asked) : request(asked) {}
     ExitStatus run();
 
 private:
-    std::optional<Failure> findTargets();
     void addNewCaches(Deadline moment);
     void add(Target target);
     bool isOver() const;
@@ -78,7 +51,6 @@ private:
     ExitStatus verdict(int error) const;
 
     const Request& request;
-    std::vector<Target> targets;
     std::unique_ptr<Recorder> recorder;
     std::unique_ptr<View> view;
     std::deque<Showing> showings; /* by watch; one that was dropped leaves its own */
@@ -98,24 +70,6 @@ void Watcher::add(Target target) {
     if (recorder) {
         watches.back()->recordTo(*recorder);
     }
-}
-
-std::optional<Failure> Watcher::findTargets() {
-    targets = request.targets;
-    if (!request.takesAll) {
-        return std::nullopt;
-    }
-    auto all = allTargets(request);
-    if (auto* failure = std::get_if<Failure>(&all)) {
-        return std::move(*failure);
-    }
-    for (Target& target : std::get<std::vector<Target>>(all)) {
-        if (std::ranges::find(targets, target) == targets.end()) {
-            targets.push_back(std::move(target));
-        }
-    }
-    nextScan = request.follows ? now() + scanPause : noDeadline;
-    return std::nullopt;
 }
 
 /* A server that has come since is watched, too. */
@@ -182,25 +136,10 @@ void Watcher::readStreams() {
     dropDoubles();
 }
 
-/* Of two watches that turn out to have the same cache the second one goes, also when the first has
- * already shown all that was asked for. */
 void Watcher::dropDoubles() {
-    const auto hasCache = [](const CacheWatch& watch) {
-        return watch.phase() == Phase::Running ||
-               (watch.phase() == Phase::Over && !watch.failure());
-    };
-    for (size_t i = 1; i < watches.size(); i++) {
-        const auto& header = watches[i]->showing().header();
-        for (size_t j = 0; j < i && hasCache(*watches[i]); j++) {
-            const auto& other = watches[j]->showing().header();
-            if (hasCache(*watches[j]) && !header.location.empty() &&
-                header.location == other.location && header.monitorPid == other.monitorPid) {
-                watches[i]->drop();
-                watches.erase(watches.begin() + static_cast<std::ptrdiff_t>(i));
-                i--;
-                break;
-            }
-        }
+    while (const auto at = findDouble(watches)) {
+        watches[*at]->drop();
+        watches.erase(watches.begin() + static_cast<std::ptrdiff_t>(*at));
     }
 }
 
@@ -261,10 +200,13 @@ ExitStatus Watcher::verdict(int error) const {
 }
 
 ExitStatus Watcher::run() {
-    if (const auto failure = findTargets()) {
+    auto found = findTargets(request);
+    if (const auto* failure = std::get_if<Failure>(&found)) {
         complain(failure->sentence);
         return failure->status;
     }
+    auto& targets = std::get<std::vector<Target>>(found);
+    nextScan = request.takesAll && request.follows ? now() + scanPause : noDeadline;
     catchStopSignals();
     if (request.recording) {
         auto opened = Recorder::open(*request.recording);

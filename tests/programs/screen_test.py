@@ -1,0 +1,203 @@
+#!/usr/bin/env python3
+"""screen_test.py TVSISTAT TVXSTANDIN: the live screen in tmux against a stand-in server, at several
+sizes, through death and return; what is read is the text of the screen. Skipped without tmux.
+"""
+
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+TVSISTAT, STANDIN = sys.argv[1:]
+PATIENCE = 50  # seconds, for a machine that is busy with other things
+
+
+class Screen:
+    def __init__(self, directory):
+        self.directory = directory
+        self.socket = f"{directory}/tmux"
+        self.environment = {**os.environ, "TALVEX_GLOBAL_DIR": directory, "LC_ALL": "C.UTF-8"}
+        self.environment.pop("NO_COLOR", None)
+        self.environment.pop("TMUX", None)
+        self.tmux("-f", "/dev/null", "new-session", "-d", "-x", "80", "-y", "24", "bash --norc")
+        self.send("PS1=ready; stty -ixon; clear", "Enter")
+        self.wait("^ready")
+
+    def tmux(self, *words):
+        return subprocess.run(["tmux", "-S", self.socket, *words], env=self.environment,
+                              capture_output=True, text=True, check=True, timeout=PATIENCE).stdout
+
+    def send(self, *keys):
+        self.tmux("send-keys", *keys)
+
+    def resize(self, width, height):
+        self.tmux("resize-window", "-x", str(width), "-y", str(height))
+
+    def text(self):
+        return self.tmux("capture-pane", "-p")
+
+    def wait(self, *patterns, without=()):
+        """Until the screen has all of these and none of those."""
+        end = time.monotonic() + PATIENCE
+        while True:
+            text = self.text()
+            missing = [p for p in patterns if not re.search(p, text, re.M)]
+            missing += [f"without {p}" for p in without if re.search(p, text, re.M)]
+            if not missing:
+                return text
+            if time.monotonic() > end:
+                sys.exit(f"{missing} never came:\n{text}")
+            time.sleep(0.05)
+
+    def press(self, keys, *patterns, without=()):
+        self.send(*keys.split(" ") if len(keys) > 1 else [keys])
+        return self.wait(*patterns, without=without)
+
+    def end(self):
+        self.tmux("kill-server")
+
+
+class Server:
+    def __init__(self, directory):
+        command = [STANDIN, "--brox", "demo", "--dir", directory, "--sessions", "30"]
+        self.launcher = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
+        ready = self.launcher.stdout.readline()
+        self.monitor, self.brox = (int(re.search(f"{who}=(\\d+)", ready)[1])
+                                   for who in ("monitor", "brox"))
+
+    def end(self):
+        self.launcher.terminate()
+        self.launcher.wait(PATIENCE)
+
+
+def children_of(pid):
+    return pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text().split()
+
+
+def program_of(shell):
+    """The process that the shell in the terminal runs now."""
+    end = time.monotonic() + PATIENCE
+    while time.monotonic() < end:
+        if pids := children_of(shell):
+            return int(pids[0])
+        time.sleep(0.05)
+    return sys.exit("the shell runs nothing")
+
+
+def check_sizes(screen):
+    screen.wait("^demo~.* Brox demo .* slots +every 1 s", r"\[1 Voks\]", r"^commits +[\d.k]+/s",
+                "^vok .* Vok1 ", without=["events", "│"])
+    screen.resize(160, 50)
+    screen.wait("│vok", "│localPageCacheMisses", "^events")
+    screen.resize(39, 9)
+    screen.wait("The screen has 39 x 9")
+    screen.resize(80, 24)
+    screen.wait("^vok .* Vok1 ", without=["The screen has"])
+
+
+def check_keys(screen):
+    screen.press("2", r"\[2 Brox\]", "^brox +")
+    screen.press("Tab", r"\[3 Cache\]", "^monitor")
+    screen.press("1", r"\[1 Voks\]")
+    screen.press("/ k 2 [ 4 5 ] Enter", "/k2", "Vok24", "Vok25", "2 shown", without=["Vok1 "])
+    screen.press("Escape", "Vok1 ", without=["/k2"])
+    screen.press("> > > r", r"namev")
+    screen.press("r", r"name\^", "Vok1 ")
+    screen.press("Enter", "^vok .*1-[0-9]+ of", "^localPageCacheMisses")
+    screen.press("\\", "fields whose name holds:")
+    screen.press("h i t P Enter", "^hitPercent", without=["^localPageCacheMisses"])
+    screen.press("Escape", "^kind .*hit%")
+    screen.press("Escape", "^kind .*commits")
+    screen.press("?", "^Keys of tvsistat", "Up, k")
+    screen.press("G", "^Signs")
+    screen.press("Escape", "^vok ")
+    screen.press("Space", r"PAUSED \+[1-9]\d* behind")
+    screen.press("Space", "every 1 s", without=["PAUSED"])
+    screen.press("+", "every 2 s")
+    screen.press("-", "every 1 s")
+    screen.press("G", "^vokthr .*VokThr15 ")
+
+
+def check_death_and_return(screen, server):
+    os.kill(server.brox, signal.SIGKILL)
+    screen.wait(rf"^! its Brox \(pid {server.brox}\) has ended; its figures stand still", "/s=")
+    server.end()
+    screen.wait(r"^demo~[^ ]+  Brox demo  8", r"^GONE since \d\d:\d\d:\d\d: its monitor ended",
+                "VokThr1 ")
+    again = Server(screen.directory)
+    screen.wait("^demo~.* up ", "VokThr1 ", without=["GONE", "its Brox"])
+    screen.resize(120, 44)
+    screen.wait(rf"its monitor \(process {server.monitor}\) has ended",
+                f"is back: monitor {again.monitor}; it was {server.monitor}", "rates begin anew")
+    screen.resize(80, 24)
+    return again
+
+
+def check_ends(screen, shell):
+    """The terminal is as it was, whatever ends the screen, and no reader is left."""
+    screen.press("C-z", "Stopped")
+    screen.press("f g Enter", "^demo~", "VokThr1 ", without=["Stopped"])
+    deaths = {"q": "q"} | {name: getattr(signal, name) for name in
+                           ("SIGTERM", "SIGHUP", "SIGINT", "SIGSEGV", "SIGABRT")}
+    for name, how in deaths.items():
+        program = program_of(shell)
+        readers = children_of(program)
+        if name == "q":
+            screen.send("q")
+        else:
+            os.kill(program, how)
+        screen.wait("^ready", without=["Vok1 "])
+        screen.send(f"clear; stty -a; echo it was {name}", "Enter")
+        screen.wait("[^-]icanon", "[^-]echo ", f"^it was {name}")
+        end = time.monotonic() + PATIENCE
+        while [pid for pid in readers if os.path.exists(f"/proc/{pid}")]:
+            if time.monotonic() > end:
+                sys.exit(f"{name}: readers {readers} are left")
+            time.sleep(0.05)
+        screen.send(f"clear; {TVSISTAT} -i demo", "Enter")
+        screen.wait("^vok .* Vok1 ")
+    screen.press("q", "^ready", without=["Vok1 "])
+
+
+def check_refusals(screen):
+    cases = {
+        f"TERM=dumb {TVSISTAT} -i": "TERM is.*unset or dumb.*without -i.*-1.*tvsistat 2",
+        f"TERM=nonsense {TVSISTAT} -i": "does not know the terminal 'nonsense'",
+        f"{TVSISTAT} -i < /dev/null": "needs a terminal",
+        f"{TVSISTAT} -i nobody": "nobody",
+    }
+    for i, (words, sentence) in enumerate(cases.items()):
+        screen.send(f"clear; {words}; echo case {i} status $?", "Enter")
+        text = screen.wait(rf"^case {i} status [23]")
+        if not re.search(sentence, text.replace("\n", ""), re.S):
+            sys.exit(f"{words}:\n{text}")
+    screen.send(f"clear; NO_COLOR=1 LC_ALL=C TERM=vt100 {TVSISTAT} -i demo", "Enter")
+    screen.wait("^vok .* Vok1 ", "^commits +[^ ]+ +[.:=+*#-]+ ", without=["▁", "█"])
+    screen.press("q", "^ready")
+
+
+def main():
+    if shutil.which("tmux") is None:
+        sys.exit(77)
+    with tempfile.TemporaryDirectory(prefix="tvsi-test.") as directory:
+        server = Server(directory)
+        screen = Screen(directory)
+        try:
+            shell = int(screen.tmux("display-message", "-p", "#{pane_pid}"))
+            screen.send(f"clear; {TVSISTAT} -i demo", "Enter")
+            check_sizes(screen)
+            check_keys(screen)
+            server = check_death_and_return(screen, server)
+            check_ends(screen, shell)
+            check_refusals(screen)
+        finally:
+            screen.end()
+            server.end()
+
+
+main()

@@ -1,0 +1,72 @@
+#include "screenkeys.h"
+
+#include <algorithm>
+
+namespace tvsistat {
+namespace {
+
+using enum KeyGroup;
+
+constexpr auto table = std::to_array<KeyEntry>({
+    {Command::Up, Moving, {keys::up, 'k'}, "Up, k", "the process above"},
+    {Command::Down, Moving, {keys::down, 'j'}, "Down, j", "the process below"},
+    {Command::Left, Moving, {keys::left, 'h'}, "Left, h", "columns further left"},
+    {Command::Right, Moving, {keys::right, 'l'}, "Right, l", "columns further right"},
+    {Command::PageUp, Moving, {keys::pageUp}, "PgUp", "a page up"},
+    {Command::PageDown, Moving, {keys::pageDown}, "PgDn", "a page down"},
+    {Command::First, Moving, {'g', keys::home}, "g, Home", "the first process"},
+    {Command::Last, Moving, {'G', keys::end}, "G, End", "the last process"},
+    {Command::NextView, Moving, {keys::tab}, "Tab", "the next view"},
+    {Command::View,
+     Moving,
+     {'1', '2', '3', '4', '5'},
+     "1 to 5",
+     "the view Voks, Brox, Cache, I/O or Everything"},
+    {Command::Detail, Moving, {keys::enter}, "Enter", "every field of the selected process"},
+    {Command::Back, Moving, {keys::escape}, "Esc", "back; without a detail: no filters"},
+    {Command::NextCache, Moving, {'B'}, "B", "the next cache"},
+
+    {Command::FilterRows,
+     Choosing,
+     {'/'},
+     "/",
+     "only processes whose name, process id or kind matches a regular expression"},
+    {Command::FilterFields, Choosing, {'\\'}, "\\", "only fields whose name holds a text"},
+    {Command::HideIdle, Choosing, {'z'}, "z", "hide or show processes that show only zeros"},
+    {Command::Columns, Choosing, {'c'}, "c", "choose the columns"},
+    {Command::SortLeft, Choosing, {'<'}, "<", "sort by the column further left"},
+    {Command::SortRight, Choosing, {'>'}, ">", "sort by the column further right"},
+    {Command::Reverse, Choosing, {'r'}, "r", "sort the other way round"},
+
+    {Command::Pause, Numbers, {' '}, "Space", "keep the picture, or go on; sampling never stops"},
+    {Command::Slower, Numbers, {'+'}, "+", "a longer interval"},
+    {Command::Faster, Numbers, {'-'}, "-", "a shorter interval"},
+    {Command::Printing, Numbers, {'t'}, "t", "counters as rate, growth or total"},
+    {Command::Scaled, Numbers, {'u'}, "u", "numbers scaled or in full"},
+
+    {Command::Help, General, {'?'}, "?", "this help"},
+    {Command::Redraw, General, {keys::redraw}, "Ctrl-L", "paint the screen anew"},
+    {Command::Quit, General, {'q'}, "q", "quit"},
+});
+
+} // namespace
+
+std::string_view nameOf(KeyGroup group) {
+    constexpr std::array<std::string_view, 4> names{"Moving", "Choosing", "Numbers", "General"};
+    return names[static_cast<size_t>(group)];
+}
+
+std::span<const KeyEntry> keyTable() {
+    return table;
+}
+
+std::optional<Command> commandOf(Key key) {
+    for (const KeyEntry& entry : table) {
+        if (key != keys::none && std::ranges::find(entry.keys, key) != entry.keys.end()) {
+            return entry.command;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace tvsistat
