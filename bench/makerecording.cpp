@@ -40,7 +40,8 @@ double cpuMicroseconds() {
 /* A process whose statistics move, or some of them. */
 class Owner {
 public:
-    Owner(uint32_t kind, int number, unsigned moving) : mover_(live_.stats, kind, static_cast<uint32_t>(number)) {
+    Owner(uint32_t kind, int number, unsigned moving)
+        : mover_(live_.stats, kind, static_cast<uint32_t>(number)) {
         live_.statType = kind;
         live_.stats.processId = 2000 + number;
         live_.stats.sessionId = number;
@@ -77,7 +78,7 @@ private:
 };
 
 uint64_t sizeOf(const std::string& path) {
-    struct stat status{};
+    struct stat status {};
     return stat(path.c_str(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
 }
 

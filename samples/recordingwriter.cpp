@@ -282,7 +282,7 @@ void RecordingWriter::State::recoverTail() {
     };
     for (auto group = line != nullptr ? line->last() : std::nullopt; group && isInTail(*group);
          group = line->previous(*group)) {
-        groups.push_back(std::move(*group));
+        groups.push_back(*group);
     }
     blocks.clear();
     blockPlaces.clear();

@@ -38,6 +38,9 @@ constexpr auto table = std::to_array<OptionEntry>({
     {OptionId::MaxSize, 0, "max-size", "SIZE", Kind::Word,
      "FILE is a directory, of 500M or 4G at most: the oldest hours are removed",
      Section::Recordings, Place::CommandLineOnly, Family::None},
+    {OptionId::GroupReadable, 0, "group-readable", "", Kind::None,
+     "the group may read what is recorded, not its owner alone", Section::Recordings,
+     Place::CommandLineOnly, Family::None},
     {OptionId::Read, 'R', "read", "FILE", Kind::File,
      "what a FILE holds in place of caches of this host: the output of tvsi-reader, or - for that "
      "on "

@@ -566,6 +566,9 @@ void RequestMaker::take(const GivenOption& given) {
         recording().options.mostBytes = sizeFrom(where, value);
         recording().options.isDirectory = true;
         break;
+    case OptionId::GroupReadable:
+        recording().options.isReadableByGroup = true;
+        break;
     case OptionId::Read:
         if (value.empty()) {
             refuse("{}: the name of the file is empty", where);
@@ -750,7 +753,7 @@ void RequestMaker::takeWords() {
 /* With --write and nothing said of what to show, nothing is. */
 void RequestMaker::takeRecording() {
     using enum OptionId;
-    for (const OptionId id : {Quiet, Keep, MaxSize}) {
+    for (const OptionId id : {Quiet, Keep, MaxSize, GroupReadable}) {
         if (has(id) && !has(Write)) {
             refuse("--{} needs --write", entryOf(id).name);
         }
