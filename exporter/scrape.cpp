@@ -94,8 +94,9 @@ void Scraper::append(std::string& text, const Rendering& rendering, TextForm for
 void Scraper::render(Rendering& rendering, TextForm form) {
     if (rendering.text == nullptr) {
         std::string text;
+        text.reserve(textSize + textSize / 64);
         append(text, rendering, form, [](std::string& /*grows*/) {});
-        text.shrink_to_fit();
+        textSize = text.size();
         rendering.text = std::make_shared<const std::string>(std::move(text));
     }
 }

@@ -48,6 +48,7 @@ private:
     Exposition exposition;
     const Board& board;
     std::array<Rendering, 2> renderings; /* by form */
+    size_t textSize = 0;                 /* of the last text */
     uint64_t scrapes = 0;
     Clock::duration lastDuration{};
     Clock::duration wholeDuration{};

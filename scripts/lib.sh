@@ -14,7 +14,7 @@ declare -A packages=(
     [coverage]="gcovr"
     [bench]="libbenchmark-dev python3"
     [lint]="clang clang-format clang-tidy git shellcheck"
-    [monitoring]="prometheus"
+    [monitoring]="nginx-light openssl prometheus"
 )
 
 say() { printf '\n== %s\n' "$*"; }

@@ -3,17 +3,20 @@
 promtool has nothing to say about alerts, configuration and metrics. Skipped where they are missing.
 """
 
+import base64
 import json
 import os
 import pathlib
 import re
 import shutil
 import socket
+import ssl
 import subprocess
 import sys
 import tempfile
 import time
 import unittest
+import urllib.error
 import urllib.parse
 import urllib.request
 
@@ -106,6 +109,45 @@ class Monitoring(unittest.TestCase):
         wanted = set(re.findall(r"\btvsi_\w+", (self.directory / "alerts.yml").read_text()))
         self.assertGreater(len(wanted), 8)
         self.assertEqual(wanted - names, set())
+
+    @unittest.skipUnless(shutil.which("nginx"), "nginx is not installed")
+    def test_a_proxy_adds_encryption_and_a_password(self):
+        self.serve("a")
+        self.export()
+        port = free_port()
+        server = (source / "exporter/nginx.conf").read_text()
+        for setting, value in [("listen", f"127.0.0.1:{port} ssl"), ("ssl_certificate", "cert.pem"),
+                               ("ssl_certificate_key", "key.pem"), ("auth_basic_user_file", "passwords"),
+                               ("proxy_pass", f"http://127.0.0.1:{self.port}")]:
+            server, count = re.subn(rf"^(\s*{setting}) .*;", rf"\1 {self.directory}/{value};"
+                                    if value.endswith(("pem", "words")) else rf"\1 {value};", server, flags=re.M)
+            self.assertEqual(count, 1, setting)
+        (self.directory / "nginx.conf").write_text(
+            f"pid {self.directory}/pid; events {{}} http {{ access_log off; {server} }}")
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+                        "-keyout", "key.pem", "-out", "cert.pem", "-days", "1", "-subj", "/CN=localhost",
+                        "-addext", "subjectAltName=DNS:localhost"], cwd=self.directory, capture_output=True, check=True)
+        (self.directory / "passwords").write_text("prometheus:{PLAIN}secret\n")
+        os.chmod(self.directory, 0o755)
+        self.start("nginx", "-p", self.directory, "-c", self.directory / "nginx.conf", "-e", "stderr",
+                   "-g", "daemon off;")
+        context = ssl.create_default_context(cafile=self.directory / "cert.pem")
+
+        def status(path, password):
+            request = urllib.request.Request(f"https://localhost:{port}{path}")
+            request.add_header("Authorization", "Basic " + base64.b64encode(f"prometheus:{password}".encode()).decode())
+            try:
+                with urllib.request.urlopen(request, context=context) as answer:
+                    return answer.status, b"tvsi_up" in answer.read()
+            except urllib.error.HTTPError as error:
+                return error.code, False
+            except OSError:
+                return None
+
+        self.assertTrue(until(lambda: status("/metrics", "secret")))
+        self.assertEqual(status("/metrics", "secret"), (200, True))
+        self.assertEqual(status("/metrics", "wrong"), (401, False))
+        self.assertEqual(status("/ready", "secret"), (404, False))
 
     def test_three_caches_one_of_which_dies_and_comes_back(self):
         servers = {brox: self.serve(brox) for brox in "abc"}
