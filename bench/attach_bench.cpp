@@ -250,6 +250,10 @@ void addSteps(int entries, int attachCount) {
 
 } // namespace
 
+std::vector<int> tableSizes() {
+    return {50, 1000, 10000};
+}
+
 void registerBenchmarks(const Plan& plan) {
     const int count = plan.quick ? 1 : 15;
     const int entries = plan.entries;

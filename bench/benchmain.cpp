@@ -33,7 +33,8 @@ std::string quantity(double value, Unit unit) {
     };
     constexpr Scale times[] = {{1e9, " s"}, {1e6, " ms"}, {1e3, " µs"}, {1, " ns"}};
     constexpr Scale sizes[] = {{1e9, " GB"}, {1e6, " MB"}, {1e3, " kB"}, {1, " B"}};
-    const Scale* scale = unit == Unit::bytes ? sizes : times;
+    constexpr Scale counts[] = {{1, ""}};
+    const Scale* scale = unit == Unit::bytes ? sizes : unit == Unit::count ? counts : times;
     while (value < scale->factor && scale->factor > 1) {
         ++scale;
     }
@@ -68,7 +69,8 @@ std::string csvRow(const Figure& figure, const benchmark::UserCounters& counters
     if (figure.entries != 0) {
         row << figure.entries;
     }
-    row << (figure.unit == Unit::bytes ? ",B," : ",ns,") << counters.at("subject").value << ','
+    constexpr const char* units[] = {",ns,", ",B,", ",1,"};
+    row << units[static_cast<int>(figure.unit)] << counters.at("subject").value << ','
         << inQuotes(figure.limit) << ',' << counters.at("limit").value << ','
         << counters.at("ratio").value << ',' << counters.at("excess").value << ','
         << targets[figure.target.measure] << ',';
@@ -195,7 +197,7 @@ bool runForked(const bench::Plan& plan, const std::string& csvFile) {
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    std::vector<int> tableSizes = {50, 1000, 10000};
+    std::vector<int> sizes = bench::tableSizes();
     bool quick = false;
     std::string csvFile;
     constexpr std::string_view csvOption = "--csv=";
@@ -203,7 +205,7 @@ int main(int argc, char** argv) {
         const std::string_view argument = argv[i];
         if (argument == "--quick") {
             quick = true;
-            tableSizes = {50};
+            sizes = {50};
         } else if (argument.starts_with(csvOption)) {
             csvFile = argument.substr(csvOption.size());
         } else {
@@ -212,8 +214,8 @@ int main(int argc, char** argv) {
         }
     }
     bool succeeded = true;
-    for (const int entries : tableSizes) {
-        const bool isFirst = entries == tableSizes.front();
+    for (const int entries : sizes) {
+        const bool isFirst = entries == sizes.front();
         succeeded &= runForked({quick, isFirst, entries}, csvFile);
     }
     return succeeded ? 0 : 1;

@@ -13,6 +13,7 @@
 #include <benchmark/benchmark.h>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "comparison.h"
 
@@ -25,7 +26,7 @@ struct Target {
     double value = 0;
 };
 
-enum class Unit { nanoseconds, bytes };
+enum class Unit { nanoseconds, bytes, count };
 
 /* One row of the figures. */
 struct Figure {
@@ -49,7 +50,10 @@ struct Plan {
 /* Registers a benchmark that gives one row. */
 void addFigure(const Figure& figure, const std::function<Comparison()>& measure);
 
-/* Each program defines these two. They are called once in a process, one process a table size:
+/* Each program defines these. */
+/* The sizes of the process table that it is run for. */
+std::vector<int> tableSizes();
+/* These two are called once in a process, one process a table size:
    before the benchmarks run, and after them to give up what they have shared. */
 void registerBenchmarks(const Plan& plan);
 void cleanUp();

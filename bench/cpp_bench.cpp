@@ -48,6 +48,10 @@ void addRow(const Plan& plan, const char* subjectName, int entries, Target targe
 
 } // namespace
 
+std::vector<int> tableSizes() {
+    return {50, 1000, 10000};
+}
+
 void registerBenchmarks(const Plan& plan) {
     addRow(
         plan, "tvsi.hpp: every record, and a sum over them", plan.entries, {Target::ratio, 1.02},

@@ -36,6 +36,10 @@ Comparison compareSelfTest(int pairCount) {
 
 } // namespace
 
+std::vector<int> tableSizes() {
+    return {50, 1000, 10000};
+}
+
 void registerBenchmarks(const Plan& plan) {
     if (!plan.isFirst) {
         return;

@@ -542,6 +542,10 @@ void addFixedCosts(const Plan& plan) {
 
 } // namespace
 
+std::vector<int> tableSizes() {
+    return {50, 1000, 10000};
+}
+
 void registerBenchmarks(const Plan& plan) {
     if (plan.isFirst) {
         addFixedCosts(plan);

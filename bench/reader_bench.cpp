@@ -146,6 +146,10 @@ Comparison compareFirstLooks(const Plan& plan) {
 
 } // namespace
 
+std::vector<int> tableSizes() {
+    return {50, 1000};
+}
+
 void registerBenchmarks(const Plan& plan) {
     const int entries = plan.entries;
     addFigure({"a sample encoded and written to a pipe", entries, "writing the structures"},

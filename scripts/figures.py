@@ -14,6 +14,7 @@ PICTURE = ROOT / "docs/performance.svg"
 BEGIN = "<!-- made by scripts/figures.py -->"
 END = "<!-- end of what scripts/figures.py made -->"
 SIZES = ("50", "1000", "10000")
+PROGRAM_SIZES = ("200", "1000")
 
 # The rows of the page, in its order; the others stay in bench/figures.
 BY_SIZE = (
@@ -36,8 +37,20 @@ BY_SIZE = (
     "attach",
     "first miss by process id after an attach",
     "a process's own memory after a first miss",
-    "tvsistat, one report, whole process",
-    "a further report, ten a second, processor time",
+    "a sample encoded and written to a pipe",
+    "the states of all processes, once more",
+    "start, user and state of all processes",
+)
+OF_PROGRAMS = (
+    "one report, time that passes",
+    "one report, processor time",
+    "a further report, processor time",
+    "a value as JSON, processor time",
+    *(
+        f"{what} three a second, {measure}"
+        for what in ("a sample,", "a report,", "JSON,")
+        for measure in ("processor time", "page faults", "context switches")
+    ),
 )
 OF_ANY_SIZE = (
     "TvsiCacheIsAlive",
@@ -46,11 +59,15 @@ OF_ANY_SIZE = (
     "TvsiStatsForShrPcMon",
     "tvsi.hpp: the Brox",
     "dlopen of the library",
+    "`tvsistat -V`, processor time",
+    "tvsi-reader's memory after 100,000 samples",
+    "tvsistat's memory after 100,000 samples",
 )
 
 SCALES = {
     "ns": ((1e9, "s"), (1e6, "ms"), (1e3, "µs"), (1, "ns")),
     "B": ((1e9, "GB"), (1e6, "MB"), (1e3, "kB"), (1, "B")),
+    "1": ((1, ""),),
 }
 
 
@@ -61,7 +78,7 @@ def three_digits(value):
 
 def quantity(value, unit):
     factor, name = next((s for s in SCALES[unit] if value >= s[0]), SCALES[unit][-1])
-    return f"{three_digits(value / factor)} {name}"
+    return f"{three_digits(value / factor)} {name}".rstrip()
 
 
 class Row:
@@ -71,6 +88,7 @@ class Row:
         self.subject = fields["subject"]
         self.entries = fields["entries"]
         self.limit = fields["compared with"]
+        self.is_count = fields["unit"] == "1"
         self.takes = quantity(float(fields["value"]), fields["unit"])
         self.ratio = float(fields["ratio"])
         self.is_excess = fields["target kind"] == "excess"
@@ -84,6 +102,8 @@ class Row:
     def cell(self):
         """What it takes, how often its limit, and what that must not exceed."""
         measured = self.figure(self.measured)
+        if self.is_count:
+            return self.takes
         if self.target is None:
             return f"{self.takes} · {measured}"
         measured = f"**{measured}**" if self.is_missed else measured
@@ -110,14 +130,20 @@ def find(rows, subject, entries):
     return found
 
 
+def table(rows, subjects, sizes):
+    text = [f"| Operation | Compared with | {' | '.join(f'{int(size):,}' for size in sizes)} |"]
+    text.append(f"|---|---|{'--:|' * len(sizes)}")
+    for subject in subjects:
+        limit = find(rows, subject, sizes)[0].limit
+        cells = [rows[key].cell() if (key := (subject, size)) in rows else "" for size in sizes]
+        text.append(f"| {subject} | {limit} | {' | '.join(cells)} |")
+    return text
+
+
 def tables(rows, places):
     text = [BEGIN, "", *(f"- {', '.join(files)}: {remark}" for remark, files in places.items()), ""]
-    text += [f"| Operation | Compared with | {' | '.join(f'{int(size):,}' for size in SIZES)} |"]
-    text.append("|---|---|--:|--:|--:|")
-    for subject in BY_SIZE:
-        limit = find(rows, subject, SIZES)[0].limit
-        cells = [rows[key].cell() if (key := (subject, size)) in rows else "" for size in SIZES]
-        text.append(f"| {subject} | {limit} | {' | '.join(cells)} |")
+    text += table(rows, BY_SIZE, SIZES)
+    text += ["", *table(rows, OF_PROGRAMS, PROGRAM_SIZES)]
     text += ["", "| Operation | Compared with | Whatever the size |", "|---|---|--:|"]
     for subject in OF_ANY_SIZE:
         row = find(rows, subject, ("",))[0]

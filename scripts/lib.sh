@@ -12,7 +12,7 @@ declare -A packages=(
     [clang]="clang"
     [fuzz]="clang libclang-rt-14-dev"
     [coverage]="gcovr"
-    [bench]="libbenchmark-dev python3"
+    [bench]="libbenchmark-dev python3 varnish"
     [lint]="clang clang-format clang-tidy git shellcheck"
     [monitoring]="nginx-light openssl prometheus"
 )

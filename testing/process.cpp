@@ -69,7 +69,9 @@ int ChildProcess::wait(int seconds) {
     if (end_ == -99 && poll(&ended, 1, seconds * 1000) == 1 &&
         wait4(pid_, &status, 0, &used) == pid_) {
         end_ = WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
-        cpuNs_ = nanosecondsOf(used.ru_utime) + nanosecondsOf(used.ru_stime);
+        usage_ = {nanosecondsOf(used.ru_utime) + nanosecondsOf(used.ru_stime),
+                  static_cast<double>(used.ru_minflt + used.ru_majflt),
+                  static_cast<double>(used.ru_nvcsw + used.ru_nivcsw)};
     }
     close(ended.fd);
     return end_;
@@ -91,7 +93,7 @@ Outcome inChild(const std::function<void()>& body, int seconds) {
     kill(-child.pid(), SIGKILL);
     const int end = child.wait();
     return {std::max(end, -1), std::max(-end, 0), timedOut,     child.out(),
-            child.err(),       wall.count(),      child.cpuNs()};
+            child.err(),       wall.count(),      child.usage()};
 }
 
 Outcome run(const std::vector<std::string>& command, const Environment& environment, int seconds) {

@@ -13,6 +13,13 @@ namespace testsupport {
 
 using Environment = std::map<std::string, std::string>;
 
+/* What a process has taken. */
+struct Usage {
+    double cpuNs = 0; /* of processor time */
+    double pageFaults = 0;
+    double contextSwitches = 0;
+};
+
 /* Runs `body` in a process that leads a process group; it is killed when the object goes. One in
    which `body` throws ends with status 2 and the text of the std::exception on standard error. */
 class ChildProcess {
@@ -27,7 +34,8 @@ public:
     void send(int signal) const; /* nothing when it has been waited for */
     /* The exit status, or minus the signal that ended it; -99 when it didn't end in time. */
     int wait(int seconds = 30);
-    double cpuNs() const { return cpuNs_; } /* of processor time, once it has ended */
+    /* What it has taken, once it has ended, with those whose ends it has taken. */
+    const Usage& usage() const { return usage_; }
 
 private:
     static std::string contents(int file);
@@ -36,7 +44,7 @@ private:
     int out_, err_;
     pid_t pid_;
     int end_ = -99;
-    double cpuNs_ = 0;
+    Usage usage_;
 };
 
 struct Outcome {
@@ -44,7 +52,8 @@ struct Outcome {
     int signal = 0;  /* the signal that ended it, or 0 */
     bool timedOut = false;
     std::string out, err;
-    double wallNs = 0, cpuNs = 0; /* from the fork to the end */
+    double wallNs = 0; /* from the fork to the end */
+    Usage used;        /* likewise */
 };
 
 /* Runs `body`, whose return is exit(0); at the end, or after `seconds`, its group is killed. */

@@ -27,7 +27,8 @@ constexpr auto ownDelay = 500ms;
 constexpr int64_t clockSetNs = 100'000'000;
 constexpr auto shortestPause = 250ms;
 constexpr auto longestPause = 5s;
-constexpr size_t readSize = 262144;
+/* As much as a reader's pipe holds: a sample of a thousand processes fits without growing. */
+constexpr size_t readSize = 1 << 20;
 
 Deadline now() {
     return std::chrono::steady_clock::now();

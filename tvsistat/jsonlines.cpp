@@ -107,6 +107,16 @@ void JsonLines::appendRow(std::string& text, const Row& row, const Shown& shown)
     text += '}';
 }
 
+/* Room for the rows at once: a megabyte that grows step by step is copied again and again. */
+void JsonLines::reserveFor(std::string& text, std::span<const Row> rows) {
+    constexpr size_t bytesOfMember = 32;
+    size_t size = text.size();
+    for (const Row& row : rows) {
+        size += (membersOf(row.kind()).size() + 8) * bytesOfMember;
+    }
+    text.reserve(size);
+}
+
 void JsonLines::appendSample(std::string& text, const Shown& shown) {
     appendHead(text, "sample", shown.header, shown.sample.times);
     text += ",\"interval\":";
@@ -120,6 +130,7 @@ void JsonLines::appendSample(std::string& text, const Shown& shown) {
     text += ",\"used\":";
     appendJson(text, shown.sample.used < 0 ? Number() : Number::ofSigned(shown.sample.used));
     text += request.rows.isSum ? ",\"kinds\":[" : ",\"processes\":[";
+    reserveFor(text, shown.rows);
     bool isFirst = true;
     for (const Row& row : shown.rows) {
         text += isFirst ? "" : ",";

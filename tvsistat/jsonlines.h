@@ -29,6 +29,7 @@ private:
 
     void appendHead(std::string& text, std::string_view event, const samples::StreamHeader& header,
                     const samples::Times& moment);
+    void reserveFor(std::string& text, std::span<const samples::Row> rows);
     void appendRow(std::string& text, const samples::Row& row, const Shown& shown);
     /* ,"name":{...}: what `numberOf` gives for each member, nothing left out. */
     template <class NumberOf>
