@@ -139,7 +139,7 @@ class Collecting(Case):
         began = time.monotonic()
         server.kill()
         self.assertTrue(until(lambda: exporter.series().get("tvsi_up" + DEMO) == 0))
-        self.assertLess(time.monotonic() - began, 10)  # 2 seconds, on a machine of its own
+        self.assertLess(time.monotonic() - began, 30)  # 2 seconds, on a machine of its own; not 60
         dead = exporter.series()
         self.assertFalse([name for name in dead if "kind=" in name], "no stale values")
         self.assertEqual(dead[f'tvsi_severed_total{DEMO[:-1]},reason="cache_gone"}}'], 1)
@@ -273,7 +273,9 @@ class Scraping(Case):
         before = memory()
         load(8)
         self.assertEqual(faults, [])
-        self.assertLess(memory() - before, 8192)
+        maps = pathlib.Path(f"/proc/{exporter.process.pid}/maps").read_text()
+        if "libasan" not in maps and "libtsan" not in maps:  # they keep for a while what was freed
+            self.assertLess(memory() - before, 8192)
 
 
 class Attacks(Case):
@@ -284,7 +286,7 @@ class Attacks(Case):
         began = time.monotonic()
         slow.sendall(b"GET /healthz HTTP/1.1\r\nHost: a\r\nX: ")
         self.assertTrue(exporter.answers())
-        self.assertLess(time.monotonic() - began, 3)
+        self.assertLess(time.monotonic() - began, 4.5)
 
         def dribble():
             try:
@@ -301,7 +303,7 @@ class Attacks(Case):
         dribbler.join()
         took = time.monotonic() - began
         self.assertGreater(took, 4.5)
-        self.assertLess(took, 20)
+        self.assertLess(took, 60)
         for connection in [*idle, slow]:
             connection.close()
         self.assertTrue(until(lambda: exporter.series()[OWN + "connections_cut_off_total"] == 61))
@@ -347,7 +349,7 @@ class Attacks(Case):
         self.assertIn(COMMITS, exporter.series())
         began = time.monotonic()
         self.assertEqual(exporter.end(), 0)  # they don't keep it from ending, either
-        self.assertLess(time.monotonic() - began, 5)
+        self.assertLess(time.monotonic() - began, 25)
         for reader in readers:
             reader.close()
 
