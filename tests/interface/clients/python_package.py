@@ -9,6 +9,7 @@ import threading
 import time
 
 import tvsi
+from tvsi._library import library
 
 try:
     import numpy
@@ -46,9 +47,11 @@ def check_attachment():
     cache = tvsi.attach(brox)
     del cache  # detaches it
     gc.collect()
+    left_behind = tvsi.attach(brox)
+    library().TvsiDetachSharedCache()  # as a death would have it
     with tvsi.attach(brox=brox) as cache:
-        first.close()  # is not the owner
-        expect(cache.is_alive, True)
+        left_behind.close()
+        expect((cache.is_alive, left_behind.is_alive), (True, False))
         child = os.fork()
         if child == 0:  # it must not touch its parent's attachment, nor wait for anything
             says = refused(tvsi.NotAttachedError, cache.query)
@@ -118,26 +121,36 @@ def check_columns(cache):
         time.sleep(0.03)
         cache.query(tvsi.VOK)
     expect(kept.tolist() if numpy else kept.pageLocateCount, before)
+    cache._memories[:] = [tvsi._cache._Memory(3)]  # as if the table had grown
+    expect(len(cache.query(tvsi.VOK)), 4)
     places = {id(cache.query()._bytes) for _ in range(10)}
     expect(len(places), 1)
 
 
 def check_threads(cache):
-    problems = []
+    """Threads have memory of their own, and the attachment may end under their queries."""
+    ends = []
 
-    def query():
+    def query(*kinds):
         try:
-            for _ in range(200):
-                expect(cache.query(tvsi.VOK).column("sessionId"), [1, 2, 3, 4])
-        except BaseException as problem:
-            problems.append(problem)
+            while True:
+                for kind in kinds:
+                    found = set(cache.query(kind).column("statType"))
+                    expect(found, {kind.mask})
+        except Exception as problem:
+            ends.append(type(problem))
 
-    threads = [threading.Thread(target=query) for _ in range(4)]
+    threads = [
+        threading.Thread(target=query, args=kinds)
+        for kinds in ((tvsi.VOK,), (tvsi.BROX,), (tvsi.VOK, tvsi.MONITOR))
+    ]
     for thread in threads:
         thread.start()
+    time.sleep(0.2)
+    cache.close()
     for thread in threads:
         thread.join()
-    expect(problems, [])
+    expect(ends, [tvsi.NotAttachedError] * 3)
 
 
 def check_samples(cache):
@@ -170,4 +183,5 @@ with tvsi.attach(brox=brox) as attached:
     check_queries(attached)
     check_columns(attached)
     check_threads(attached)
+with tvsi.attach(brox=brox) as attached:
     check_samples(attached)
