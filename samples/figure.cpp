@@ -68,13 +68,18 @@ void appendElements(std::vector<Figure>& figures, const Kind& kind, const FieldP
     }
 }
 
-/* A name as a user writes it: "commitCount", "sessionStats[3]". */
-struct WrittenName {
-    std::string_view name;
-    std::optional<size_t> element;
-};
+const Annotations::LabelOf* findLabel(const Annotations& annotations, std::string_view label) {
+    for (const auto& entry : annotations.labels) {
+        if (entry.label == label) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
 
-WrittenName split(std::string_view text) {
+} // namespace
+
+WrittenName writtenName(std::string_view text) {
     const size_t bracket = text.find('[');
     size_t element = 0;
     if (bracket != std::string_view::npos) {
@@ -86,17 +91,6 @@ WrittenName split(std::string_view text) {
     }
     return {text, std::nullopt};
 }
-
-const Annotations::LabelOf* findLabel(const Annotations& annotations, std::string_view label) {
-    for (const auto& entry : annotations.labels) {
-        if (entry.label == label) {
-            return &entry;
-        }
-    }
-    return nullptr;
-}
-
-} // namespace
 
 Figure derivedFigure(const Kind& kind, const DerivedFigure& derived) {
     Figure figure{&kind, nullptr,        &derived,     0,
@@ -161,7 +155,7 @@ std::vector<Figure> figuresNamed(const Kind& kind, std::string_view name,
     if (const auto* labelled = findLabel(annotations, name)) {
         name = labelled->name;
     }
-    const WrittenName written = split(name);
+    const WrittenName written = writtenName(name);
     if (const auto place = findField(kind, written.name)) {
         if (!written.element) {
             appendElements(figures, kind, *place, annotations);
@@ -180,7 +174,7 @@ FigurePattern::FigurePattern(std::string text) : pattern(std::move(text)), kindG
         kindGlob = pattern.substr(0, dot);
     }
     const WrittenName written =
-        split(std::string_view(pattern).substr(dot == std::string::npos ? 0 : dot + 1));
+        writtenName(std::string_view(pattern).substr(dot == std::string::npos ? 0 : dot + 1));
     nameGlob = written.name;
     element = written.element;
 }

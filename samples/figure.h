@@ -89,6 +89,13 @@ struct Figure {
     void appendTitle(std::string& text) const;
 };
 
+/* A name as a person writes it: "commitCount", "sessionStats[3]". */
+struct WrittenName {
+    std::string_view name;
+    std::optional<size_t> element;
+};
+WrittenName writtenName(std::string_view text);
+
 /* All figures of a kind: its fields in the order of the record, then the derived ones. */
 std::vector<Figure> figuresOf(const statscatalogue::Kind& kind, const Annotations& annotations);
 

@@ -41,10 +41,10 @@ bool CommandLine::has(OptionId id) const {
     return std::ranges::find(options, id, &GivenOption::id) != options.end();
 }
 
-std::string unknownOption(std::string_view name) {
+std::string unknownOption(std::string_view name, Place place) {
     std::vector<std::string_view> names;
     for (const OptionEntry& entry : optionTable()) {
-        if (entry.section != Section::Hidden) {
+        if (entry.section != Section::Hidden && entry.place >= place) {
             names.push_back(entry.name);
         }
     }
@@ -79,6 +79,13 @@ CommandLine parseWords(int argc, const char* const* argv) {
     }
     try {
         app.parse(argc, argv);
+    } catch (const CLI::ArgumentMismatch& error) {
+        /* "--color: ..." */
+        const std::string_view text = error.what();
+        const OptionEntry* entry = optionNamed(text.substr(0, text.find(':')).substr(2));
+        throw UsageError{entry == nullptr ? sentenceOf(error)
+                                          : longName(*entry) + " needs an argument: " +
+                                                std::string(entry->argument)};
     } catch (const CLI::ParseError& error) {
         throw UsageError{sentenceOf(error)};
     }

@@ -31,8 +31,8 @@ struct CommandLine {
 /* Throws UsageError. */
 CommandLine parseWords(int argc, const char* const* argv);
 
-/* "there is no option '--knd'; did you mean '--kind'?" */
-std::string unknownOption(std::string_view name);
+/* "there is no option '--knd'; did you mean '--kind'?", of those that may stand in this place. */
+std::string unknownOption(std::string_view name, Place place = Place::CommandLineOnly);
 
 } // namespace tvsistat
 

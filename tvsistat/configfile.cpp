@@ -73,7 +73,9 @@ GivenOption parseLine(std::string_view line, const std::string& where, bool isIn
     }
     const OptionEntry* entry = optionNamed(name);
     if (entry == nullptr || entry->section == Section::Hidden) {
-        throw UsageError{where + ": " + unknownOption("--" + std::string(name))};
+        throw UsageError{
+            where + ": " +
+            unknownOption("--" + std::string(name), isInSet ? Place::Set : Place::File)};
     }
     if (entry->place == Place::CommandLineOnly) {
         throw UsageError{where + ": " + std::string(name) + " has its place on the command line"};

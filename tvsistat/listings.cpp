@@ -128,17 +128,14 @@ std::string nameOfEntry(const Figure& figure) {
     return std::string(figure.field != nullptr ? figure.field->name : figure.derived->name);
 }
 
-/* Whether the request's globs and groups let any of a field's elements through. */
+/* Whether the request lets any of a field's elements through. */
 bool passes(const Request& request, std::span<const Figure> figures) {
-    const uint32_t groups = request.fields.groups;
     return std::ranges::any_of(figures, [&](const Figure& figure) {
-        const bool isInGroup =
-            groups == 0 || (groups >> static_cast<unsigned>(figure.group()) & 1) != 0;
         const bool isMeant = request.fieldGlobs.empty() ||
                              std::ranges::any_of(request.fieldGlobs, [&](const std::string& glob) {
                                  return samples::FigurePattern(glob).matches(figure);
                              });
-        return isInGroup && isMeant;
+        return isMeant && request.fields.lets(figure, true);
     });
 }
 

@@ -103,7 +103,7 @@ enum class Section : uint8_t {
     Hidden
 };
 
-/* Where an option may stand besides the command line. */
+/* Where an option may stand besides the command line; each allows what those before it do. */
 enum class Place : uint8_t {
     CommandLineOnly,
     Set, /* also in a named set of the configuration file */

@@ -50,8 +50,8 @@ void Report::appendSample(std::string& text, const Shown& shown) {
     if (isShort && !request.layout.isWide) {
         width = request.layout.width ? *request.layout.width : terminalWidth();
     }
-    const bool hasHeader = request.layout.hasHeader && numReports % request.layout.headerEvery == 0;
-    numReports++;
+    const bool hasHeader =
+        request.layout.hasHeader && shown.numAlike % request.layout.headerEvery == 0;
     leftOut.clear();
     groupRows(shown);
     if (hasHeader) {
@@ -111,6 +111,10 @@ Report::SectionPlan& Report::planOf(size_t place, const Kind* kind) {
         own.columns.push_back(identityColumn(Identity::Time));
     }
     if (!plan.isExact()) {
+        const bool isNamedAbove = request.layout.hasHeader && request.layout.headerEvery == 1;
+        if (surroundings.hasSeveralCaches && !isNamedAbove) {
+            own.columns.push_back(identityColumn(Identity::Cache));
+        }
         own.columns.push_back(identityColumn(Identity::Kind));
         if (request.rows.isSum) {
             own.columns.push_back(identityColumn(Identity::Index));
@@ -137,8 +141,8 @@ void Report::closeCell() {
     cells.push_back({cells.empty() ? 0 : cells.back().end, cellTexts.size()});
 }
 
-/* A line of titles and one of units; the latter without text when no column has a unit. */
-void Report::addHeadings(SectionPlan& own, const Shown& shown) {
+/* A line of titles and one of units. */
+void Report::addHeadings(const SectionPlan& own, const Shown& shown) {
     for (const Column& column : own.columns) {
         if (column.identity) {
             /* What the index is to a sum: how many processes it is of. */
@@ -151,14 +155,12 @@ void Report::addHeadings(SectionPlan& own, const Shown& shown) {
         }
         closeCell();
     }
-    own.hasUnits = false;
     for (const Column& column : own.columns) {
         if (column.figure) {
             const Printing printing = column.printingFor(shown.printing);
             appendUnit(cellTexts, *column.figure, printing == Printing::Rate, isShort);
         }
         closeCell();
-        own.hasUnits = own.hasUnits || cells.back().length() > 0;
     }
 }
 
@@ -279,13 +281,23 @@ void Report::appendSection(std::string& text, const Section& section, const Show
     const size_t fitting = numFitting(own);
     for (size_t line = 0; line * numColumns < cells.size(); line++) {
         const bool isHeading = line < numHeadings;
-        if (!isHeading || line == 0 || own.hasUnits) {
+        if (!isHeading || hasText(own, line * numColumns, fitting)) {
             appendLine(text, own, line * numColumns, fitting, isHeading);
         }
     }
     if (fitting < numColumns) {
         noteLeftOut(own, fitting, rows[section.firstRow].kind());
     }
+}
+
+/* Whether a line would show anything: no column that fits may have a unit. */
+bool Report::hasText(const SectionPlan& own, size_t firstCell, size_t numColumns) const {
+    for (size_t i = 0; i < numColumns; i++) {
+        if (!own.isHidden[i] && cells[firstCell + i].length() > 0) {
+            return true;
+        }
+    }
+    return false;
 }
 
 /* Texts are set left, numbers right; no blanks at the end. */
@@ -396,13 +408,13 @@ void Report::appendClosing(std::string& text) {
     if (leftOut.empty()) {
         return;
     }
-    scratch = "\nleft out: ";
+    scratch = "left out: ";
     for (size_t i = 0; i < leftOut.size(); i++) {
-        const std::string more = fmt::format(", and {} more", leftOut.size() - i);
-        const bool isLast = i + 1 == leftOut.size();
-        const size_t needed =
-            scratch.size() - 1 + 2 + leftOut[i].size() + (isLast ? 0 : more.size());
-        if (i > 0 && needed > width) {
+        const size_t rest = leftOut.size() - i;
+        const std::string more = i > 0 ? fmt::format(", and {} more", rest)
+                                       : fmt::format("{} column{}", rest, rest == 1 ? "" : "s");
+        const size_t name = (i == 0 ? 0 : 2) + leftOut[i].size();
+        if (scratch.size() + name + (rest == 1 ? 0 : more.size()) > width) {
             scratch += more;
             break;
         }
@@ -410,7 +422,7 @@ void Report::appendClosing(std::string& text) {
         scratch += leftOut[i];
     }
     text += '\n';
-    appendFitting(text, std::string_view(scratch).substr(1));
+    appendFitting(text, scratch);
 }
 
 /* A line, cut where the width ends. */

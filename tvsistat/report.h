@@ -35,7 +35,6 @@ private:
         std::vector<Column> columns;
         std::vector<size_t> widths;
         std::vector<bool> isHidden; /* there was nothing to see in it yet */
-        bool hasUnits = false;
     };
 
     /* The processes of one kind. */
@@ -47,11 +46,12 @@ private:
     SectionPlan& planOf(size_t place, const statscatalogue::Kind* kind);
     void groupRows(const Shown& shown);
     void appendSection(std::string& text, const Section& section, const Shown& shown);
-    void addHeadings(SectionPlan& own, const Shown& shown);
+    void addHeadings(const SectionPlan& own, const Shown& shown);
     void addRow(SectionPlan& own, const samples::Row& row, const Shown& shown);
     void addCell(const Column& column, const samples::Row& row, const Shown& shown);
     void addIdentity(Identity identity, const samples::Row& row, const Shown& shown);
     void closeCell();
+    bool hasText(const SectionPlan& own, size_t firstCell, size_t numColumns) const;
     size_t numFitting(const SectionPlan& own) const;
     void appendLine(std::string& text, const SectionPlan& own, size_t firstCell, size_t numColumns,
                     bool isHeading);
@@ -65,7 +65,6 @@ private:
     std::string ownHost;
     bool showsState = false;
     size_t width = SIZE_MAX;
-    unsigned numReports = 0;
     std::array<SectionPlan, samples::numKindPlaces> plans;
     std::vector<samples::Row> rows; /* by kind */
     std::vector<Section> sections;

@@ -155,10 +155,11 @@ template <class Names> std::string listed(Names&& names) {
 [[noreturn]] void refuseName(std::string_view what, std::string_view noun, std::string_view name,
                              std::span<const std::string_view> suggestions,
                              const std::string& all) {
-    const std::string_view closest = closestName(name, suggestions);
+    const auto written = samples::writtenName(name);
+    const std::string_view closest = closestName(written.name, suggestions);
     if (!closest.empty()) {
-        refuse("{}: there is no {} '{}'; did you mean '{}'?", what, noun, samples::printable(name),
-               closest);
+        refuse("{}: there is no {} '{}'; did you mean '{}{}'?", what, noun,
+               samples::printable(name), closest, name.substr(written.name.size()));
     }
     refuse("{}: there is no {} '{}'; {}", what, noun, samples::printable(name), all);
 }
@@ -239,12 +240,21 @@ Annotations::LabelOf labelFrom(std::string_view what, const std::string& text) {
         refuse("{}: '{}' is not FIELD[i]=NAME with a name of letters, digits and _", what,
                samples::printable(text));
     }
+    const std::string name = text.substr(0, equals);
+    bool isApplications = false;
     for (const Kind& kind : kinds()) {
         if (!samples::figuresNamed(kind, label, {}).empty() || identityNamed(label)) {
             refuse("{}: '{}' is a field's name already", what, label);
         }
+        const auto figures = samples::figuresNamed(kind, name, {});
+        isApplications = isApplications || (figures.size() == 1 && figures[0].field != nullptr &&
+                                            figures[0].field->isApplications);
     }
-    return {text.substr(0, equals), label};
+    if (!isApplications) {
+        refuse("{}: '{}' is no element of what applications define, as sessionStats[3]", what,
+               samples::printable(name));
+    }
+    return {name, label};
 }
 
 Annotations::MeaningOf meaningFrom(std::string_view what, const std::string& text) {
@@ -302,24 +312,52 @@ template <class Visitor> void forEachKind(uint32_t mask, Visitor visit) {
     }
 }
 
-std::vector<std::string_view> figureNames(uint32_t kindMask) {
+/* What names in an option stand for: columns, or the one key that rows are sorted by. */
+enum class NameUse : uint8_t { Column, SortKey };
+
+constexpr std::pair<std::string_view, samples::SortIdentity> sortIdentities[] = {
+    {"index", samples::SortIdentity::Index},
+    {"pid", samples::SortIdentity::Pid},
+    {"session", samples::SortIdentity::Session},
+    {"name", samples::SortIdentity::Name},
+    {"state", samples::SortIdentity::State}};
+
+/* The names that an option would take: those of arrays with this element, or those without. */
+std::vector<std::string_view> namesToTake(NameUse use, std::optional<size_t> element,
+                                          const Request& request) {
     std::vector<std::string_view> names;
-    forEachKind(kindMask, [&](const Kind& kind) {
+    forEachKind(request.rows.selection.kinds, [&](const Kind& kind) {
         forEachField(kind, [&](const statscatalogue::FieldPlace& place) {
-            names.push_back(place.field->name);
+            const unsigned count = place.field->count;
+            if (element ? count > 1 && *element < count : count == 1 || use == NameUse::Column) {
+                names.push_back(place.field->name);
+            }
         });
     });
+    if (element) {
+        return names;
+    }
     for (const auto& derived : statscatalogue::derivedFigures()) {
-        if ((derived.kinds & kindMask) != 0) {
+        if ((derived.kinds & request.rows.selection.kinds) != 0) {
             names.push_back(derived.name);
         }
+    }
+    for (const auto& label : request.annotations.labels) {
+        names.push_back(label.label);
+    }
+    for (const auto& [name, identity] : sortIdentities) {
+        names.push_back(name);
+    }
+    for (size_t i = 0; use == NameUse::Column && i < numIdentities; i++) {
+        names.push_back(nameOf(static_cast<Identity>(i)));
     }
     return names;
 }
 
 /* Why no chosen kind has a figure of this name. */
-[[noreturn]] void refuseField(std::string_view what, const std::string& name, uint32_t kindMask,
-                              const Annotations& annotations) {
+[[noreturn]] void refuseField(std::string_view what, const std::string& name, NameUse use,
+                              const Request& request) {
+    const uint32_t kindMask = request.rows.selection.kinds;
     const size_t bracket = name.find('[');
     if (bracket != std::string::npos) {
         const std::string array = name.substr(0, bracket);
@@ -336,7 +374,7 @@ std::vector<std::string_view> figureNames(uint32_t kindMask) {
     }
     const std::string owners = listed([&](auto&& add) {
         forEachKind(SHRPC_ALL, [&](const Kind& kind) {
-            if (!figuresNamed(kind, name, annotations).empty()) {
+            if (!figuresNamed(kind, name, request.annotations).empty()) {
                 add(kind.shortName);
             }
         });
@@ -345,7 +383,8 @@ std::vector<std::string_view> figureNames(uint32_t kindMask) {
         refuse("{}: none of the chosen kinds has a field '{}', which is one of: {}", what,
                samples::printable(name), owners);
     }
-    refuseName(what, "field", name, figureNames(kindMask),
+    const auto written = samples::writtenName(name);
+    refuseName(what, "field", name, namesToTake(use, written.element, request),
                "tvsistat --list-fields shows all names");
 }
 
@@ -363,7 +402,8 @@ void checkPrinting(std::string_view what, const std::string& name, const Figure&
     }
 }
 
-void checkExact(std::string_view what, const FieldChoice::Exact& entry, const Request& request) {
+void checkExact(std::string_view what, const FieldChoice::Exact& entry, NameUse use,
+                const Request& request) {
     if (identityNamed(entry.name)) {
         if (entry.printing) {
             refuse("{}: '{}' is no counter", what, entry.name);
@@ -378,7 +418,7 @@ void checkExact(std::string_view what, const FieldChoice::Exact& entry, const Re
         }
     });
     if (!isKnown) {
-        refuseField(what, entry.name, request.rows.selection.kinds, request.annotations);
+        refuseField(what, entry.name, use, request);
     }
 }
 
@@ -512,7 +552,7 @@ void RequestMaker::checkExclusions() const {
         {Read, Wait},   {Read, Follow}, {Once, Follow},    {Export, Long},    {Export, Json},
         {Export, Csv},  {Export, Rate}, {Export, Total},   {Export, Delta},   {Read, Align},
         {Live, Once},   {Live, Long},   {Live, Json},      {Live, Csv},       {Live, Sum},
-        {Live, Top},    {Live, Write},  {Live, Read},      {Live, Export},
+        {Live, Top},    {Live, Write},  {Live, Read},      {Live, Export},    {ListFields, Fields},
     };
     for (const auto& [one, other] : pairs) {
         exclude(one, other);
@@ -689,10 +729,14 @@ void RequestMaker::take(const GivenOption& given) {
         request.annotations.units.push_back(unitFrom(where, value));
         checkAnnotation(where, request.annotations.units.back().glob, true);
         break;
-    case OptionId::Label:
-        request.annotations.labels.push_back(labelFrom(where, value));
-        checkAnnotation(where, request.annotations.labels.back().name, false);
+    case OptionId::Label: {
+        /* A name that is given again moves: it stands for one statistic. */
+        auto label = labelFrom(where, value);
+        std::erase_if(request.annotations.labels,
+                      [&](const auto& earlier) { return earlier.label == label.label; });
+        request.annotations.labels.push_back(std::move(label));
         break;
+    }
     case OptionId::As:
         request.annotations.meanings.push_back(meaningFrom(where, value));
         checkAnnotation(where, request.annotations.meanings.back().glob, false);
@@ -820,13 +864,7 @@ void RequestMaker::takeOrder() {
     if (sort == nullptr) {
         return;
     }
-    constexpr std::pair<std::string_view, samples::SortIdentity> identities[] = {
-        {"index", samples::SortIdentity::Index},
-        {"pid", samples::SortIdentity::Pid},
-        {"session", samples::SortIdentity::Session},
-        {"name", samples::SortIdentity::Name},
-        {"state", samples::SortIdentity::State}};
-    for (const auto& [name, identity] : identities) {
+    for (const auto& [name, identity] : sortIdentities) {
         if (sort->value == name) {
             request.rows.order.key = identity;
             return;
@@ -836,7 +874,7 @@ void RequestMaker::takeOrder() {
     if (identityNamed(entry.name)) {
         refuse("{}: processes cannot be sorted by {}", sort->where, entry.name);
     }
-    checkExact(sort->where, entry, request);
+    checkExact(sort->where, entry, NameUse::SortKey, request);
     samples::SortFigure key;
     key.printing = entry.printing;
     forEachKind(SHRPC_ALL, [&](const Kind& kind) {
@@ -856,11 +894,17 @@ void RequestMaker::checkFields() const {
     for (const GivenOption& given : options) {
         if (given.id == OptionId::Fields) {
             for (const std::string& entry : commaList(given.where, given.value)) {
-                checkExact(given.where, exactFrom(given.where, entry), request);
+                checkExact(given.where, exactFrom(given.where, entry), NameUse::Column, request);
             }
         } else if (given.id == OptionId::Include || given.id == OptionId::Exclude) {
             checkPattern(given.where, FigurePattern(given.value), request.rows.selection.kinds);
         }
+    }
+    const FieldChoice& fields = request.fields;
+    if (fields.exact.empty() &&
+        !anyFigure(request.rows.selection.kinds, request.annotations,
+                   [&](const Figure& figure) { return fields.lets(figure, true); })) {
+        refuse("--group, --include and --exclude leave no field of the chosen kinds");
     }
     for (const std::string& glob : request.fieldGlobs) {
         checkPattern("--list-fields", FigurePattern(glob), request.rows.selection.kinds);

@@ -81,7 +81,9 @@ void Showing::append(std::string& text) {
         return !request.isNonzero || view.showsAny(row, moment, printing);
     };
     const auto rows = maker.make(request.rows, showing.processes(), moment, printing, isWanted);
-    view.appendSample(text, {attached, showing.now(), moment, printing, rows, warnings});
+    alike = printing == lastPrinting ? alike : 0;
+    lastPrinting = printing;
+    view.appendSample(text, {attached, showing.now(), moment, printing, rows, warnings, alike++});
     reports++;
 }
 

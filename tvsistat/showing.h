@@ -62,6 +62,8 @@ private:
     samples::RowMaker maker;
     std::vector<std::string> warnings;
     unsigned reports = 0;
+    unsigned alike = 0; /* reports in a row whose counters printed as they did last */
+    samples::Printing lastPrinting{};
     bool matched = false;
 };
 

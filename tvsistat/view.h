@@ -23,6 +23,7 @@ struct Shown {
     samples::Printing printing; /* of counters, where a column doesn't say */
     std::span<const samples::Row> rows;
     std::span<const std::string> warnings; /* sentences: what makes the figures doubtful */
+    unsigned numAlike; /* reports of this cache just before this one whose counters print alike */
 };
 
 /* Something that happened to a cache. */

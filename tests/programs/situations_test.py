@@ -206,6 +206,12 @@ def try_several():
             }.items():
                 if (found := outcome(*words.split())) != expected:
                     faults.append(f"'{words}': {found}, not {expected}")
+            tool = servers[0].watch("-k", "brox", "--repeat-header", "9", "0.05", "4")
+            tool.end()
+            heads = len(re.findall("^cache +kind +pid", tool.out, re.M))
+            rows = sorted(re.findall(r"^(\w)~\w+ +brox +\d+ ", tool.out, re.M))
+            if (heads, rows) != (6, sorted("abc" * 4)):
+                faults.append(f"--repeat-header: {heads} headings for totals and rates, {rows}")
             tool = servers[0].watch("all", "-F", "0.2", "-f", "brox", "-k", "brox")
             tool.until("^a$")
             servers.append(Server(PROGRAMS, directory, "--sessions", "1", brox="later"))
