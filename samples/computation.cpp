@@ -66,6 +66,12 @@ Number fieldValue(const Figure& figure, std::span<const Process> processes) {
     return isCommon ? numberOf(first) : Number();
 }
 
+/* How far a number that wraps has come, forwards or backwards. */
+int64_t stepsBetween(FieldType type, Value before, Value now) {
+    const uint64_t growth = now.bits - before.bits;
+    return widthOf(type) == 4 ? static_cast<int32_t>(growth) : static_cast<int64_t>(growth);
+}
+
 /* One term of a formula for one process. */
 std::optional<double> termOf(const Term& term, TermPlace place, const Process& process,
                              const Moment& moment) {
@@ -165,9 +171,7 @@ bool isLess(Number one, Number other) {
 }
 
 Number counterGrowth(FieldType type, Value now, Value before) {
-    const uint64_t growth = now.bits - before.bits;
-    const auto steps = widthOf(type) == 4 ? static_cast<int64_t>(static_cast<int32_t>(growth))
-                                          : static_cast<int64_t>(growth);
+    const int64_t steps = stepsBetween(type, before, now);
     return steps < 0 ? Number() : Number::ofSigned(steps);
 }
 
@@ -188,7 +192,9 @@ Number growthOf(const Figure& figure, std::span<const Process> processes) {
         }
         const Value now = fieldOf(figure, *process.now);
         const Value before = fieldOf(figure, *process.before);
-        if (!figure.isCounter()) {
+        if (figure.meaning == statscatalogue::Meaning::Position) {
+            sum += stepsBetween(figure.field->type, before, now);
+        } else if (!figure.isCounter()) {
             sum += wide(now) - wide(before);
         } else if (const Number growth = counterGrowth(figure.field->type, now, before)) {
             sum += growth.asSigned();

@@ -118,6 +118,18 @@ TEST(Computation, FiguresOfOneProcessAndOfSeveral) {
                  {"memMappedSize", "27670116110564327424. -13 -"}});
 }
 
+TEST(Computation, APositionMovesBothWaysAndWraps) {
+    Past past;
+    const auto brox = [](std::int64_t record, std::int64_t file) {
+        return StreamProcess{SHRPC_BROX, 1, 0, "b", {{"logRecordId", record}, {"logFileId", file}}};
+    };
+    past.sample(0, {brox(0xFFFFFFFA, 7)});
+    past.sample(2, {brox(4, 5)});
+    const auto processes = past.history.processes();
+    EXPECT_EQ(text(growthOf(figure(SHRPC_BROX, "logRecordId"), processes)), "10");
+    EXPECT_EQ(text(growthOf(figure(SHRPC_BROX, "logFileId"), processes)), "-2");
+}
+
 TEST(Computation, ADerivedFigureOfSeveralIsOfTheirTermsTogether) {
     const auto vok = [](int pid, std::int64_t hits, std::int64_t misses) {
         return StreamProcess{SHRPC_VOK,
