@@ -172,10 +172,10 @@ inline constexpr auto headlineTable = std::to_array<DerivedFigure>({
           "free frames"),
 });
 
-/* The default columns of the kinds of a mask. */
+/* The default columns of the kinds of a mask: fields, and figures that tell more than these. */
 struct DefaultColumns {
     uint32_t kinds;
-    std::array<Name, 6> names; /* empty behind the last */
+    std::array<Name, 7> names; /* empty behind the last */
 
     constexpr size_t size() const {
         size_t number = 0;
@@ -188,29 +188,33 @@ struct DefaultColumns {
 
 inline constexpr auto defaultsTable = std::to_array<DefaultColumns>({
     {SHRPC_MONITOR,
-     {"numberOfFreeFrames", "globalDirtyPageCount", "totalPageReads", "totalPageWrites",
-      "totalLocalPageCacheMisses"}},
+     {"numberOfFreeFrames", "globalDirtyPageCount", "totalHitPercent", "totalPageReads",
+      "totalPageWrites", "totalLocalPageCacheMisses"}},
     {SHRPC_BROX,
      {"totalSessionsCount", "numInCommitQueue", "totalCommits", "totalAborts", "logKBytesWritten",
-      "freePages"}},
-    {SHRPC_VOK, {"vokKind", "commitCount", "abortCount", "objectsRead", "localPageCacheMisses"}},
-    {SHRPC_VokThr, {"vokKind", "progressCount", "memMappedSize", "localPageCacheMisses"}},
+      "freePages", "failedCommitPercent"}},
+    {SHRPC_VOK,
+     {"vokKind", "commitCount", "abortCount", "objectsRead", "hitPercent", "localPageCacheMisses"}},
+    {SHRPC_VokThr,
+     {"vokKind", "progressCount", "memMappedSize", "hitPercent", "localPageCacheMisses"}},
     {SHRPC_VOK_PGSVR_MAIN | SHRPC_VOK_PGSVR_THD,
      {"clientPid", "clientPageReads", "clientPageWrites", "clientCommits", "messagesToBrox"}},
     {SHRPC_CACHE_PGSVR,
-     {"clientPid", "compressCount", "decompressCount", "compressionKbIn", "compressionKbOut"}},
+     {"clientPid", "compressCount", "decompressCount", "compressionKbIn", "compressionKbOut",
+      "compressionRatio"}},
     {SHRPC_PAGEMGR,
      {"pageMgrPagesReceivedFromBroxCount", "pageMgrPagesRemovedFromCachesCount", "pagemgrPolls"}},
     {SHRPC_BrxRestoreThr,
      {"commitCount", "checkpointCount", "recovSkippedCheckpointCount", "rdbfDiskReads",
-      "rdbfDiskWrites"}},
+      "msPerDiskRead", "rdbfDiskWrites"}},
     {SHRPC_BrxAioThr,
      {"aioDirtyCount", "aioCkptCount", "aioRateLimit", "asyncFlushesInProgress",
       "aioWriteFailures"}},
     {SHRPC_FF_Thr,
      {"dirtyPageSweepCount", "framesAddedToFreeList", "freeFrameListOkLimit", "nextSleepTimeMs"}},
     {SHRPC_STATMON | SHRPC_APP | SHRPC_PSC | SHRPC_SYSTEM,
-     {"localPageCacheHits", "localPageCacheMisses", "rdbfDiskReads", "rdbfDiskWrites"}},
+     {"hitPercent", "localPageCacheHits", "localPageCacheMisses", "rdbfDiskReads",
+      "rdbfDiskWrites"}},
 });
 
 } // namespace statscatalogue::tables

@@ -142,18 +142,27 @@ void appendJsonString(std::string& text, std::string_view bytes) {
 }
 
 void appendCsvField(std::string& text, std::string_view bytes) {
+    const auto isControl = [](char c) {
+        return (static_cast<unsigned char>(c) < ' ' && c != '\r' && c != '\n') || c == '\x7f';
+    };
     const size_t begin = text.size();
     appendUtf8(text, bytes);
-    if (text.find_first_of(",\"\r\n", begin) == std::string::npos) {
+    const std::string_view written = std::string_view(text).substr(begin);
+    const bool isQuoted = written.find_first_of(",\"\r\n") != std::string_view::npos;
+    if (!isQuoted && std::ranges::none_of(written, isControl)) {
         return;
     }
-    const std::string field = text.substr(begin);
+    const std::string field(written);
     text.resize(begin);
-    text += '"';
+    text += isQuoted ? "\"" : "";
     for (const char c : field) {
-        text += c == '"' ? "\"\"" : std::string_view(&c, 1);
+        if (isControl(c)) {
+            appendHex(text, static_cast<unsigned char>(c));
+        } else {
+            text.append(c == '"' ? 2 : 1, c);
+        }
     }
-    text += '"';
+    text += isQuoted ? "\"" : "";
 }
 
 void appendLabelValue(std::string& text, std::string_view bytes) {

@@ -72,13 +72,15 @@ bool ColumnPlan::shows(const Kind* kind) {
 }
 
 void ColumnPlan::addExact(std::vector<Column>& columns, const Kind* kind) const {
-    for (const auto& [name, printing] : choice.exact) {
+    for (size_t place = 0; place < choice.exact.size(); place++) {
+        const auto& [name, printing] = choice.exact[place];
         if (const auto identity = identityNamed(name)) {
-            columns.push_back({identity, std::nullopt, std::nullopt, true});
+            columns.push_back({identity, std::nullopt, std::nullopt, true, place});
         } else if (kind != nullptr) {
             const auto figures = figuresNamed(*kind, name, annotations);
             for (const Figure& figure : figures) {
                 columns.push_back(figureColumn(figure, printing, figures.size() == 1));
+                columns.back().place = place;
             }
         }
     }
@@ -87,7 +89,7 @@ void ColumnPlan::addExact(std::vector<Column>& columns, const Kind* kind) const 
 void ColumnPlan::addDefaults(std::vector<Column>& columns, const Kind& kind) const {
     for (const std::string_view name : statscatalogue::defaultColumns(kind)) {
         for (const Figure& figure : figuresNamed(kind, name, annotations)) {
-            columns.push_back(figureColumn(figure, std::nullopt, true));
+            columns.push_back(figureColumn(figure, std::nullopt, figure.field != nullptr));
         }
     }
 }
@@ -97,10 +99,11 @@ void ColumnPlan::addLetThrough(std::vector<Column>& columns, const Kind& kind) c
     for (const Figure& figure : figuresOf(kind, annotations)) {
         const bool isDefault =
             byDefault == Default::EveryFigure ||
-            (figure.field != nullptr &&
-             std::ranges::find(keyFigures, figure.field->name) != keyFigures.end());
+            std::ranges::find(keyFigures, figure.field != nullptr
+                                              ? figure.field->name
+                                              : figure.derived->name) != keyFigures.end();
         if (choice.lets(figure, isDefault)) {
-            columns.push_back(figureColumn(figure, std::nullopt, false));
+            columns.push_back(figureColumn(figure, std::nullopt, figure.derived != nullptr));
         }
     }
 }

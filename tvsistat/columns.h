@@ -37,7 +37,8 @@ struct Column {
     std::optional<Identity> identity; /* else a figure: */
     std::optional<samples::Figure> figure;
     std::optional<samples::Printing> printing; /* nothing: as counters print at the moment */
-    bool isChosen = false; /* by its own name: shown also where there is nothing to see */
+    bool isChosen = false;                     /* shown also where there is nothing to see */
+    size_t place = 0;                          /* of what asked for it in an exact choice */
 
     /* Of a figure, when counters print in a given way. */
     samples::Printing printingFor(samples::Printing ofCounters) const {

@@ -1,5 +1,6 @@
 #include "commandline.h"
 
+#include "printable.h"
 #include "suggestion.h"
 
 #include <CLI/CLI.hpp>
@@ -52,7 +53,7 @@ std::string unknownOption(std::string_view name, Place place) {
     const std::string_view bare = name.substr(isLong ? 2 : 0);
     const std::string_view closest =
         isLong ? closestName(bare.substr(0, bare.find('=')), names) : "";
-    std::string sentence = "there is no option '" + std::string(name) + "'";
+    std::string sentence = "there is no option '" + samples::printable(name) + "'";
     if (!closest.empty()) {
         sentence += "; did you mean '--" + std::string(closest) + "'?";
     }

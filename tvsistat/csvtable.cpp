@@ -34,7 +34,7 @@ void CsvTable::makeFields() {
         for (const auto identity :
              {Identity::Time, Identity::Cache, Identity::Brox, Identity::Kind, Identity::Index,
               Identity::Pid, Identity::Session, Identity::Name, Identity::State}) {
-            fields.push_back({std::string(nameOf(identity)), identity, {}});
+            fields.push_back({std::string(nameOf(identity)), identity, 0, {}});
         }
     }
     for (const Kind& kind : statscatalogue::kinds()) {
@@ -45,12 +45,13 @@ void CsvTable::makeFields() {
             std::string name = nameOfColumn(column);
             auto field = std::ranges::find(fields, name, &Field::name);
             if (field == fields.end()) {
-                fields.push_back({std::move(name), column.identity, {}});
+                fields.push_back({std::move(name), column.identity, column.place, {}});
                 field = fields.end() - 1;
             }
             field->byKind[static_cast<size_t>(kind.index)] = &column;
         }
     }
+    std::ranges::stable_sort(fields, {}, &Field::place);
 }
 
 void CsvTable::appendIdentity(std::string& text, Identity identity, const Row& row,

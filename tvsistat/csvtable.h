@@ -22,6 +22,7 @@ private:
     struct Field {
         std::string name; /* as in the header */
         std::optional<Identity> identity;
+        size_t place; /* in the order that was asked for */
         std::array<const Column*, SHRPC_numStatTypes> byKind{}; /* null: the kind doesn't have it */
     };
     std::string nameOfColumn(const Column& column) const;

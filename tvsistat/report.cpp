@@ -130,9 +130,10 @@ Report::SectionPlan& Report::planOf(size_t place, const Kind* kind) {
     }
     own.widths.assign(own.columns.size(), 0);
     for (const Column& column : own.columns) {
-        own.isHidden.push_back(!column.isChosen &&
-                               (column.identity == Identity::State ||
-                                (column.figure && column.figure->isHiddenWhileZero())));
+        const auto& figure = column.figure;
+        const bool mayBeDull = figure ? figure->isHiddenWhileZero() || figure->derived != nullptr
+                                      : column.identity == Identity::State;
+        own.isHidden.push_back(!column.isChosen && mayBeDull);
     }
     return own;
 }
@@ -385,9 +386,8 @@ void Report::appendHeader(std::string& text, const Shown& shown) {
     scratch.clear();
     const auto endLine = [&] {
         text += surroundings.takesColor ? boldOn : "";
-        text += std::string_view(scratch).substr(0, width);
-        text += surroundings.takesColor ? colorOff : "";
-        text += '\n';
+        appendFitting(text, scratch);
+        text.insert(text.size() - 1, surroundings.takesColor ? colorOff : "");
         scratch.clear();
     };
     for (const std::string& part : parts) {
@@ -425,9 +425,16 @@ void Report::appendClosing(std::string& text) {
     appendFitting(text, scratch);
 }
 
-/* A line, cut where the width ends. */
-void Report::appendFitting(std::string& text, std::string_view line) const {
-    text += line.substr(0, width);
+/* A sentence, on as many lines as it takes. */
+void Report::appendFitting(std::string& text, std::string_view sentence) const {
+    while (sentence.size() > width) {
+        const size_t blank = sentence.rfind(' ', width);
+        const size_t end = blank == std::string_view::npos || blank == 0 ? width : blank;
+        text += sentence.substr(0, end);
+        text += '\n';
+        sentence.remove_prefix(end + (end == blank ? 1 : 0));
+    }
+    text += sentence;
     text += '\n';
 }
 

@@ -58,7 +58,7 @@ private:
     void noteLeftOut(const SectionPlan& own, size_t from, const statscatalogue::Kind* kind);
     void appendHeader(std::string& text, const Shown& shown);
     void appendClosing(std::string& text);
-    void appendFitting(std::string& text, std::string_view line) const;
+    void appendFitting(std::string& text, std::string_view sentence) const;
 
     bool isShort;   /* titles and numbers */
     bool showsTime; /* at the front of each line */

@@ -67,8 +67,9 @@ void TimeText::appendSeconds(std::string& text, int64_t seconds) {
 void TimeText::appendShort(std::string& text, int64_t seconds, int64_t nowNs) {
     struct tm parts {};
     struct tm now {};
-    if (!split(seconds, parts) || !split(splitSecond(nowNs).first, now)) {
-        appendInteger(text, seconds);
+    const bool isKnown = split(seconds, parts) && split(splitSecond(nowNs).first, now);
+    if (!isKnown || parts.tm_year < -1900 || parts.tm_year > 9999 - 1900) {
+        tvsistat::appendShort(text, static_cast<double>(seconds));
         return;
     }
     const bool isToday = parts.tm_year == now.tm_year && parts.tm_yday == now.tm_yday;

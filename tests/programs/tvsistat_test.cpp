@@ -13,6 +13,7 @@
 #include "samplestream.h"
 #include "temporarydirectory.h"
 #include "testcache.h"
+#include "timetext.h"
 
 namespace {
 
@@ -51,6 +52,8 @@ std::vector<StreamProcess> processesAfter(std::int64_t step) {
           {"timeWaitingForCommit", 70000 * step},
           {"timeLastCommit", 1794853180 + step},
           {"memoryFootPrintKb", 123456},
+          {"localPageCacheHits", 3 * step},
+          {"localPageCacheMisses", step},
           {"sessionStats[3]", 9007199254740993 * step}}},
         {SHRPC_VOK, 2470, 6, "h\xc3\xb6\xff\"\\", {{"commitCount", 12}}, ProcessState::Stopped},
         {SHRPC_VokThr, 2470, 6, "t1", {{"progressCount", 100 + step}}},
@@ -64,7 +67,7 @@ std::string streamNamed(const std::string& name) {
     dead[0].state = ProcessState::Stopped;
     dead[1].state = ProcessState::Zombie;
     dead[3].state = ProcessState::Ended;
-    dead.push_back({24, 7, 0, "torn", {}});
+    dead.push_back({24, 7, 0, "to\t\"rn\"", {}});
     SampleStream stream;
     if (name == "two") {
         return stream.sample(0, living).sample(2, processesAfter(1)).end().bytes();
@@ -282,6 +285,9 @@ TEST(TvsistatNumbers, TakeSixCharactersAtMost) {
         EXPECT_EQ(shown, text) << value;
         EXPECT_LE(shown.size(), 6U);
     }
+    std::string shown;
+    tvsistat::TimeText(true).appendShort(shown, INT64_MAX, 0);
+    EXPECT_EQ(shown, "9.22E") << "no moment";
 }
 
 TEST(TvsistatConfiguration, IsOnlyReadWhenNobodyElseCanHaveWrittenIt) {
