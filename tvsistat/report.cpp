@@ -50,8 +50,9 @@ void Report::appendSample(std::string& text, const Shown& shown) {
     if (isShort && !request.layout.isWide) {
         width = request.layout.width ? *request.layout.width : terminalWidth();
     }
-    const bool hasHeader =
-        request.layout.hasHeader && shown.numAlike % request.layout.headerEvery == 0;
+    /* What makes figures doubtful can't wait for the next heading. */
+    const bool isDue = shown.numAlike % request.layout.headerEvery == 0 || !shown.warnings.empty();
+    const bool hasHeader = request.layout.hasHeader && isDue;
     leftOut.clear();
     groupRows(shown);
     if (hasHeader) {

@@ -81,6 +81,9 @@ std::string streamNamed(const std::string& name) {
     if (name == "dead") {
         return stream.sample(0, dead).end().bytes();
     }
+    if (name == "dying") {
+        return stream.sample(0, living).sample(2, dead).sample(4, dead).end().bytes();
+    }
     if (name == "lost") {
         return stream.notice("odd\n").sample(0, living).lost(7, "cache prod~1f2e is gone").bytes();
     }
