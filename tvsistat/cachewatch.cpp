@@ -76,9 +76,11 @@ std::variant<CacheWatch::Reading, Failure> CacheWatch::startReader() const {
     options.interval = nanoseconds(request.interval.value_or(1));
     options.isAligned = request.isAligned;
     options.count = samplesWanted();
-    /* Monitor and Brox are always looked at: their state tells what the other figures are worth. */
-    options.kinds = recorder != nullptr ? uint32_t{SHRPC_ALL}
-                                        : request.rows.selection.kinds | SHRPC_MONITOR | SHRPC_BROX;
+    /* Monitor and Brox are always looked at: their state tells what the other figures are worth.
+     * The live screen may begin to record at any moment. */
+    options.kinds = recorder != nullptr || request.isLive
+                        ? uint32_t{SHRPC_ALL}
+                        : request.rows.selection.kinds | SHRPC_MONITOR | SHRPC_BROX;
     auto started = samples::ReaderProcess::start(options);
     if (auto* failure = std::get_if<Failure>(&started)) {
         return std::move(*failure);
@@ -346,6 +348,19 @@ void CacheWatch::release() {
 void CacheWatch::tell(Event::Kind kind, const samples::Times& times, ExitStatus status,
                       std::string_view sentence) {
     events({kind, shown.header(), times, status, sentence});
+}
+
+/* A recording that begins in the middle of a stream has its header all the same. */
+void CacheWatch::recordTo(MessageSink& sink) {
+    recorder = &sink;
+    recordedAs = sink.newCache();
+    if (state == Phase::Running) {
+        record(shown.header());
+    }
+}
+
+void CacheWatch::mark(std::string_view text) {
+    record(samples::Mark{std::string(text), samples::currentTimes()});
 }
 
 std::optional<size_t> findDouble(std::span<const std::unique_ptr<CacheWatch>> watches) {

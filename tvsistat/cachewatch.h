@@ -46,10 +46,10 @@ public:
     Deadline nextDeadline() const { return successor ? std::min(due, successorDue) : due; }
 
     /* From now on all that is read goes there, too. It must outlive this object. */
-    void recordTo(MessageSink& sink) {
-        recorder = &sink;
-        recordedAs = sink.newCache();
-    }
+    void recordTo(MessageSink& sink);
+    void stopRecording() { recorder = nullptr; }
+    /* A mark of the user's, into the recording. */
+    void mark(std::string_view text);
 
     /* Reads what has come, as far as the next sample that is to be shown. */
     void readOn();

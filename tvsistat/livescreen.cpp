@@ -1,8 +1,9 @@
 #include "livescreen.h"
 
 #include "cachewatch.h"
+#include "discovery.h"
 #include "output.h"
-#include "printable.h"
+#include "recorder.h"
 #include "screenlayout.h"
 #include "screenmodel.h"
 #include "stopsignal.h"
@@ -10,9 +11,12 @@
 #include "terminal.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <ctime>
 #include <memory>
+#include <unistd.h>
+#include <utility>
 
 namespace tvsistat {
 namespace {
@@ -23,6 +27,8 @@ using samples::Failure;
 using Phase = CacheWatch::Phase;
 
 constexpr int wheelLines = 3;
+constexpr auto listingPause = 5s;
+constexpr size_t mostListed = size_t{4} << 20; /* bytes */
 
 Deadline now() {
     return std::chrono::steady_clock::now();
@@ -36,10 +42,12 @@ int64_t nanosecondsOn(clockid_t clock) {
 
 class LiveScreen {
 public:
-    LiveScreen(Request& asked, Terminal& on) : request(asked), terminal(on), model(asked) {}
+    LiveScreen(Request& asked, Terminal& on) : request(asked), terminal(on), model(asked) {
+        model.fileToRecord = asked.recording ? asked.recording->path : "tvsistat.recording";
+    }
 
     /* Why it ends; nothing when it was quit. */
-    std::optional<Failure> run(std::vector<Target> targets);
+    std::optional<Failure> run(std::vector<Target> targets, std::unique_ptr<Recorder> opened);
 
 private:
     void add(Target target);
@@ -53,6 +61,12 @@ private:
     void take(const Input& input);
     void click(const Input& input);
     void obey(ScreenModel::Wish wish);
+    void record();
+    void recordTo(std::unique_ptr<Recorder> opened, std::string path);
+    void mark();
+    void startListing();
+    void readListing();
+    void addNewCaches(const samples::CacheListings& found);
     void show();
 
     Request& request;
@@ -61,8 +75,12 @@ private:
     std::vector<std::unique_ptr<CacheWatch>> watches;
     std::vector<ScreenCache*> screens; /* by watch */
     std::vector<bool> isTold;          /* by watch: that it is over */
-    std::vector<pollfd> descriptors; /* two a watch, then signals, the keyboard and the terminal */
+    std::vector<pollfd> descriptors;   /* two a watch, then others */
     std::vector<Input> inputs;
+    std::unique_ptr<Recorder> recorder;
+    std::optional<samples::ReaderProcess> listing; /* of the caches of the host */
+    std::string listed;
+    Deadline nextListing = noDeadline;
     Picture picture;
     Deadline nextSecond; /* the clock shows another one */
     bool isStale = true; /* the picture */
@@ -78,6 +96,9 @@ void LiveScreen::add(Target target) {
     };
     watches.push_back(
         std::make_unique<CacheWatch>(request, cache.showing, sink, std::move(target)));
+    if (recorder) {
+        watches.back()->recordTo(*recorder);
+    }
     screens.push_back(&cache);
     isTold.push_back(false);
 }
@@ -85,12 +106,14 @@ void LiveScreen::add(Target target) {
 /* Waits for streams, keys, signals, the clock, or a terminal that takes more. */
 int LiveScreen::wait() {
     descriptors.clear();
-    Deadline next = nextSecond;
+    Deadline next = std::min(nextSecond, listing ? noDeadline : nextListing);
+    next = recorder ? std::min(next, recorder->nextDeadline()) : next;
     for (const auto& watch : watches) {
         descriptors.push_back({watch->fd(), POLLIN, 0});
         descriptors.push_back({watch->successorFd(), POLLIN, 0});
         next = std::min(next, watch->nextDeadline());
     }
+    descriptors.push_back({listing ? listing->fd() : -1, POLLIN, 0});
     descriptors.push_back({terminal.signalFd(), POLLIN, 0});
     descriptors.push_back({STDIN_FILENO, POLLIN, 0});
     descriptors.push_back({terminal.isBusy() ? terminal.outputFd() : -1, POLLOUT, 0});
@@ -171,11 +194,102 @@ void LiveScreen::obey(ScreenModel::Wish wish) {
             watch->changeInterval();
         }
         break;
+    case ScreenModel::Wish::Record:
+        record();
+        break;
+    case ScreenModel::Wish::Mark:
+        mark();
+        break;
     case ScreenModel::Wish::Redraw:
         terminal.repaint();
         break;
     case ScreenModel::Wish::Nothing:
         break;
+    }
+}
+
+void LiveScreen::recordTo(std::unique_ptr<Recorder> opened, std::string path) {
+    recorder = std::move(opened);
+    recorder->tellTo([this](std::string_view sentence) {
+        model.note(nanosecondsOn(CLOCK_REALTIME), sentence);
+        isStale = true;
+    });
+    for (const auto& watch : watches) {
+        watch->recordTo(*recorder);
+    }
+    model.recordedTo = model.fileToRecord = std::move(path);
+    model.note(nanosecondsOn(CLOCK_REALTIME), "recording to " + model.recordedTo);
+}
+
+/* Begins a recording of every cache into the file that was typed, or ends the one that runs. */
+void LiveScreen::record() {
+    const int64_t nowNs = nanosecondsOn(CLOCK_REALTIME);
+    if (recorder) {
+        for (const auto& watch : watches) {
+            watch->stopRecording();
+        }
+        recorder.reset();
+        model.note(nowNs, "the recording " + std::exchange(model.recordedTo, {}) + " has ended");
+        return;
+    }
+    RecordingRequest wanted{model.answer, {}};
+    if (request.recording && request.recording->path == model.answer) {
+        wanted.options = request.recording->options;
+    }
+    auto opened = Recorder::open(wanted);
+    if (const auto* failure = std::get_if<Failure>(&opened)) {
+        model.note(nowNs, failure->sentence);
+        return;
+    }
+    recordTo(std::move(std::get<std::unique_ptr<Recorder>>(opened)), model.answer);
+}
+
+void LiveScreen::mark() {
+    for (const auto& watch : watches) {
+        watch->mark(model.answer);
+    }
+    model.note(nanosecondsOn(CLOCK_REALTIME), "mark: " + model.answer);
+}
+
+/* With every cache: those that have come since join. Listing them is another program's work, which
+ * nobody waits for. */
+void LiveScreen::startListing() {
+    nextListing = now() + listingPause;
+    auto started = samples::ReaderProcess::start({"--list"}, -1);
+    if (auto* reader = std::get_if<samples::ReaderProcess>(&started)) {
+        listing = std::move(*reader);
+        listed.clear();
+    }
+}
+
+void LiveScreen::readListing() {
+    std::array<char, 4096> piece;
+    while (listing) {
+        const ssize_t got = read(listing->fd(), piece.data(), piece.size());
+        if (got > 0 && listed.size() < mostListed) {
+            listed.append(piece.data(), static_cast<size_t>(got));
+        } else if (got < 0 && errno == EAGAIN) {
+            return;
+        } else if (got >= 0 || errno != EINTR) {
+            listing.reset();
+            const auto found = samples::parseListing(listed);
+            if (const auto* caches = std::get_if<samples::CacheListings>(&found)) {
+                addNewCaches(*caches);
+            }
+        }
+    }
+}
+
+void LiveScreen::addNewCaches(const samples::CacheListings& found) {
+    for (const auto& cache : found) {
+        const bool isKnown = std::ranges::any_of(watches, [&](const auto& watch) {
+            return watch->target() == Target{false, cache.location} ||
+                   watch->showing().header().location == cache.location;
+        });
+        if (!isKnown && cache.isReadable) {
+            model.note(nanosecondsOn(CLOCK_REALTIME), "cache " + cache.location + " has appeared");
+            add({false, cache.location});
+        }
     }
 }
 
@@ -241,12 +355,25 @@ void LiveScreen::show() {
     terminal.paint(picture.grid);
 }
 
-std::optional<Failure> LiveScreen::run(std::vector<Target> targets) {
+std::optional<Failure> LiveScreen::run(std::vector<Target> targets,
+                                       std::unique_ptr<Recorder> opened) {
+    if (opened) {
+        recordTo(std::move(opened), model.fileToRecord);
+    }
     for (Target& target : targets) {
         add(std::move(target));
     }
+    nextListing = request.takesAll ? now() + listingPause : noDeadline;
     while (!hasQuit) {
         readStreams();
+        if (recorder) {
+            recorder->advance();
+        }
+        if (listing) {
+            readListing();
+        } else if (now() >= nextListing) {
+            startListing();
+        }
         if (auto failure = failureOfAll()) {
             return failure;
         }
@@ -281,6 +408,14 @@ ExitStatus liveScreen(Request& request) {
     request.follows = true;
     request.interval = request.interval.value_or(1);
     catchStopSignals();
+    std::unique_ptr<Recorder> recorder;
+    if (request.recording) {
+        auto recording = Recorder::open(*request.recording);
+        if (const auto* failure = std::get_if<Failure>(&recording)) {
+            return fail(*failure);
+        }
+        recorder = std::move(std::get<std::unique_ptr<Recorder>>(recording));
+    }
     std::optional<Failure> end;
     {
         auto opened = Terminal::open();
@@ -288,7 +423,8 @@ ExitStatus liveScreen(Request& request) {
             return fail(*failure);
         }
         Terminal& terminal = *std::get<std::unique_ptr<Terminal>>(opened);
-        end = LiveScreen(request, terminal).run(std::move(std::get<std::vector<Target>>(found)));
+        end = LiveScreen(request, terminal)
+                  .run(std::move(std::get<std::vector<Target>>(found)), std::move(recorder));
     }
     return end ? fail(*end) : ExitStatus::Ok;
 }

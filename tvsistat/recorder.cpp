@@ -4,6 +4,8 @@
 
 namespace tvsistat {
 
+Recorder::Recorder(samples::RecordingWriter opened) : writer(std::move(opened)), tells(complain) {}
+
 std::variant<std::unique_ptr<Recorder>, samples::Failure>
 Recorder::open(const RecordingRequest& asked) {
     auto opened = samples::RecordingWriter::open(asked.path, asked.options);
@@ -35,7 +37,7 @@ void Recorder::advance() {
 void Recorder::tell() {
     const std::string problem = writer.takeProblem();
     if (!problem.empty()) {
-        complain(problem);
+        tells(problem);
     }
 }
 

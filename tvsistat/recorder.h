@@ -7,7 +7,9 @@
 #include "request.h"
 #include "stopsignal.h"
 
+#include <functional>
 #include <memory>
+#include <string_view>
 #include <variant>
 
 namespace tvsistat {
@@ -35,13 +37,17 @@ public:
     Deadline nextDeadline() const;
     void advance();
 
+    /* Problems are told there rather than on standard error. */
+    void tellTo(std::function<void(std::string_view)> listener) { tells = std::move(listener); }
+
     samples::RecordingWriter& recording() { return writer; }
 
 private:
-    explicit Recorder(samples::RecordingWriter opened) : writer(std::move(opened)) {}
+    explicit Recorder(samples::RecordingWriter opened);
     void tell();
 
     samples::RecordingWriter writer;
+    std::function<void(std::string_view)> tells;
     uint32_t caches = 0;
 };
 

@@ -552,7 +552,7 @@ void RequestMaker::checkExclusions() const {
         {Read, Wait},   {Read, Follow}, {Once, Follow},    {Export, Long},    {Export, Json},
         {Export, Csv},  {Export, Rate}, {Export, Total},   {Export, Delta},   {Read, Align},
         {Live, Once},   {Live, Long},   {Live, Json},      {Live, Csv},       {Live, Sum},
-        {Live, Top},    {Live, Write},  {Live, Read},      {Live, Export},    {ListFields, Fields},
+        {Live, Top},    {Live, Read},   {Live, Export},    {Live, Quiet},     {ListFields, Fields},
     };
     for (const auto& [one, other] : pairs) {
         exclude(one, other);
@@ -802,8 +802,8 @@ void RequestMaker::takeRecording() {
             refuse("--{} needs --write", entryOf(id).name);
         }
     }
-    const bool asksForView =
-        has(Once) || has(Long) || has(Json) || has(Csv) || request.interval.has_value();
+    const bool asksForView = has(Once) || has(Long) || has(Json) || has(Csv) || has(Live) ||
+                             request.interval.has_value();
     request.isQuiet = has(Quiet) || (has(Write) && !asksForView);
     if (request.isQuiet && !request.interval && !has(Once) && request.reads.empty()) {
         request.interval = 1;

@@ -44,6 +44,8 @@ constexpr auto table = std::to_array<KeyEntry>({
     {Command::Printing, Numbers, {'t'}, "t", "counters as rate, growth or total"},
     {Command::Scaled, Numbers, {'u'}, "u", "numbers scaled or in full"},
 
+    {Command::Record, General, {'w'}, "w", "begin or end a recording"},
+    {Command::Mark, General, {'m'}, "m", "set a mark, with a text, into events and recording"},
     {Command::Help, General, {'?'}, "?", "this help"},
     {Command::Redraw, General, {keys::redraw}, "Ctrl-L", "paint the screen anew"},
     {Command::Quit, General, {'q'}, "q", "quit"},

@@ -19,7 +19,8 @@ namespace keys {
 inline constexpr Key up = 0x1000000, down = up + 1, left = up + 2, right = up + 3;
 inline constexpr Key pageUp = up + 4, pageDown = up + 5, home = up + 6, end = up + 7;
 inline constexpr Key backTab = up + 8;
-inline constexpr Key tab = '\t', enter = '\r', escape = 27, backspace = 127, redraw = 12;
+inline constexpr Key tab = '\t', enter = '\r', escape = 27, backspace = 127, redraw = 12,
+                     clear = 21; /* Ctrl-U */
 inline constexpr Key none = 0;
 } // namespace keys
 
@@ -49,6 +50,8 @@ enum class Command : uint8_t {
     Scaled,
     Columns,
     NextCache,
+    Record,
+    Mark,
     Help,
     Redraw,
     Quit

@@ -473,8 +473,10 @@ void Layouter::eventLog(size_t at) {
 void Layouter::lastLine() {
     const size_t at = height - 1;
     if (model.prompt != Prompt::None) {
-        const std::string_view lead =
-            model.prompt == Prompt::Rows ? "processes that match: " : "fields whose name holds: ";
+        constexpr std::string_view leads[] = {"",
+                                              "processes that match: ", "fields whose name holds: ",
+                                              "record to the file: ", "mark: "};
+        const std::string_view lead = leads[static_cast<size_t>(model.prompt)];
         const size_t x = grid.put(0, at, lead, boldLook);
         const size_t room = width - std::min(width, x + 1);
         const std::string_view typed = model.typed;

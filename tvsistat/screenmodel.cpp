@@ -136,6 +136,11 @@ void ScreenModel::tell(int64_t realNs, std::string text) {
     }
 }
 
+void ScreenModel::note(int64_t realNs, std::string_view sentence) {
+    message = samples::printable(sentence);
+    tell(realNs, message);
+}
+
 void ScreenModel::happened(ScreenCache& cache, const Event& event) {
     const std::string sentence = samples::printable(event.sentence);
     switch (event.kind) {
@@ -289,7 +294,7 @@ void ScreenModel::back() {
     }
 }
 
-void ScreenModel::acceptPrompt() {
+void ScreenModel::applyFilter() {
     if (prompt == Prompt::Rows) {
         const std::string problem = table.filterRows(typed);
         isMessageProblem = !problem.empty();
@@ -301,20 +306,45 @@ void ScreenModel::acceptPrompt() {
     }
 }
 
-/* A prompt is at work with each key. */
-void ScreenModel::typeKey(Key key) {
-    if (key == keys::enter || key == keys::escape) {
-        typed = key == keys::escape ? "" : typed;
-        acceptPrompt();
-        prompt = Prompt::None;
-        return;
+ScreenModel::Wish ScreenModel::acceptAnswer() {
+    const Wish wish = prompt == Prompt::Mark ? Wish::Mark : Wish::Record;
+    prompt = Prompt::None;
+    answer = std::move(typed);
+    typed.clear();
+    return wish == Wish::Record && answer.empty() ? Wish::Nothing : wish;
+}
+
+/* A filter is at work with each key; a file or a mark with the last one. */
+ScreenModel::Wish ScreenModel::typeKey(Key key) {
+    const bool isFilter = prompt == Prompt::Rows || prompt == Prompt::Fields;
+    if (key == keys::enter && !isFilter) {
+        return acceptAnswer();
     }
-    if (key == keys::backspace) {
+    const bool isOver = key == keys::enter || key == keys::escape;
+    if (key == keys::escape || key == keys::clear) {
+        typed.clear();
+    } else if (key == keys::backspace) {
         typed.resize(typed.size() - (typed.empty() ? 0 : 1));
     } else if (key >= ' ' && key < keys::backspace && typed.size() < longestTyped) {
         typed += static_cast<char>(key);
     }
-    acceptPrompt();
+    if (isFilter) {
+        applyFilter();
+    }
+    prompt = isOver ? Prompt::None : prompt;
+    return Wish::Nothing;
+}
+
+void ScreenModel::openPrompt(Command command) {
+    constexpr std::pair<Command, Prompt> prompts[] = {{Command::FilterRows, Prompt::Rows},
+                                                      {Command::FilterFields, Prompt::Fields},
+                                                      {Command::Record, Prompt::Recording},
+                                                      {Command::Mark, Prompt::Mark}};
+    prompt = std::ranges::find(prompts, command, &std::pair<Command, Prompt>::first)->second;
+    typed = prompt == Prompt::Rows        ? table.rowFilter()
+            : prompt == Prompt::Fields    ? table.fieldFilter()
+            : prompt == Prompt::Recording ? fileToRecord
+                                          : "";
 }
 
 void ScreenModel::chooseColumn(Key key) {
@@ -333,7 +363,7 @@ ScreenModel::Wish ScreenModel::press(Key key) {
     isMessageProblem = false;
     Wish wish = Wish::Nothing;
     if (prompt != Prompt::None) {
-        typeKey(key);
+        wish = typeKey(key);
     } else if (overlay == Overlay::Columns && (key == ' ' || key == 'd')) {
         chooseColumn(key);
     } else if (overlay == Overlay::Columns && (key == keys::enter || key == 'c')) {
@@ -414,10 +444,16 @@ ScreenModel::Wish ScreenModel::obey(Command command, Key key) {
         standIn.reset();
         selected = topItem = 0;
         break;
+    case Command::Record:
+        if (!recordedTo.empty()) {
+            answer.clear();
+            return Wish::Record;
+        }
+        [[fallthrough]];
     case Command::FilterRows:
     case Command::FilterFields:
-        prompt = command == Command::FilterRows ? Prompt::Rows : Prompt::Fields;
-        typed = command == Command::FilterRows ? table.rowFilter() : table.fieldFilter();
+    case Command::Mark:
+        openPrompt(command);
         break;
     case Command::HideIdle:
         table.hideIdle(!table.hidesIdle());

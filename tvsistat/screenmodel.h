@@ -52,9 +52,9 @@ struct ScreenCache {
 class ScreenModel {
 public:
     enum class Overlay : uint8_t { None, Help, Columns };
-    enum class Prompt : uint8_t { None, Rows, Fields };
+    enum class Prompt : uint8_t { None, Rows, Fields, Recording, Mark };
     /* What the loop has to do about a key. */
-    enum class Wish : uint8_t { Nothing, Quit, Interval, Redraw };
+    enum class Wish : uint8_t { Nothing, Quit, Interval, Redraw, Record, Mark };
 
     /* The request must outlive it; order, filters and interval are changed here. */
     explicit ScreenModel(Request& asked);
@@ -65,6 +65,8 @@ public:
     /* What a cache's watch tells. */
     void sampleTaken(ScreenCache& cache);
     void happened(ScreenCache& cache, const Event& event);
+    /* Something that concerns no cache in particular; shown at once, too. */
+    void note(int64_t realNs, std::string_view sentence);
     /* Time goes on without samples of a cache that is gone: a gap in its courses. */
     void tick(int64_t monotonicNs);
 
@@ -92,7 +94,9 @@ public:
     std::string message; /* for once, in the last line */
     bool isMessageProblem = false;
     std::deque<ScreenEvent> events;
-    std::string recordedTo; /* a file; empty: nothing is recorded */
+    std::string recordedTo;   /* a file; empty: nothing is recorded */
+    std::string fileToRecord; /* what is asked for when a recording begins */
+    std::string answer;       /* of the last prompt: the file, or the mark's text */
 
     /* Settled by the layout, which alone knows how much fits. */
     size_t topItem = 0;     /* of the table */
@@ -124,8 +128,10 @@ private:
     Wish obey(Command command, Key key);
     void move(int64_t rows);
     void moveTo(size_t row);
-    void typeKey(Key key);
-    void acceptPrompt();
+    Wish typeKey(Key key);
+    void applyFilter();
+    Wish acceptAnswer();
+    void openPrompt(Command command);
     void chooseColumn(Key key);
     void pause(bool isOn);
     Wish changeInterval(int step);

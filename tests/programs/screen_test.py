@@ -123,6 +123,25 @@ def check_keys(screen):
     screen.press("G", "^vokthr .*VokThr15 ")
 
 
+def check_recording(screen):
+    """Keys begin a recording, set a mark and end it."""
+    file = f"{screen.directory}/r"
+    screen.press("w", "^record to the file: ")
+    screen.press("C-u", "^record to the file:$")
+    screen.send(file, "Enter")
+    screen.wait(f"^recording to {file}", "REC ")
+    screen.press("m", "^mark:$")
+    screen.send("slow here", "Enter")
+    screen.wait("^mark: slow here")
+    time.sleep(2)  # of samples
+    screen.press("w", "has ended", without=["REC "])
+    recorded = pathlib.Path(file).read_bytes()
+    if not recorded.startswith(b"\x89TVSREC") or len(recorded) < 8192:
+        sys.exit(f"no recording, but {len(recorded)} bytes that begin with {recorded[:16]}")
+    screen.send("w", "C-u", "/nonexistent/r", "Enter")
+    screen.wait("/nonexistent/r.*(No such|cannot)", without=["REC "])
+
+
 def check_death_and_return(screen, server):
     os.kill(server.brox, signal.SIGKILL)
     screen.wait(rf"^! its Brox \(pid {server.brox}\) has ended; its figures stand still", "/s=")
@@ -192,6 +211,7 @@ def main():
             screen.send(f"clear; {TVSISTAT} -i demo", "Enter")
             check_sizes(screen)
             check_keys(screen)
+            check_recording(screen)
             server = check_death_and_return(screen, server)
             check_ends(screen, shell)
             check_refusals(screen)

@@ -280,6 +280,19 @@ TEST(Screen, NamesOfAnyBytesTakeTheCellsThatTheyShow) {
     EXPECT_THAT(screen.line("201 "), HasSubstr("a\\x1b[2J\\xe4\\xb8\\xad\\x0a"));
 }
 
+TEST(Screen, AsksForTheFileOfARecordingAndTheTextOfAMark) {
+    Screen screen;
+    screen.model.fileToRecord = "x";
+    EXPECT_EQ(screen.press("wy\n"), ScreenModel::Wish::Record);
+    EXPECT_EQ(screen.model.answer, "xy");
+    EXPECT_EQ(screen.press("w\033"), ScreenModel::Wish::Nothing);
+    EXPECT_EQ(screen.press("mq\n"), ScreenModel::Wish::Mark);
+    EXPECT_EQ(screen.model.answer, "q");
+    screen.model.recordedTo = "xy";
+    EXPECT_THAT(screen.text(), HasSubstr("REC"));
+    EXPECT_EQ(screen.press("w"), ScreenModel::Wish::Record) << "ends it without a question";
+}
+
 TEST(Screen, TheIntervalChangesInSteps) {
     Screen screen;
     EXPECT_EQ(screen.press("+"), ScreenModel::Wish::Interval);
