@@ -172,7 +172,12 @@ TEST_F(Reader, TheEndOfACacheIsNoticedWhateverTheInterval) {
     ofServer.nextOf<Sample>();
     ofCache.nextOf<Sample>();
     kill(server.monitorPid(), SIGKILL);
-    waitpid(server.monitorPid(), nullptr, 0);
+    /* The server must reap it, or else it would not know that a segment was left. */
+    std::size_t ended = 0;
+    ASSERT_TRUE(testsupport::eventually([&] {
+        ended += server.noticeEndedMembers().size();
+        return ended > 0;
+    }));
     const auto lost = ofServer.nextOf<Lost>();
     EXPECT_EQ(lost.sentence, "cache of Brox other has gone away: its monitor (process " +
                                  std::to_string(server.monitorPid()) + ") has ended");
