@@ -291,6 +291,14 @@ TEST(TvsistatNumbers, TakeSixCharactersAtMost) {
     std::string shown;
     tvsistat::TimeText(true).appendShort(shown, INT64_MAX, 0);
     EXPECT_EQ(shown, "9.22E") << "no moment";
+    shown.clear();
+    constexpr std::int64_t moment = 1794853207; /* and what a day later is still of the year */
+    tvsistat::TimeText(true).appendShort(shown, moment, moment * 1000000000);
+    tvsistat::TimeText(true).appendShort(shown, moment, (moment + 86400) * 1000000000);
+    EXPECT_EQ(shown, "18:20:072026-11-16");
+    shown.clear();
+    tvsistat::appendJson(shown, samples::Number::ofUnsigned(1ULL << 53));
+    EXPECT_EQ(shown, "9007199254740992") << "every program reads that exactly";
 }
 
 TEST(TvsistatConfiguration, IsOnlyReadWhenNobodyElseCanHaveWrittenIt) {
