@@ -152,13 +152,13 @@ constexpr auto table = std::to_array<OptionEntry>({
 
     {OptionId::Unit, 0, "unit", "GLOB=UNIT", Kind::Unit,
      "the unit of fields that have none recorded: ns, us, ms or s", Section::Knowledge, Place::File,
-     Family::None},
+     Family::Knowledge},
     {OptionId::Label, 0, "label", "sessionStats[i]=NAME", Kind::Word,
      "a name for a statistic that applications define", Section::Knowledge, Place::File,
-     Family::None},
+     Family::Knowledge},
     {OptionId::As, 0, "as", "counter:GLOB", Kind::Word,
      "what such a statistic is: counter, gauge or position", Section::Knowledge, Place::File,
-     Family::None},
+     Family::Knowledge},
     {OptionId::Use, 0, "use", "SET", Kind::Set, "the options of this set of the configuration file",
      Section::Knowledge, Place::CommandLineOnly, Family::None},
 
