@@ -267,7 +267,8 @@ void CacheWatch::take(samples::Message message) {
              "mark: " + samples::printable(mark->text));
     } else if (const auto* lost = std::get_if<samples::Lost>(&message)) {
         lose({samples::exitStatusOf(lost->status).value_or(ExitStatus::Failure),
-              samples::printable(lost->sentence)});
+              samples::printable(lost->sentence)},
+             lost->times);
     } else {
         finish();
     }
@@ -286,19 +287,20 @@ bool CacheWatch::waitsFor(const Failure& why, Deadline moment) const {
 
 /* The reader is lost without having said so. */
 void CacheWatch::giveUp(Failure why) {
-    record(samples::Lost{static_cast<int32_t>(why.status), why.sentence, samples::currentTimes()});
-    lose(std::move(why));
+    const samples::Times times = samples::currentTimes();
+    record(samples::Lost{static_cast<int32_t>(why.status), why.sentence, times});
+    lose(std::move(why), times);
 }
 
 /* The reader has nothing more to say, and why. */
-void CacheWatch::lose(Failure why) {
+void CacheWatch::lose(Failure why, const samples::Times& times) {
     reading.reset();
     successor.reset();
     successorDue = noDeadline;
     const Deadline moment = now();
     const bool waits = waitsFor(why, moment);
     if (hasRun && !isGone && (waits || request.form == Form::Json)) {
-        tell(Event::Kind::Gone, samples::currentTimes(), why.status, why.sentence);
+        tell(Event::Kind::Gone, times, why.status, why.sentence);
     }
     isGone = hasRun;
     if (waits) {

@@ -98,7 +98,7 @@ private:
         }
     }
     void giveUp(samples::Failure why);
-    void lose(samples::Failure why);
+    void lose(samples::Failure why, const samples::Times& times);
     void finish();
     void retryAfter(Deadline moment, const samples::Failure& why);
     bool waitsFor(const samples::Failure& why, Deadline moment) const;

@@ -42,7 +42,7 @@ public:
         return found;
     }
     /* What follows a point, as nanoseconds of a second. */
-    std::optional<int64_t> fraction() {
+    std::optional<int64_t> fraction(int64_t& step) {
         int64_t found = 0;
         int64_t unit = second / 10;
         size_t digits = 0;
@@ -50,6 +50,7 @@ public:
             found += (text[digits] - '0') * unit;
             unit /= 10;
         }
+        step = std::max<int64_t>(unit * 10, 1);
         text.remove_prefix(digits);
         return digits == 0 ? std::nullopt : std::optional(found);
     }
@@ -79,7 +80,7 @@ std::optional<int64_t> durationOf(std::string_view text) {
     return text.empty() ? std::nullopt : std::optional(total);
 }
 
-std::optional<int64_t> timeOf(Scanner& scanner) {
+std::optional<int64_t> timeOf(Scanner& scanner, int64_t& step) {
     const auto hours = scanner.number(1, 2, 23);
     const auto minutes =
         hours && scanner.take(":") ? scanner.number(2, 2, 59) : std::optional<int64_t>();
@@ -89,7 +90,7 @@ std::optional<int64_t> timeOf(Scanner& scanner) {
     int64_t time = *hours * hour + *minutes * minute;
     if (scanner.take(":")) {
         const auto seconds = scanner.number(2, 2, 59);
-        const auto rest = seconds && scanner.take(".") ? scanner.fraction() : std::optional(0L);
+        const auto rest = seconds && scanner.take(".") ? scanner.fraction(step) : std::optional(0L);
         if (!seconds || !rest) {
             return std::nullopt;
         }
@@ -201,7 +202,7 @@ std::optional<GivenMoment> GivenMoment::parse(std::string_view text) {
             return std::nullopt;
         }
     }
-    const auto time = timeOf(scanner);
+    const auto time = timeOf(scanner, moment.stepNs);
     if (!time) {
         return std::nullopt;
     }
@@ -223,7 +224,7 @@ int64_t GivenMoment::onDay(int64_t daysSinceEpoch, Edge edge, bool isUtc) const 
     const int64_t seconds = zoneSeconds ? shown - *zoneSeconds
                             : isUtc     ? shown
                                         : momentShown(shown, edge);
-    return seconds * second + timeNs % second;
+    return seconds * second + timeNs % second + (edge == Edge::End ? stepNs - 1 : 0);
 }
 
 int64_t GivenMoment::resolve(Edge edge, const Surroundings& around) const {

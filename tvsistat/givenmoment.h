@@ -43,6 +43,7 @@ private:
     Day day = Day::Unsaid;
     int64_t days = 0;                   /* before today, or since the epoch */
     int64_t timeNs = 0;                 /* since midnight */
+    int64_t stepNs = 1;                 /* of the last digit of a fraction: an end is at its end */
     bool hasTime = false;               /* else the whole day is meant */
     std::optional<int64_t> zoneSeconds; /* east of Greenwich, where the text says so */
 };

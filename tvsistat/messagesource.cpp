@@ -1,6 +1,7 @@
 #include "messagesource.h"
 
 #include "printable.h"
+#include "recordingreader.h"
 #include "streamfile.h"
 
 #include <algorithm>
@@ -132,6 +133,57 @@ private:
     const samples::StreamDecoder& decoder() const override { return stream.state(); }
 
     samples::StreamFile stream;
+    bool hasNothing = false;
+};
+
+class RecordingSource final : public MessageSource {
+public:
+    explicit RecordingSource(samples::RecordingReader opened) : reader(std::move(opened)) {}
+    /* That a watch had taken all that it was to take is nothing that its view has shown. */
+    std::optional<SourceMessage> next() override {
+        std::optional<samples::RecordedMessage> found;
+        do {
+            found = reader.next();
+        } while (found && std::holds_alternative<samples::End>(found->message));
+        hasNothing = !found;
+        return found ? std::optional(SourceMessage{found->cache, std::move(found->message)})
+                     : std::nullopt;
+    }
+    bool isOver() const override { return hasNothing; }
+    void recycle(samples::Sample&&) override {}
+    std::span<const StreamHeader> caches() const override { return reader.caches(); }
+    bool isRecording() const override { return true; }
+    std::vector<std::string> takeDamage() override {
+        std::vector<std::string> sentences;
+        for (const auto& damage : reader.damages().subspan(numTold)) {
+            sentences.push_back(damage.sentence);
+        }
+        numTold += sentences.size();
+        return sentences;
+    }
+    bool canSeek() const override { return true; }
+    std::optional<Span> span() override { return reader.span(); }
+    void seek(int64_t realNs) override {
+        reader.seek(realNs);
+        hasNothing = false;
+    }
+    std::optional<int64_t> sampleBefore(int64_t realNs, size_t count) override {
+        return reader.sampleBefore(realNs, count);
+    }
+    std::optional<int64_t> sampleAfter(int64_t realNs, size_t count) override {
+        return reader.sampleAfter(realNs, count);
+    }
+    std::vector<Landmark> landmarks() override {
+        std::vector<Landmark> all;
+        for (auto& [cache, event] : reader.survey(samples::RecordingReader::Check::Heads).events) {
+            all.push_back({cache, std::move(event)});
+        }
+        return all;
+    }
+
+private:
+    samples::RecordingReader reader;
+    size_t numTold = 0;
     bool hasNothing = false;
 };
 
@@ -304,54 +356,46 @@ Failure cannotOpen(const std::string& name, int error) {
                         std::generic_category().message(error))};
 }
 
-/* An opened file, and whether it is a pipe or the like rather than a file. */
-struct Stream {
-    Descriptor file;
-    bool isPipe = false;
-};
-
-std::variant<Stream, Failure> openStream(const std::string& name) {
+Opened openOne(const std::string& name) {
     Descriptor file(open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
     struct stat status;
     if (file.get() < 0 || fstat(file.get(), &status) != 0) {
         return cannotOpen(name, errno);
     }
+    const std::string where = "in " + samples::printable(name);
+    const int descriptor = file.get();
     if (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) || S_ISCHR(status.st_mode)) {
-        return Stream{std::move(file), true};
+        return std::make_unique<PipeSource>(descriptor, std::move(file), where);
     }
-    if (!S_ISREG(status.st_mode) || !samples::StreamFile::isOne(file.get())) {
-        return Failure{ExitStatus::DamagedInput,
-                       fmt::format("{} holds no sample stream", samples::printable(name))};
+    if (S_ISREG(status.st_mode) && samples::StreamFile::isOne(descriptor)) {
+        return std::make_unique<StreamFileSource>(std::move(file), where);
     }
-    return Stream{std::move(file), false};
+    auto opened = samples::RecordingReader::open(name);
+    if (auto* failure = std::get_if<Failure>(&opened)) {
+        return std::move(*failure);
+    }
+    return std::make_unique<RecordingSource>(std::move(std::get<samples::RecordingReader>(opened)));
 }
 
 } // namespace
 
 Opened openSource(std::span<const std::string> names) {
+    if (names.size() == 1 && names[0] == "-") {
+        return std::make_unique<PipeSource>(STDIN_FILENO, Descriptor(), "on standard input");
+    }
     std::vector<std::unique_ptr<MessageSource>> sources;
     for (const std::string& name : names) {
-        if (name == "-") {
-            return std::make_unique<PipeSource>(STDIN_FILENO, Descriptor(), "on standard input");
+        auto opened = openOne(name);
+        if (std::holds_alternative<Failure>(opened)) {
+            return opened;
         }
-        auto opened = openStream(name);
-        if (auto* failure = std::get_if<Failure>(&opened)) {
-            return std::move(*failure);
+        sources.push_back(std::move(std::get<std::unique_ptr<MessageSource>>(opened)));
+        if (names.size() > 1 && !sources.back()->canSeek()) {
+            return Failure{ExitStatus::Usage,
+                           fmt::format("--read: '{}' is a pipe, which is read alone: put its "
+                                       "stream into a file to read it with others",
+                                       samples::printable(name))};
         }
-        auto& [file, isPipe] = std::get<Stream>(opened);
-        const std::string where = "in " + samples::printable(name);
-        const int descriptor = file.get();
-        if (isPipe && names.size() > 1) {
-            return Failure{
-                ExitStatus::Usage,
-                fmt::format("--read: '{}' is a pipe, which is read alone: put its stream "
-                            "into a file to read it with others",
-                            samples::printable(name))};
-        }
-        if (isPipe) {
-            return std::make_unique<PipeSource>(descriptor, std::move(file), where);
-        }
-        sources.push_back(std::make_unique<StreamFileSource>(std::move(file), where));
     }
     if (sources.size() == 1) {
         return std::move(sources[0]);

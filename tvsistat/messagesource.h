@@ -1,6 +1,6 @@
 /*
  * What a watch reads from when it isn't the reader of a cache: standard input, files that hold a
- * sample stream; several of them as one time line. For one thread.
+ * sample stream, recordings; several of them as one time line. For one thread.
  *
  * A source is read forwards with next(). Files also know what time they cover, can
  * be read from another moment on, and tell where the samples and events around a moment are.
@@ -89,8 +89,8 @@ public:
     virtual std::vector<Landmark> landmarks() { return {}; }
 };
 
-/* Opens what --read names: "-" for standard input (alone), or files that hold a sample stream.
- * Failure: one can't be opened, or holds none. */
+/* Opens what --read names: "-" for standard input (alone), files that hold a sample stream or a
+ * recording, and directories of recordings. Failure: one can't be opened, or holds neither. */
 std::variant<std::unique_ptr<MessageSource>, samples::Failure>
 openSource(std::span<const std::string> names);
 

@@ -42,9 +42,8 @@ constexpr auto table = std::to_array<OptionEntry>({
      "the group may read what is recorded, not its owner alone", Section::Recordings,
      Place::CommandLineOnly, Family::None},
     {OptionId::Read, 'R', "read", "FILE", Kind::File,
-     "what a FILE holds in place of caches of this host: the output of tvsi-reader, or - for that "
-     "on "
-     "standard input; several files become one time line",
+     "what a FILE holds in place of caches of this host: a recording, a directory of them, the "
+     "output of tvsi-reader, or - for that on standard input; several become one time line",
      Section::Recordings, Place::CommandLineOnly, Family::None},
     {OptionId::Start, 0, "start", "TIME", Kind::Time,
      "begin there: 10:00, 'yesterday 23:50', '2026-11-23 10:00', or 2h30m ago", Section::Recordings,

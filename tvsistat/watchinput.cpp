@@ -14,6 +14,8 @@
 #include <cerrno>
 #include <deque>
 #include <fmt/format.h>
+#include <map>
+#include <tuple>
 #include <unistd.h>
 
 namespace tvsistat {
@@ -25,6 +27,7 @@ using samples::Failure;
 /* Recorded time after the last report in which a further cache may still begin: an attach takes up
  * to four seconds. */
 constexpr int64_t attachPatienceNs = 10'000'000'000;
+constexpr size_t mostAhead = 256; /* messages */
 constexpr double longestWaitNs = 1e18;
 
 /* One cache of the source, and the reports on it. */
@@ -170,6 +173,8 @@ private:
     void take(SourceMessage message);
     InputWatch* watchOf(const SourceMessage& message);
     void record(const SourceMessage& message);
+    void meetCaches();
+    size_t placeOf(const samples::StreamHeader& header) const;
     bool isChosen(const samples::StreamHeader& header) const;
     void showRound();
     int flush();
@@ -185,8 +190,9 @@ private:
     std::unique_ptr<Recorder> recorder;
     std::unique_ptr<View> view;
     std::vector<std::unique_ptr<InputWatch>> watches; /* by cache; null: not chosen */
-    std::deque<SourceMessage> ahead;                  /* the headers that come first */
-    std::vector<std::optional<uint32_t>> recordedAs;  /* by cache */
+    std::map<std::tuple<size_t, std::string, size_t>, InputWatch*> inOrder;
+    std::deque<SourceMessage> ahead;                 /* what was read to see which caches come */
+    std::vector<std::optional<uint32_t>> recordedAs; /* by cache */
     std::string text;
     int64_t lastReportNs = INT64_MAX; /* real; of the last sample that was shown */
     int64_t momentNs = INT64_MIN;     /* real; of the last message */
@@ -226,20 +232,7 @@ std::optional<Failure> InputWatcher::open() {
     if (source->canSeek() && request.start) {
         source->seek(range.startNs);
     }
-    size_t numChosen = 0;
-    while (source->isRecording()) {
-        auto message = source->next();
-        if (!message) {
-            break;
-        }
-        const auto* header = std::get_if<samples::StreamHeader>(&message->message);
-        numChosen =
-            std::max(numChosen, header != nullptr && isChosen(*header) ? message->cache + 1 : 0);
-        ahead.push_back(std::move(*message));
-        if (header == nullptr) {
-            break;
-        }
-    }
+    meetCaches();
     if (request.recording) {
         auto recording = Recorder::open(*request.recording);
         if (auto* failure = std::get_if<Failure>(&recording)) {
@@ -247,15 +240,51 @@ std::optional<Failure> InputWatcher::open() {
         }
         recorder = std::move(std::get<std::unique_ptr<Recorder>>(recording));
     }
-    view = makeView(request, findSurroundings(request, numChosen > 1));
+    std::vector<size_t> met; /* caches */
+    for (const SourceMessage& message : ahead) {
+        const auto* header = std::get_if<samples::StreamHeader>(&message.message);
+        if (header != nullptr && isChosen(*header) &&
+            std::ranges::find(met, message.cache) == met.end()) {
+            met.push_back(message.cache);
+        }
+    }
+    view = makeView(request, findSurroundings(request, met.size() > 1));
+    for (const SourceMessage& message : ahead) {
+        watchOf(message);
+    }
     return std::nullopt;
 }
 
+/* Reads as far ahead as the second sample of a cache: by then all have begun that were attached
+ * together, and are waited for in the first round. */
+void InputWatcher::meetCaches() {
+    std::vector<unsigned> numSamples;
+    while (source->isRecording() && ahead.size() < mostAhead) {
+        auto message = source->next();
+        if (!message) {
+            return;
+        }
+        numSamples.resize(std::max(numSamples.size(), message->cache + 1));
+        const bool isSample = std::holds_alternative<samples::Sample>(message->message);
+        numSamples[message->cache] += isSample ? 1U : 0U;
+        const bool isSecond = numSamples[message->cache] > 1;
+        ahead.push_back(std::move(*message));
+        if (isSecond) {
+            return;
+        }
+    }
+}
+
+/* The place of the header's cache among those that were asked for; behind all when it wasn't. */
+size_t InputWatcher::placeOf(const samples::StreamHeader& header) const {
+    const auto found = std::ranges::find_if(request.targets, [&](const Target& target) {
+        return target.name == (target.isBrox ? header.brox : header.location);
+    });
+    return static_cast<size_t>(found - request.targets.begin());
+}
+
 bool InputWatcher::isChosen(const samples::StreamHeader& header) const {
-    return request.targets.empty() ||
-           std::ranges::any_of(request.targets, [&](const Target& target) {
-               return target.name == (target.isBrox ? header.brox : header.location);
-           });
+    return request.targets.empty() || placeOf(header) < request.targets.size();
 }
 
 /* The watch over the message's cache; null when that isn't shown. */
@@ -265,6 +294,7 @@ InputWatch* InputWatcher::watchOf(const SourceMessage& message) {
     const auto* header = std::get_if<samples::StreamHeader>(&message.message);
     if (!watch && header != nullptr && isChosen(*header)) {
         watch = std::make_unique<InputWatch>(request, *view, source->isRecording());
+        inOrder[{placeOf(*header), header->location, message.cache}] = watch.get();
     }
     return watch.get();
 }
@@ -307,10 +337,11 @@ void InputWatcher::record(const SourceMessage& message) {
     recorder->take(*number, message.message);
 }
 
-/* Shows what has come, in the order of the caches. */
+/* Shows what has come, in the order in which the caches were asked for, or else of their locations.
+ */
 void InputWatcher::showRound() {
-    for (const auto& watch : watches) {
-        if (watch && watch->hasSample()) {
+    for (const auto& [place, watch] : inOrder) {
+        if (watch->hasSample()) {
             watch->appendReport(text);
             lastReportNs = momentNs;
         }

@@ -48,6 +48,23 @@ def of_stream(server, spoil):
     return subprocess.run(words, input=spoil(stream), capture_output=True).returncode
 
 
+def of_recording(server, directory, what):
+    """A recording is cut as a power cut cuts it, or one of its bytes is changed."""
+    file = pathlib.Path(directory) / "recording"
+    for _ in range(2):
+        server.watch("--write", file, "-q", "demo", "0.05", "3").end()
+    content = bytearray(file.read_bytes())
+    blocks = [at for at in range(0, len(content), 4096) if content[at + 12 : at + 16] == b"TVRM"]
+    if what == "damaged":
+        content[blocks[0] + 200] ^= 1
+    else:
+        del content[blocks[-1] :]
+    file.write_bytes(content)
+    tool = server.watch("--read", file)
+    status = tool.end()
+    return status if (status == 0) == (tool.err == "") else tool.err or "silence"
+
+
 def of_output(server, how):
     if how == "full":
         with open("/dev/full", "w") as full:
@@ -111,6 +128,8 @@ def happen(server, directory, situation, expected):
         return of_namespace(server, found[1])
     if found := re.fullmatch(r"The output is (\w+)", situation):
         return of_output(server, found[1])
+    if found := re.fullmatch(r"The recording is (.*)", situation):
+        return of_recording(server, directory, found[1])
     if situation == "The stream is cut off":
         return of_stream(server, lambda stream: stream[:-3])
     if situation == "The stream is damaged":

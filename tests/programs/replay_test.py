@@ -1,0 +1,129 @@
+#!/usr/bin/env python3
+"""replay_test.py BIN_DIR: a recording says what was seen when it was made: each question is asked
+once of caches that run, while they are recorded, and once of the recording.
+"""
+
+import json
+import pathlib
+import shutil
+import signal
+import subprocess
+import sys
+
+from running import PATIENCE, Server, attempt, server_directory
+
+PROGRAMS = pathlib.Path(sys.argv[1])
+QUESTIONS = [
+    "",
+    "-L",
+    "-j",
+    "-c -I *",
+    "-w 60 -t --utc",
+    "-j -A --delta",
+    "-k vok -S commitCount -N 2 -r -f pid,name,commitCount:total",
+    "-z --rate -n ^Vok -I time* --unit time*=ms -c",
+    "--no-header -g commit -t",
+    "-j -p 1",
+]
+
+
+def tvsistat(server, *words, **settings):
+    settings = {"env": server.environment, "capture_output": True, "timeout": PATIENCE, **settings}
+    return subprocess.run([PROGRAMS / "tvsistat", *words], check=False, **settings)
+
+
+def difference(what, one, other):
+    for name in ("returncode", "stdout", "stderr"):
+        if getattr(one, name) != getattr(other, name):
+            yield f"{what}: {name}: {getattr(one, name)[-300:]!r} is not {getattr(other, name)[-300:]!r}"
+
+
+def ask(server, directory, question):
+    """Two caches, that are named in either order."""
+    for order in (["prod", "demo"], ["demo", "prod"]):
+        file = pathlib.Path(directory) / f"recording{hash((question, *order))}"
+        asked = question.split()
+        live = tvsistat(server, "--write", file, *asked, *order, "0.1", "5")
+        yield from difference(f"{question} {order}", live, tvsistat(server, "--read", file, *asked, *order))
+
+
+def ask_alone(server, directory, question):
+    file = pathlib.Path(directory) / f"alone{hash(question)}"
+    live = tvsistat(server, "--write", file, *question.split(), "demo", "0.1", "5")
+    yield from difference(question, live, tvsistat(server, "-R", file, *question.split()))
+
+
+def see_an_end(directory, form):
+    """The cache goes while it is recorded."""
+    words = [form] * bool(form) + ["-f", "pid,commitCount", "-k", "vok"]
+    file = pathlib.Path(directory) / f"end{form}"
+    server = Server(PROGRAMS, directory, brox="mortal")
+    try:
+        tool = server.watch("--write", file, *words, "mortal", "0.1")
+        tool.until(r"(?s)commitCount.*\n.*\d+.*\n")
+    finally:
+        server.end()
+    status = tool.end()
+    replayed = tvsistat(server, "--read", file, *words)
+    got = (replayed.returncode, replayed.stdout.decode(), replayed.stderr.decode())
+    if status != 7 or got != (status, tool.out, tool.err):
+        yield f"{form}: {status} {tool.out[-700:]} {tool.err} is not {got}"
+
+
+def cut(server, directory):
+    """What a question to a part of a recording finds; the whole of it as Prometheus's blocks."""
+    file = pathlib.Path(directory) / "parts"
+    tvsistat(server, "--write", file, "-q", "demo", "0.1", "20")
+    lines = [json.loads(line) for line in tvsistat(server, "-R", file, "-j", "-k", "monitor").stdout.splitlines()]
+    start, end = lines[5]["time"], lines[12]["time"]
+    part = tvsistat(server, "-R", file, "--start", start, "--end", end, "-j", "-k", "monitor")
+    times = [json.loads(line)["time"] for line in part.stdout.splitlines()]
+    if times != [line["time"] for line in lines[5:13]]:
+        yield f"{start} to {end}: {times}"
+    if thinned := [json.loads(line) for line in tvsistat(server, "-R", file, "-j", "0.5").stdout.splitlines()]:
+        if not 3 <= len(thinned) <= 5 or not all(0.4 < line["interval"] < 0.8 for line in thinned[1:]):
+            yield f"every half second: {[(line['time'], line['interval']) for line in thinned]}"
+    metrics = pathlib.Path(directory) / "metrics"
+    exported = tvsistat(server, "-R", file, "--export", "openmetrics", "-k", "vok").stdout
+    metrics.write_bytes(exported)
+    if not exported.endswith(b"# EOF\n") or exported.count(b"tvsi_process_vok_commit_total{") != 20 * 4:
+        yield f"the export has {exported.count(b'tvsi_process_vok_commit_total{')} commits"
+    if shutil.which("promtool"):
+        command = ["promtool", "tsdb", "create-blocks-from", "openmetrics", metrics, pathlib.Path(directory) / "blocks"]
+        made = subprocess.run(command, capture_output=True, check=False, timeout=PATIENCE)
+        if made.returncode != 0:
+            yield f"promtool: {made.stderr.decode()}"
+
+
+def damage(server, directory):
+    """A block that is damaged costs itself: the rest is shown, the sentence names the file."""
+    file = pathlib.Path(directory) / "damaged"
+    for _ in range(3):
+        tvsistat(server, "--write", file, "-q", "demo", "0.05", "3")
+    whole = tvsistat(server, "-R", file, "-c", "-k", "monitor").stdout
+    content = bytearray(file.read_bytes())
+    blocks = [at for at in range(0, len(content), 4096) if content[at + 12 : at + 16] == b"TVRM"]
+    content[blocks[1] + 200] ^= 1
+    file.write_bytes(content)
+    read = tvsistat(server, "-R", file, "-c", "-k", "monitor")
+    shown = read.stdout.splitlines()
+    if read.returncode != 10 or str(file).encode() not in read.stderr or not 1 < len(shown) < len(whole.splitlines()):
+        yield f"damaged: {read}"
+
+
+def main():
+    with server_directory(PROGRAMS) as directory:
+        servers = [Server(PROGRAMS, directory, brox=brox) for brox in ("demo", "prod")]
+        try:
+            faults = [fault for question in QUESTIONS for fault in attempt(ask, servers[0], directory, question)]
+            faults += [fault for question in QUESTIONS[:4] for fault in attempt(ask_alone, servers[0], directory, question)]
+            faults += attempt(cut, servers[0], directory) + attempt(damage, servers[0], directory)
+            faults += [fault for form in ("-j", "", "-c") for fault in attempt(see_an_end, directory, form)]
+        finally:
+            for server in servers:
+                server.end()
+    if faults:
+        sys.exit("\n".join(faults))
+
+
+main()
