@@ -53,11 +53,11 @@ struct RecordingRequest {
 struct Request {
     Action action = Action::Report;
     Form form = Form::Report;
+    bool isQuiet = false; /* nothing is shown: it is only recorded */
 
+    bool takesAll = false; /* every cache of the host, besides the targets: */
     std::vector<Target> targets;
-    bool takesAll = false;                     /* every cache of the host, besides the targets */
     std::optional<RecordingRequest> recording; /* of all that is sampled or read */
-    bool isQuiet = false;                      /* nothing is shown: it is only recorded */
     std::vector<std::string> reads;            /* files, or "-", instead */
     std::optional<GivenMoment> start, end;     /* of what is read */
     double speed = 0; /* of what is read, in recorded seconds a second; 0: as fast as it can be */
