@@ -1,9 +1,17 @@
 #include "gaugeaverages.h"
 
-#include <cmath>
 #include <cstring>
 
 namespace samples {
+namespace {
+
+/* To the nearest whole number, halves away from 0; std::llround() would be the only need for
+ * another library. */
+uint64_t roundedOff(double value) {
+    return static_cast<uint64_t>(static_cast<int64_t>(value + (value < 0 ? -0.5 : 0.5)));
+}
+
+} // namespace
 
 using statscatalogue::read;
 
@@ -79,7 +87,7 @@ void GaugeAverages::applyTo(Sample& sample) {
         const Entry& entry = *lastEntries[i];
         const auto& gauges = placesOf(*record.kind);
         for (size_t j = 0; j < gauges.size(); j++) {
-            const auto growth = static_cast<uint64_t>(std::llround(entry.growth[j] / entry.count));
+            const uint64_t growth = roundedOff(entry.growth[j] / entry.count);
             const uint64_t average = entry.first[j] + growth;
             std::memcpy(sample.blocksOf(i) + gauges[j].packedOffset, &average,
                         widthOf(gauges[j].type));
