@@ -44,7 +44,7 @@ private:
     void banners();
     void banner(std::string_view text, uint8_t look);
     void headlines();
-    void headline(const Headline& headline, size_t x, size_t room);
+    void headline(const Headline& shown, size_t x, size_t room);
     void viewLine();
     void table(size_t end, size_t bottom);
     void findTop(size_t room);
@@ -54,7 +54,7 @@ private:
     template <class Visit> void eachColumn(const Row& row, size_t end, Visit visit);
     void settleColumns(const Row& row, size_t end);
     void detail(size_t begin, size_t bottom);
-    void detailLine(const Figure& figure, const Row& row, size_t begin, size_t at,
+    void detailLine(const Figure& figure, const Row& shown, size_t begin, size_t at,
                     const std::vector<RecentSamples::Sighting>& sightings);
     void eventLog(size_t at);
     void lastLine();

@@ -93,7 +93,7 @@ bool hasChanged(const Figure& figure, const Row& row) {
     if (figure.field != nullptr) {
         return differs(figure.packedOffset, figure.field->type);
     }
-    for (size_t i = 0; i < figure.terms.size(); i++) {
+    for (size_t i = 0; figure.derived != nullptr && i < figure.terms.size(); i++) {
         const auto& terms =
             i < statscatalogue::maxTerms ? figure.derived->numerator : figure.derived->denominator;
         const auto& place = figure.terms[i];

@@ -60,7 +60,7 @@ public:
     };
 
     /* The request must outlive it; its order and filters are changed here. */
-    explicit ScreenTable(Request& asked);
+    explicit ScreenTable(Request& request_);
 
     /* Makes the rows of a cache anew; nothing when it had no sample yet. Valid until its Showing
      * takes another one. */
@@ -129,12 +129,12 @@ private:
 
     static size_t place(ScreenView view) { return static_cast<size_t>(view); }
     size_t sectionPlace(const samples::Row& row) const;
-    Section& sectionAt(size_t place);
-    void makeSection(Section& section, size_t place);
+    Section& sectionAt(size_t at);
+    void makeSection(Section& section, size_t at);
     void addIdentities(Section& section, size_t place);
-    void addFigures(Section& section, const statscatalogue::Kind& kind, size_t place);
+    void addFigures(Section& section, const statscatalogue::Kind& kind, size_t at);
     void addFigure(Section& section, const statscatalogue::Kind& kind, const Column& column);
-    std::vector<Column> columnsOf(const statscatalogue::Kind& kind, size_t place);
+    std::vector<Column> columnsOf(const statscatalogue::Kind& kind, size_t at);
     bool passesFieldFilter(const samples::Figure& figure) const;
     void setOrder();
     void forgetSections();
