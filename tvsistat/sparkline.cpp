@@ -25,7 +25,7 @@ std::u32string sparkline(std::span<const std::optional<double>> values, Floor fl
             continue;
         }
         const double share = greatest > least ? (*value - least) / (greatest - least) : 0;
-        const auto level = static_cast<size_t>(share * static_cast<double>(bars.size() - 1) + 0.5);
+        const auto level = static_cast<size_t>(share * static_cast<double>(bars.size()));
         line += bars[std::min(level, bars.size() - 1)];
     }
     return line;
