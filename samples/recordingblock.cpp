@@ -900,15 +900,20 @@ bool BlockDecoder::fillColumn(const Series& of, int32_t at, Section& firsts, Sec
     return true;
 }
 
-bool decodeBlock(std::span<const std::byte> payload, size_t unpacked, const FieldTable& table,
-                 std::vector<BlockMessage>& messages) {
+bool decodeChunks(std::span<const std::byte> chunks, const FieldTable& table,
+                  std::vector<BlockMessage>& messages) {
     const size_t known = messages.size();
-    std::vector<std::byte> chunks;
-    if (decompress(payload, unpacked, chunks) && BlockDecoder(table, messages).decode(chunks)) {
+    if (BlockDecoder(table, messages).decode(chunks)) {
         return true;
     }
     messages.resize(known);
     return false;
+}
+
+bool decodeBlock(std::span<const std::byte> payload, size_t unpacked, const FieldTable& table,
+                 std::vector<BlockMessage>& messages) {
+    std::vector<std::byte> chunks;
+    return decompress(payload, unpacked, chunks) && decodeChunks(chunks, table, messages);
 }
 
 void encodeTable(const FieldTable& table, BlockPayload& payload) {

@@ -134,6 +134,10 @@ private:
 bool decodeBlock(std::span<const std::byte> payload, size_t unpacked, const FieldTable& table,
                  std::vector<BlockMessage>& messages);
 
+/* The same of a payload that is not compressed. */
+bool decodeChunks(std::span<const std::byte> chunks, const FieldTable& table,
+                  std::vector<BlockMessage>& messages);
+
 /* The payload of a block with a catalogue, and back. */
 void encodeTable(const FieldTable& table, BlockPayload& payload);
 std::optional<FieldTable> decodeTable(std::span<const std::byte> payload, size_t unpacked);

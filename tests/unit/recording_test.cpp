@@ -1,0 +1,815 @@
+/* Recordings: what is written is read, also while it is written, and damage costs what it hits. */
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <random>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "crc32c.h"
+#include "exitstatus.h"
+#include "process.h"
+#include "recordingblock.h"
+#include "recordingformat.h"
+#include "recordingreader.h"
+#include "recordingtimeline.h"
+#include "recordingwriter.h"
+#include "rows.h"
+#include "streamdecoder.h"
+#include "streamencoder.h"
+#include "temporarydirectory.h"
+
+/* The writer waits for no disk in this program. */
+static std::atomic<int> numSyncs = 0;
+extern "C" int fdatasync(int /*descriptor*/) {
+    numSyncs++;
+    return 0;
+}
+
+namespace {
+
+using namespace samples;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testsupport::forEachRow;
+using testsupport::TemporaryDirectory;
+
+constexpr std::int64_t second = 1'000'000'000;
+constexpr std::int64_t minute = 60 * second;
+constexpr std::int64_t begin = 1'794'853'207 * second; /* 7 seconds into a minute */
+
+Times at(std::int64_t ns) {
+    return {begin + ns, 5 * second + ns};
+}
+
+/* A message as its bytes, to be compared and kept. */
+std::string bytesOf(const Message& message) {
+    StreamEncoder encoder;
+    encoder.add(message);
+    return {reinterpret_cast<const char*>(encoder.bytes().data()), encoder.bytes().size()};
+}
+
+StreamHeader headerOf(const std::string& location, std::int64_t ns, int monitorPid = 100) {
+    return {format::streamVersion,
+            sizeof(TvsiResultSType),
+            "3.7.5.1",
+            "1.0.0",
+            location,
+            location.substr(0, location.find('~')),
+            "h\xf6st",
+            monitorPid,
+            7,
+            64,
+            at(ns)};
+}
+
+/* A cache whose processes come, go and change, by chance, and always the same way. */
+class Cache {
+public:
+    explicit Cache(unsigned seed, std::size_t count = 6) : random(seed) {
+        while (processes.size() < count) {
+            appear();
+        }
+    }
+    Message sample(std::int64_t ns) {
+        if (chance(5)) {
+            processes.erase(processes.begin() + static_cast<long>(pick(processes.size())));
+            appear();
+        }
+        if (processes.size() < 9 && chance(9)) {
+            processes.push_back(processes[pick(processes.size())]); /* the same identity twice */
+        }
+        Sample heading;
+        heading.times = at(ns);
+        heading.sequence = (sequence += chance(20) ? 3U : 1U);
+        heading.slots = 64;
+        heading.used = chance(30) ? -1 : static_cast<int>(processes.size());
+        heading.lateNs = static_cast<std::int64_t>(pick(1000));
+        StreamEncoder encoder;
+        encoder.add(headerOf("x~1", 0));
+        encoder.beginSample(heading);
+        for (auto& process : processes) {
+            move(process);
+            encoder.addRecord(process, {chance(50) ? ProcessState::Zombie : ProcessState::Alive,
+                                        process.stats.processId * second,
+                                        static_cast<std::uint32_t>(process.stats.sessionId)});
+        }
+        encoder.endSample();
+        StreamDecoder decoder;
+        decoder.feed(encoder.bytes());
+        decoder.next();
+        return std::move(decoder.next().value());
+    }
+
+private:
+    std::size_t pick(std::size_t count) { return random() % count; }
+    bool chance(std::size_t oneOf) { return pick(oneOf) == 0; }
+    void appear() {
+        constexpr std::uint32_t kinds[] = {SHRPC_MONITOR, SHRPC_VOK,    SHRPC_VokThr,
+                                           SHRPC_BROX,    SHRPC_FF_Thr, 3};
+        TvsiResultSType process{};
+        process.stats.processId = static_cast<int>(1000 + random() % 9000);
+        process.stats.sessionId = static_cast<int>(pick(50));
+        process.statType = kinds[pick(std::size(kinds))];
+        std::snprintf(process.olvName, sizeof process.olvName, "%.*s\xe4%zu",
+                      static_cast<int>(pick(20)), "a process of this test", pick(99));
+        for (int i = 0; i < 40; i++) {
+            move(process);
+        }
+        processes.insert(processes.begin() + static_cast<long>(pick(processes.size() + 1)),
+                         process);
+    }
+    /* Some elements grow or fall, by little or by much. */
+    void move(TvsiResultSType& process) {
+        const auto* kind = statscatalogue::kindOfBit(process.statType);
+        for (int i = 0; kind != nullptr && i < 8; i++) {
+            const auto blocks = kind->blocks();
+            const auto& block = blocks[pick(blocks.size())];
+            if (block.block.size < 4) {
+                continue;
+            }
+            const std::size_t place = pick(block.block.size / 4) * 4;
+            std::uint32_t word = 0;
+            char* const to = reinterpret_cast<char*>(&process) + block.recordOffset + place;
+            std::memcpy(&word, to, 4);
+            word += static_cast<std::uint32_t>(random()) >> pick(32);
+            word -= chance(4) ? 77U : 0U;
+            const auto identity = std::pair(process.stats.processId, process.stats.sessionId);
+            std::memcpy(to, &word, 4);
+            std::tie(process.stats.processId, process.stats.sessionId) = identity;
+        }
+    }
+
+    std::mt19937 random;
+    std::uint64_t sequence = 0;
+    std::vector<TvsiResultSType> processes;
+};
+
+/* What is recorded: by the second, a sample of each of two caches, and all that may happen. */
+struct Told {
+    std::uint32_t cache;
+    Message message;
+    std::string bytes;
+};
+using Story = std::vector<Told>;
+
+Story storyOf(int seconds, unsigned seed = 1) {
+    Story story;
+    const auto tell = [&](std::uint32_t cache, Message message) {
+        std::string bytes = bytesOf(message);
+        story.push_back({cache, std::move(message), std::move(bytes)});
+    };
+    Cache one(seed);
+    Cache other(seed + 1, 3);
+    tell(0, headerOf("prod~1f2e", 0));
+    tell(1, headerOf("test~1f2e", 1));
+    for (int i = 0; i < seconds; i++) {
+        tell(0, one.sample(i * second + 2));
+        tell(1, other.sample(i * second + 3));
+        if (i % 50 == 20) {
+            tell(1, Notice{"two\nlines\n", at(i * second + 4)});
+            tell(0, Mark{"since here", at(i * second + 5)});
+        }
+        if (i % 70 == 30) {
+            tell(1, Lost{7, "its monitor ended", at(i * second + 6)});
+            tell(1, headerOf("test~1f2e", i * second + 7, 200 + i));
+        }
+    }
+    tell(0, End{at(seconds * second)});
+    return story;
+}
+
+RecordingWriter writerOf(const std::string& path, const RecordingOptions& options = {}) {
+    auto opened = RecordingWriter::open(path, options);
+    EXPECT_TRUE(std::holds_alternative<RecordingWriter>(opened))
+        << std::get<Failure>(opened).sentence;
+    return std::move(std::get<RecordingWriter>(opened));
+}
+
+RecordingReader readerOf(const std::string& path) {
+    auto opened = RecordingReader::open(path);
+    EXPECT_TRUE(std::holds_alternative<RecordingReader>(opened))
+        << std::get<Failure>(opened).sentence;
+    return std::move(std::get<RecordingReader>(opened));
+}
+
+void record(const std::string& path, const Story& story, const RecordingOptions& options = {}) {
+    const int before = numSyncs;
+    auto writer = writerOf(path, options);
+    for (const Told& told : story) {
+        writer.add(told.cache, told.message);
+    }
+    writer.close();
+    EXPECT_EQ(writer.takeProblem(), "");
+    const std::int64_t length = timesOf(story.back().message).realNs - begin;
+    EXPECT_GE(numSyncs - before, length / (5 * second)); /* a part is safe 5 seconds later */
+    EXPECT_LE(numSyncs - before, 13 * (length / minute + 2));
+}
+
+using Messages = std::map<std::string, std::vector<std::string>>; /* by location */
+
+/* What is left to be read, appended. */
+void readOn(RecordingReader& reader, Messages& messages) {
+    while (const auto each = reader.next()) {
+        messages[reader.caches()[each->cache].location].push_back(bytesOf(each->message));
+    }
+}
+
+Messages read(const std::string& path) {
+    Messages messages;
+    auto reader = readerOf(path);
+    readOn(reader, messages);
+    EXPECT_THAT(reader.damages(), IsEmpty());
+    return messages;
+}
+
+Messages messagesOf(std::span<const Told> story) {
+    Messages messages;
+    for (const Told& told : story) {
+        messages[told.cache == 0 ? "prod~1f2e" : "test~1f2e"].push_back(told.bytes);
+    }
+    return messages;
+}
+
+std::string contentsOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/* Where two tellings differ first, in words; empty when they are equal. */
+std::string difference(const Messages& one, const Messages& other) {
+    for (const auto& [location, messages] : other) {
+        const auto found = one.find(location);
+        const auto& theirs = found == one.end() ? std::vector<std::string>() : found->second;
+        const auto [left, right] = std::ranges::mismatch(theirs, messages);
+        if (left != theirs.end() || right != messages.end()) {
+            return location + " has " + std::to_string(theirs.size()) + " messages of " +
+                   std::to_string(messages.size()) + " and differs at " +
+                   std::to_string(right - messages.begin());
+        }
+    }
+    return one.size() == other.size() ? "" : "other caches";
+}
+
+void put(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+TEST(Recording, AllThatIsWrittenIsRead) {
+    const TemporaryDirectory directory;
+    const Story story = storyOf(400);
+    RecordingOptions hours;
+    hours.isDirectory = true;
+    forEachRow(
+        std::vector<std::pair<std::string, RecordingOptions>>{{"file", {}}, {"directory", hours}},
+        [&](const std::string& name, const RecordingOptions& options) {
+            const std::string path = directory.file(name);
+            record(path, story, options);
+            EXPECT_EQ(difference(read(path), messagesOf(story)), "") << name;
+            EXPECT_FALSE(std::filesystem::exists(tailPath(path)));
+        });
+    /* A second run goes on in the same file, with the same bytes: these are no doubles. */
+    record(directory.file("file"), story);
+    Messages twice = messagesOf(story);
+    for (const auto& [location, messages] : messagesOf(story)) {
+        twice[location].insert(twice[location].end(), messages.begin(), messages.end());
+    }
+    EXPECT_EQ(difference(read(directory.file("file")), twice), "");
+}
+
+TEST(Recording, TheOrderOfTimeHoldsAcrossCaches) {
+    const TemporaryDirectory directory;
+    record(directory.file("r"), storyOf(200));
+    auto reader = readerOf(directory.file("r"));
+    std::int64_t last = 0;
+    while (const auto each = reader.next()) {
+        ASSERT_GE(timesOf(each->message).realNs, last);
+        last = timesOf(each->message).realNs;
+    }
+    const auto span = reader.span();
+    ASSERT_TRUE(span);
+    EXPECT_EQ(std::pair(span->firstNs, span->lastNs), std::pair(begin, begin + 200 * second));
+}
+
+/* At each moment a reader that follows has all but the last 5 seconds; so has one that begins anew,
+   and one that comes after the writer was killed; and the next writer keeps it. */
+TEST(Recording, IsReadWhileItIsWritten) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("r");
+    const Story story = storyOf(150);
+    auto writer = writerOf(path);
+    std::optional<RecordingReader> follower;
+    Messages followed;
+    for (std::size_t i = 0; i < story.size(); i++) {
+        writer.add(story[i].cache, story[i].message);
+        if (!follower) {
+            follower.emplace(readerOf(path));
+        }
+        readOn(*follower, followed);
+        if (i % 29 != 0) {
+            continue;
+        }
+        const std::int64_t now = timesOf(story[i].message).realNs;
+        std::size_t known = 0;
+        for (const auto& [location, messages] : followed) {
+            known += messages.size();
+        }
+        Messages all = messagesOf(std::span(story).first(i + 1));
+        for (auto& [location, messages] : all) {
+            messages.resize(followed[location].size());
+        }
+        ASSERT_EQ(difference(followed, all), "") << "after " << i;
+        ASSERT_LE(known, i + 1);
+        ASSERT_TRUE(known == i + 1 || timesOf(story[known].message).realNs > now - 5 * second - 10)
+            << "after " << i;
+        ASSERT_EQ(difference(known == 0 ? followed : read(path), followed), "") << "after " << i;
+
+        const std::string killed = directory.file("killed");
+        std::filesystem::remove(tailPath(killed));
+        put(killed, contentsOf(path));
+        put(tailPath(killed), contentsOf(tailPath(path)));
+        ASSERT_EQ(difference(known == 0 ? followed : read(killed), followed), "") << "after " << i;
+        auto next = writerOf(killed);
+        next.add(0, headerOf("prod~1f2e", 300 * second));
+        next.close();
+        followed["prod~1f2e"].push_back(bytesOf(headerOf("prod~1f2e", 300 * second)));
+        ASSERT_EQ(difference(read(killed), followed), "") << "after " << i;
+        followed["prod~1f2e"].pop_back();
+        std::erase_if(followed, [](const auto& each) { return each.second.empty(); });
+    }
+    writer.close();
+    readOn(*follower, followed);
+    EXPECT_EQ(difference(followed, messagesOf(story)), "");
+    EXPECT_THAT(follower->damages(), IsEmpty());
+}
+
+TEST(Recording, AReaderBesideAWriterFindsNoGap) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("r");
+    const Story story = storyOf(600);
+    const Messages all = messagesOf(story);
+    std::atomic<bool> isDone = false;
+    auto writer = writerOf(path);
+    std::thread recorder([&] {
+        for (const Told& told : story) {
+            writer.add(told.cache, told.message);
+        }
+        writer.close();
+        isDone = true;
+    });
+    auto follower = readerOf(path);
+    Messages followed;
+    for (int i = 0; !isDone; i++) {
+        readOn(follower, followed);
+        auto fresh = readerOf(path);
+        Messages anew;
+        readOn(fresh, anew);
+        for (const Messages* found : {&anew, &followed}) {
+            for (const auto& [location, messages] : *found) {
+                const auto& told = all.at(location);
+                EXPECT_TRUE(messages.size() <= told.size() &&
+                            std::ranges::equal(messages, std::span(told).first(messages.size())))
+                    << "look " << i;
+            }
+        }
+        EXPECT_THAT(fresh.damages(), IsEmpty());
+    }
+    recorder.join();
+    readOn(follower, followed);
+    EXPECT_EQ(difference(followed, all), "");
+    EXPECT_THAT(follower.damages(), IsEmpty());
+}
+
+TEST(Recording, AnyMomentOfAWeekIsFoundWithFewReads) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("week");
+    constexpr int numMinutes = 7 * 24 * 60;
+    auto writer = writerOf(path);
+    Message sample = Cache(3, 1).sample(0);
+    writer.add(0, headerOf("prod~1f2e", 0));
+    for (int i = 0; i < numMinutes; i++) {
+        std::get<Sample>(sample).times = at(i * minute + 1);
+        writer.add(0, sample);
+    }
+    writer.close();
+    std::uint64_t most = 0;
+    for (const int target : {0, 1, 2, 777, 5000, 9999, numMinutes - 2, numMinutes - 1}) {
+        const std::int64_t realNs = begin + target * minute + 1;
+        auto reader = readerOf(path);
+        EXPECT_TRUE(reader.span());
+        reader.seek(realNs - second);
+        const auto header = reader.next();
+        ASSERT_TRUE(header && std::holds_alternative<StreamHeader>(header->message)) << target;
+        const auto found = reader.next();
+        ASSERT_TRUE(found && std::holds_alternative<Sample>(found->message)) << target;
+        EXPECT_EQ(timesOf(found->message).realNs, realNs);
+        EXPECT_EQ(reader.sampleBefore(realNs, 2).value_or(0),
+                  target == 0 ? 0 : begin + std::max(target - 2, 0) * minute + 1);
+        EXPECT_EQ(reader.sampleAfter(realNs, 3),
+                  begin + std::min(target + 2, numMinutes - 1) * minute + 1);
+        most = std::max(most, reader.headReads());
+    }
+    EXPECT_LE(most, 300U);
+    RecordProperty("headReads", static_cast<int>(most));
+}
+
+TEST(Recording, ASeekLeadsToTheFirstMessageThere) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("r");
+    const Story story = storyOf(300);
+    record(path, story);
+    auto reader = readerOf(path);
+    for (std::size_t from = 0; from < story.size(); from += 13) {
+        /* The header that holds, and what follows. */
+        Messages wanted;
+        std::map<std::uint32_t, std::string> held;
+        for (std::size_t i = 0; i < story.size(); i++) {
+            const Told& told = story[i];
+            const auto& location = told.cache == 0 ? "prod~1f2e" : "test~1f2e";
+            const bool isHeader = std::holds_alternative<StreamHeader>(told.message);
+            if (i < from) {
+                held[told.cache] = isHeader ? told.bytes : held[told.cache];
+                continue;
+            }
+            if (wanted[location].empty() && !isHeader) {
+                wanted[location].push_back(held[told.cache]);
+            }
+            wanted[location].push_back(told.bytes);
+        }
+        reader.seek(timesOf(story[from].message).realNs);
+        Messages found;
+        readOn(reader, found);
+        for (auto& [location, messages] : found) {
+            if (messages.size() == 1 && !wanted.contains(location)) {
+                messages.clear(); /* a header of a cache that says nothing more */
+            }
+        }
+        std::erase_if(found, [](const auto& each) { return each.second.empty(); });
+        ASSERT_EQ(difference(found, wanted), "") << from;
+    }
+}
+
+/* ---- damage ---- */
+
+/* Whether these are messages that were told, in their order; a header may come again. */
+std::size_t countTold(const std::vector<std::string>& found, const std::vector<std::string>& told) {
+    std::size_t next = 0;
+    std::size_t count = 0;
+    for (const std::string& message : found) {
+        const auto place = std::find(told.begin() + static_cast<long>(next), told.end(), message);
+        if (place != told.end()) {
+            next = static_cast<std::size_t>(place - told.begin()) + 1;
+            count++;
+        } else {
+            EXPECT_NE(std::find(told.begin(), told.end(), message), told.end())
+                << "a message that was never recorded";
+        }
+    }
+    return count;
+}
+
+TEST(Recording, DamageCostsTheMinuteThatItLiesIn) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("r");
+    const Story story = storyOf(240);
+    std::string good;
+    std::string goodTail;
+    { /* as a killed writer leaves it */
+        auto writer = writerOf(path);
+        for (const Told& told : story) {
+            writer.add(told.cache, told.message);
+        }
+        good = contentsOf(path);
+        goodTail = contentsOf(tailPath(path));
+    }
+    ASSERT_GT(goodTail.size(), 0U);
+    put(path, good);
+    put(tailPath(path), goodTail);
+    const Messages all = read(path);
+    std::mt19937 random(11);
+    const auto pick = [&](std::size_t count) { return random() % count; };
+    using Change = std::function<void(std::string&)>;
+    struct Row {
+        const char* name;
+        std::size_t mostBlocks; /* that it may hit */
+        Change change;
+    };
+    const auto flip = [&](std::size_t from, std::size_t step) {
+        return [&, from, step](std::string& bytes) {
+            const std::size_t page = pick((bytes.size() + step - 1) / step) * step;
+            bytes[std::min(page + pick(from), bytes.size() - 1)] ^= static_cast<char>(1 << pick(8));
+        };
+    };
+    const auto overwrite = [&](char with) {
+        return [&, with](std::string& bytes) {
+            const std::size_t sector = pick(bytes.size() / 512) * 512;
+            for (std::size_t i = 0; i < 512; i++) {
+                bytes[sector + i] = with != 'r' ? with : static_cast<char>(random());
+            }
+        };
+    };
+    const Row rows[] = {{"flip", 1, flip(4096, 4096)},
+                        {"flip in a page's first bytes", 1, flip(160, 4096)},
+                        {"flip in the first block", 1, flip(4096, SIZE_MAX / 2)},
+                        {"zeros", 1, overwrite('\0')},
+                        {"noise", 1, overwrite('r')},
+                        {"cut", 99, [&](std::string& bytes) { bytes.resize(pick(bytes.size())); }},
+                        {"doubled page", 1, [&](std::string& bytes) {
+                             const std::size_t pages = bytes.size() / 4096;
+                             bytes.replace(pick(pages) * 4096, 4096,
+                                           good.substr(pick(good.size() / 4096) * 4096, 4096));
+                         }}};
+    for (const Row& row : rows) {
+        for (int i = 0; i < 80; i++) {
+            const bool isTail = i % 4 == 3;
+            std::string main = good;
+            std::string tail = goodTail;
+            row.change(isTail ? tail : main);
+            put(path, main);
+            put(tailPath(path), tail);
+            auto opened = RecordingReader::open(path);
+            const auto what = [&] { return std::string(row.name) + " " + std::to_string(i); };
+            if (const auto* failure = std::get_if<Failure>(&opened)) {
+                EXPECT_EQ(failure->status, ExitStatus::DamagedInput) << what();
+                EXPECT_THAT(failure->sentence, HasSubstr(path)) << what();
+                EXPECT_EQ(row.mostBlocks, 99U) << what() << ": " << failure->sentence;
+                continue;
+            }
+            auto& reader = std::get<RecordingReader>(opened);
+            Messages found;
+            readOn(reader, found);
+            std::size_t lost = 0;
+            int cachesHit = 0;
+            for (const auto& [location, told] : all) {
+                const std::size_t missing = told.size() - countTold(found[location], told);
+                lost += missing;
+                cachesHit += missing > 0 ? 1 : 0;
+            }
+            const bool isSaid = !reader.damages().empty();
+            const bool isCut = row.mostBlocks == 99;
+            EXPECT_TRUE(lost == 0 || isSaid || isCut) << what() << ": silently lost " << lost;
+            EXPECT_TRUE(isCut || (lost <= 75 && cachesHit <= 1) || isTail)
+                << what() << ": " << lost;
+            for (const RecordingDamage& damage : reader.damages()) {
+                EXPECT_THAT(damage.sentence, HasSubstr(path)) << what();
+            }
+            /* A survey that reads all of it says so, too; and a seek doesn't mind. */
+            auto other = readerOf(path);
+            other.survey(RecordingReader::Check::Payloads);
+            EXPECT_EQ(other.damages().empty(), !isSaid) << what();
+            other.seek(begin + static_cast<std::int64_t>(pick(240)) * second);
+            other.next();
+        }
+    }
+}
+
+/* ---- what is no recording, or another one ---- */
+
+std::vector<format::BlockHead> headsOf(const std::string& bytes) {
+    std::vector<format::BlockHead> heads;
+    for (std::size_t place = 0; place < bytes.size();) {
+        format::BlockHead head;
+        std::memcpy(&head, bytes.data() + place, sizeof head);
+        heads.push_back(head);
+        place += format::alignedToBlock(sizeof head + head.length);
+    }
+    return heads;
+}
+
+void sign(format::BlockHead& head) {
+    head.headSum =
+        crc32c(std::as_bytes(std::span(&head, 1)).first(offsetof(format::BlockHead, headSum)));
+}
+
+TEST(Recording, WhatIsNoRecordingIsRefusedWithASentence) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("r");
+    record(path, storyOf(3));
+    const std::string good = contentsOf(path);
+    const auto changed = [&](auto change) {
+        std::string bytes = good;
+        format::BlockHead head = headsOf(bytes)[0];
+        change(head);
+        std::memcpy(bytes.data(), &head, sizeof head);
+        return bytes;
+    };
+    put(directory.file("text"), std::string(9000, 'x'));
+    put(directory.file("newer"), changed([](auto& head) {
+            head.version = 2;
+            sign(head);
+        }));
+    put(directory.file("swapped"),
+        changed([](auto& head) { head.magic = __builtin_bswap64(head.magic); }));
+    mkfifo(directory.file("pipe").c_str(), 0600);
+    symlink(path.c_str(), directory.file("link").c_str());
+    forEachRow(
+        std::vector<std::tuple<const char*, ExitStatus, const char*, const char*>>{
+            {"none", ExitStatus::Failure, "No such file", ""},
+            {"text", ExitStatus::DamagedInput, "is no recording", "is no recording"},
+            {"pipe", ExitStatus::DamagedInput, "not a file", "is not a file"},
+            {"newer", ExitStatus::DamagedInput, "format 2, which", "format 2, which"},
+            {"swapped", ExitStatus::DamagedInput, "another byte order", "another byte order"},
+            {"link", ExitStatus::Ok, "", "is a symbolic link"}},
+        [&](const char* name, ExitStatus status, const char* reading, const char* writing) {
+            const auto opened = RecordingReader::open(directory.file(name));
+            const auto* failure = std::get_if<Failure>(&opened);
+            EXPECT_EQ(failure != nullptr ? failure->status : ExitStatus::Ok, status) << name;
+            EXPECT_THAT(failure != nullptr ? failure->sentence : "", HasSubstr(reading));
+            if (*writing != '\0') {
+                const auto begun = RecordingWriter::open(directory.file(name), {});
+                ASSERT_TRUE(std::holds_alternative<Failure>(begun)) << name;
+                EXPECT_THAT(std::get<Failure>(begun).sentence, HasSubstr(writing));
+            }
+        });
+    const auto writer = writerOf(path);
+    const auto rival = RecordingWriter::open(path, {});
+    ASSERT_TRUE(std::holds_alternative<Failure>(rival));
+    EXPECT_THAT(std::get<Failure>(rival).sentence, HasSubstr("another program"));
+}
+
+/* The same bytes by a catalogue in which fields have other names. */
+TEST(Recording, ACatalogueOfAnotherReleaseIsReadByItsNames) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("r");
+    Cache cache(5, 12);
+    const Message sample = cache.sample(1);
+    auto writer = writerOf(path);
+    writer.add(0, headerOf("prod~1f2e", 0));
+    writer.add(0, sample);
+    writer.close();
+
+    /* Two neighbours of a kind change names; another one has a name that nobody knows. */
+    std::string text = FieldTable::own().text();
+    const std::size_t vok = text.find("\n", text.find("kind 8 ")) + 1;
+    std::vector<std::string> lines;
+    std::size_t end = vok;
+    while (lines.size() < 20) {
+        const std::size_t next = text.find('\n', end) + 1;
+        lines.push_back(text.substr(end, next - end));
+        end = next;
+    }
+    const auto typeOf = [](const std::string& line) { return line.substr(line.find(' ')); };
+    std::size_t swapped = 0;
+    while (typeOf(lines[swapped]) != typeOf(lines[swapped + 1])) {
+        swapped++;
+    }
+    const auto nameOf = [](const std::string& line) { return line.substr(0, line.find(' ')); };
+    const std::string names[] = {nameOf(lines[swapped]), nameOf(lines[swapped + 1]),
+                                 nameOf(lines[19])};
+    std::swap(lines[swapped], lines[swapped + 1]);
+    lines[19] = "unheardOf" + typeOf(lines[19]);
+    std::string joined;
+    for (const std::string& line : lines) {
+        joined += line;
+    }
+    const auto other = FieldTable::from(text.replace(vok, end - vok, joined));
+    ASSERT_TRUE(other);
+
+    std::string bytes = contentsOf(path);
+    auto heads = headsOf(bytes);
+    ASSERT_THAT(heads, SizeIs(2));
+    BlockPayload table;
+    encodeTable(*other, table);
+    heads[0].length = static_cast<std::uint32_t>(table.bytes.size());
+    heads[0].unpacked = table.unpacked;
+    heads[0].payloadSum = crc32c(table.bytes);
+    ASSERT_LE(sizeof heads[0] + table.bytes.size(), heads[1].offset);
+    std::memcpy(bytes.data() + sizeof heads[0], table.bytes.data(), table.bytes.size());
+    for (auto& head : heads) {
+        head.fields = other->sum();
+        sign(head);
+        std::memcpy(bytes.data() + head.offset, &head, sizeof head);
+    }
+    put(path, bytes);
+
+    auto reader = readerOf(path);
+    reader.next();
+    const auto read = reader.next();
+    ASSERT_TRUE(read && reader.damages().empty());
+    const auto records = std::get<Sample>(read->message).records();
+    const auto originals = std::get<Sample>(sample).records();
+    ASSERT_EQ(records.size(), originals.size());
+    int voks = 0;
+    for (std::size_t i = 0; i < records.size(); i++) {
+        EXPECT_EQ(records[i].name, originals[i].name);
+        if (records[i].statType != SHRPC_VOK) {
+            continue;
+        }
+        voks++;
+        const auto value = [&](const Record& of, const std::string& name) {
+            const auto place = findField(*of.kind, name).value();
+            std::uint64_t number = 0;
+            std::memcpy(&number, of.blocks + place.packedOffset, widthOf(place.field->type));
+            return number;
+        };
+        EXPECT_EQ(value(records[i], names[0]), value(originals[i], names[1]));
+        EXPECT_EQ(value(records[i], names[1]), value(originals[i], names[0]));
+        EXPECT_EQ(value(records[i], names[2]), 0U);
+    }
+    EXPECT_GT(voks, 0);
+}
+
+TEST(Recording, ASurveyFindsGapsAndEvents) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("r");
+    auto writer = writerOf(path);
+    Cache cache(9);
+    writer.add(0, headerOf("prod~1f2e", 0));
+    /* 20 samples, a pause within a minute, a pause over some, then one every 30 seconds. */
+    std::vector<std::int64_t> moments;
+    const auto pause = [&](int count, std::int64_t first, std::int64_t distance) {
+        for (int i = 0; i < count; i++) {
+            moments.push_back((first + i * distance) * second);
+        }
+    };
+    pause(20, 1, 1);
+    pause(90, 40, 1);
+    pause(60, 400, 1);
+    pause(9, 489, 30);
+    for (const std::int64_t moment : moments) {
+        writer.add(0, cache.sample(moment));
+    }
+    writer.add(0, Mark{"here", at(1000 * second)});
+    writer.add(0, Lost{7, "gone", at(1001 * second)});
+    writer.close();
+    auto reader = readerOf(path);
+    const RecordingSurvey survey = reader.survey(RecordingReader::Check::Heads);
+    EXPECT_EQ(survey.numSamples, moments.size());
+    ASSERT_THAT(survey.caches, SizeIs(1));
+    EXPECT_EQ(survey.caches[0].lastNs, begin + 1001 * second);
+    EXPECT_GT(survey.numValues, moments.size());
+    EXPECT_EQ(survey.numBytes, std::filesystem::file_size(path));
+    std::vector<std::pair<std::int64_t, std::int64_t>> gaps;
+    for (const RecordingGap& gap : survey.gaps) {
+        gaps.emplace_back((gap.fromNs - begin) / second, (gap.untilNs - begin) / second);
+    }
+    EXPECT_THAT(gaps,
+                testing::ElementsAre(std::pair(20, 40), std::pair(129, 400), std::pair(459, 489)));
+    std::string events;
+    for (const RecordedEvent& each : survey.events) {
+        events += std::to_string(static_cast<int>(each.event.kind)) + each.event.text + ' ';
+    }
+    EXPECT_EQ(events, "0 3here 1gone ");
+}
+
+/* ---- tvsistat --info ---- */
+
+TEST(Recording, ItsInfoSaysWhatItHolds) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("r");
+    {
+        auto writer = writerOf(path);
+        Cache cache(9);
+        writer.add(0, headerOf("prod~1f2e", 0));
+        for (const int moment : {1, 2, 3, 4, 5, 60, 61, 62, 63, 120}) {
+            writer.add(0, cache.sample(moment * second));
+        }
+    }
+    std::string bytes = contentsOf(path);
+    const auto info = [&](std::vector<std::string> options) {
+        options.insert(options.begin(), {TVSISTAT, "--info", path, "--utc"});
+        return testsupport::run(options);
+    };
+    auto good = info({});
+    EXPECT_EQ(std::pair(good.status, good.err), std::pair(0, std::string()));
+    for (const std::string& line : std::vector<std::string>{
+             "file     " + path, "span     2026-11-16T18:20:07Z to 2026-11-16T18:22:07Z (2m00s)",
+             "cache    prod~1f2e on h\\xf6st: 10 samples, 2026-11-16T18:20:07Z to ",
+             "gap      prod~1f2e on h\\xf6st: 2026-11-16T18:20:12Z to 2026-11-16T18:21:07Z (55s)",
+             "size     " + std::to_string(bytes.size()) + " bytes in 1 file\n", "damage   none"}) {
+        EXPECT_THAT("\n" + good.out, HasSubstr("\n" + line));
+    }
+    good = info({"-j"});
+    for (const char* part :
+         {R"("first":"2026-11-16T18:20:07.000Z","last":"2026-11-16T18:22:07.000Z","caches":[{)",
+          R"("cache":"prod~1f2e","brox":"prod","host":"h\\xf6st","samples":10,)",
+          R"("until":"2026-11-16T18:21:07.000Z","seconds":55})", R"("damages":[]})"}) {
+        EXPECT_THAT(good.out, HasSubstr(part));
+    }
+    bytes[headsOf(bytes)[1].offset + 200] ^= 1;
+    put(path, bytes);
+    const auto bad = info({"-j"});
+    EXPECT_EQ(bad.status, static_cast<int>(ExitStatus::DamagedInput));
+    EXPECT_THAT(bad.err, HasSubstr(path + " is damaged"));
+    EXPECT_THAT(bad.out, HasSubstr(R"("damages":[{"file":")" + path + R"(","offset":)"));
+    EXPECT_EQ(info({"-c"}).status, static_cast<int>(ExitStatus::Usage));
+}
+
+TEST(Recording, TheChecksumIsCastagnolis) {
+    const std::string text = "123456789";
+    for (const auto& sum : {crc32c, crc32cByTable}) {
+        EXPECT_EQ(sum(std::as_bytes(std::span(text)), 0), 0xE3069283U);
+        EXPECT_EQ(sum(std::as_bytes(std::span(text)).subspan(4),
+                      sum(std::as_bytes(std::span(text)).first(4), 0)),
+                  0xE3069283U);
+    }
+}
+
+} // namespace
