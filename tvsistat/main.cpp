@@ -4,6 +4,8 @@
 #include "livescreen.h"
 #include "optiontable.h"
 #include "output.h"
+#include "printable.h"
+#include "recordinginfo.h"
 #include "request.h"
 #include "versions.h"
 #include "view.h"
@@ -51,6 +53,19 @@ ExitStatus printCaches(const Request& request) {
     return print(listCaches(request, std::get<samples::CacheListings>(found)));
 }
 
+ExitStatus printInfo(const Request& request) {
+    auto opened = samples::RecordingReader::open(request.info);
+    if (const auto* failure = std::get_if<Failure>(&opened)) {
+        return fail(*failure);
+    }
+    auto& reader = std::get<samples::RecordingReader>(opened);
+    const auto survey = reader.survey(samples::RecordingReader::Check::Payloads);
+    const ExitStatus printed = print(recordingInfo(request, reader, survey));
+    return printed == ExitStatus::Ok && !reader.damages().empty()
+               ? fail({ExitStatus::DamagedInput, samples::printable(request.info) + " is damaged"})
+               : printed;
+}
+
 ExitStatus serve(Request& request) {
     switch (request.action) {
     case Action::Help:
@@ -63,6 +78,8 @@ ExitStatus serve(Request& request) {
         return printCaches(request);
     case Action::ListFields:
         return print(listFields(request));
+    case Action::Info:
+        return printInfo(request);
     case Action::Check:
         return ExitStatus::Ok;
     case Action::Report:

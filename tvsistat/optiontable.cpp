@@ -56,6 +56,9 @@ constexpr auto table = std::to_array<OptionEntry>({
     {OptionId::Speed, 0, "speed", "N", Kind::Word,
      "N times as fast as it was recorded; max, as without it: as fast as it can be",
      Section::Recordings, Place::CommandLineOnly, Family::None},
+    {OptionId::Info, 0, "info", "FILE", Kind::File,
+     "say what the recording FILE holds, its gaps and damage, and exit (also with -j)",
+     Section::Recordings, Place::CommandLineOnly, Family::None},
 
     {OptionId::Live, 'i', "interactive", "", Kind::None,
      "the live screen, until q is pressed; ? shows its keys", Section::Forms,

@@ -27,6 +27,7 @@ enum class OptionId : uint8_t {
     End,
     Interval,
     Speed,
+    Info,
     Live,
     Once,
     Long,

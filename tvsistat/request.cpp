@@ -660,6 +660,13 @@ void RequestMaker::take(const GivenOption& given) {
     case OptionId::ListFields:
         request.action = Action::ListFields;
         break;
+    case OptionId::Info:
+        if (value.empty()) {
+            refuse("{}: the name of the file is empty", where);
+        }
+        request.action = Action::Info;
+        request.info = value;
+        break;
     case OptionId::Kind:
     case OptionId::Session:
     case OptionId::Pid:
@@ -935,10 +942,13 @@ void RequestMaker::checkTogether() const {
     if (request.action == Action::ListCaches && !line.words.empty()) {
         refuse("--list lists every cache: leave out '{}'", samples::printable(line.words[0]));
     }
-    const bool isListing =
-        request.action == Action::ListCaches || request.action == Action::ListFields;
+    if (request.action == Action::Info && !line.words.empty()) {
+        refuse("--info is about FILE alone: leave out '{}'", samples::printable(line.words[0]));
+    }
+    const bool isListing = request.action == Action::ListCaches ||
+                           request.action == Action::ListFields || request.action == Action::Info;
     if (isListing && request.form != Form::Report && request.form != Form::Json) {
-        refuse("lists are printed as text or with --json");
+        refuse("lists and --info are printed as text or with --json");
     }
 }
 

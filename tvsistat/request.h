@@ -17,7 +17,16 @@
 
 namespace tvsistat {
 
-enum class Action : uint8_t { Report, ListCaches, ListFields, Check, Help, Version, OptionTable };
+enum class Action : uint8_t {
+    Report,
+    ListCaches,
+    ListFields,
+    Info,
+    Check,
+    Help,
+    Version,
+    OptionTable
+};
 
 /* The form in which samples, caches and fields are printed. */
 enum class Form : uint8_t { Report, Long, Json, Csv, OpenMetrics };
@@ -77,6 +86,7 @@ struct Request {
     Layout layout;
 
     std::vector<std::string> fieldGlobs; /* for Action::ListFields */
+    std::string info;                    /* the recording, for Action::Info */
 };
 
 /* The request, or what is wrong: a usage failure, or a regular expression that doesn't compile.
