@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <exception>
 #include <random>
 #include <string>
 #include <sys/resource.h>
@@ -82,14 +83,12 @@ uint64_t sizeOf(const std::string& path) {
     return stat(path.c_str(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int make(int argc, char** argv) {
     require(argc >= 4, "usage: make_recording FILE HOURS MOVING [UPDATES]");
     const std::string path = argv[1];
-    const auto numSamples = static_cast<int64_t>(std::atof(argv[2]) * 3600);
-    const auto moving = static_cast<unsigned>(std::atoi(argv[3]));
-    const int updates = argc > 4 ? std::atoi(argv[4]) : 10;
+    const auto numSamples = static_cast<int64_t>(std::stod(argv[2]) * 3600);
+    const auto moving = static_cast<unsigned>(std::stoul(argv[3]));
+    const int updates = argc > 4 ? std::stoi(argv[4]) : 10;
 
     std::deque<Owner> owners;
     owners.emplace_back(SHRPC_MONITOR, 1, moving);
@@ -159,4 +158,16 @@ int main(int argc, char** argv) {
                 static_cast<double>(numValues) / static_cast<double>(numSamples),
                 size / static_cast<double>(numValues), cpu / static_cast<double>(numSamples),
                 static_cast<double>(writer.bytesWritten()) / size, usage.ru_maxrss);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return make(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "make_recording: %s\n", error.what());
+        return 1;
+    }
 }

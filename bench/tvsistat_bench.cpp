@@ -106,7 +106,7 @@ Comparison compareJson(int pairCount, int backends) {
     const std::string out = runProgram(tool({"--json"})).out;
     double values = 0;
     constexpr std::string_view begin = "\"values\":{";
-    for (std::size_t at = out.find(begin); at != out.npos; at = out.find(begin, at + 1)) {
+    for (std::size_t at = out.find(begin); at != std::string::npos; at = out.find(begin, at + 1)) {
         values += occurrences(out.substr(at + begin.size(), out.find('}', at) - at), "\":");
     }
     return compareCpu(pairCount, tool({"--json"}), values, varnish.command(), varnish.counters());
@@ -207,6 +207,42 @@ void addThreeASecond(const std::string& who, const Command& command, int entries
     });
 }
 
+/* What doesn't depend on the size of the table. */
+void addOfAnyServer(bool quick) {
+    if (Varnish::isInstalled()) {
+        addFigure(
+            {"`tvsistat -V`, processor time", 0, "`varnishstat -V`", {Target::ratio, 1}}, [=] {
+                return compareCpu(quick ? 1 : 400, {TVSISTAT, "-V"}, 1, {Varnish::tool, "-V"}, 1);
+            });
+    }
+    const int few = quick ? 10 : 10000; /* its buffers have grown as far as it lags */
+    for (const Program program : {reader, view}) {
+        const std::string name = program == reader ? "tvsi-reader" : "tvsistat";
+        addFigure({name + "'s memory after 100,000 samples",
+                   0,
+                   "its memory after 10,000",
+                   {Target::ratio, 1.02},
+                   Unit::bytes},
+                  [=] { return compareMemory(program, few, 10 * few); });
+    }
+}
+
+void addBesideFormer(int entries, bool quick) {
+    const int pairs = quick ? 1 : 60;
+    addFigure({"one report, time that passes",
+               entries,
+               "the former one's (1,000: 1.15 times) and 10 µs a process",
+               {Target::ratio, 1}},
+              [=] { return compareOneReport(entries, pairs); });
+    addFigure({"one report, processor time", entries, "the former one's"},
+              [=] { return compareCpu(pairs, tool(), 1, formerReport(), 1); });
+    addFigure({"a further report, processor time",
+               entries,
+               "the former one's whole run",
+               {entries < 1000 ? Target::none : Target::ratio, 1.0 / 3}},
+              [=] { return compareFurtherReport(quick ? 1 : 5, quick ? 2 : 31); });
+}
+
 } // namespace
 
 std::vector<int> tableSizes() {
@@ -218,24 +254,7 @@ void registerBenchmarks(const Plan& plan) {
     const bool quick = plan.quick;
     runningServer = std::make_unique<RunningServer>(entries);
     if (plan.isFirst) {
-        if (Varnish::isInstalled()) {
-            addFigure({"`tvsistat -V`, processor time", 0, "`varnishstat -V`", {Target::ratio, 1}},
-                      [=] {
-                          return compareCpu(quick ? 1 : 400, {TVSISTAT, "-V"}, 1,
-                                            {Varnish::tool, "-V"}, 1);
-                      });
-        }
-        const int few = quick ? 10 : 10000; /* its buffers have grown as far as it lags */
-        const std::string limit = "its memory after 10,000";
-        for (const Program program : {reader, view}) {
-            const std::string name = program == reader ? "tvsi-reader" : "tvsistat";
-            addFigure({name + "'s memory after 100,000 samples",
-                       0,
-                       limit,
-                       {Target::ratio, 1.02},
-                       Unit::bytes},
-                      [=] { return compareMemory(program, few, 10 * few); });
-        }
+        addOfAnyServer(quick);
     }
     if (Varnish::isInstalled() && (quick || entries == 200)) {
         addFigure({"a value as JSON, processor time",
@@ -245,19 +264,7 @@ void registerBenchmarks(const Plan& plan) {
                   [=] { return compareJson(quick ? 1 : 60, quick ? 10 : 1000); });
     }
     if (formerTool() != nullptr && entries >= 200) {
-        const int pairs = quick ? 1 : 60;
-        addFigure({"one report, time that passes",
-                   entries,
-                   "the former one's (1,000: 1.15 times) and 10 µs a process",
-                   {Target::ratio, 1}},
-                  [=] { return compareOneReport(entries, pairs); });
-        addFigure({"one report, processor time", entries, "the former one's"},
-                  [=] { return compareCpu(pairs, tool(), 1, formerReport(), 1); });
-        addFigure({"a further report, processor time",
-                   entries,
-                   "the former one's whole run",
-                   {entries < 1000 ? Target::none : Target::ratio, 1.0 / 3}},
-                  [=] { return compareFurtherReport(quick ? 1 : 5, quick ? 2 : 31); });
+        addBesideFormer(entries, quick);
     }
     if (quick || entries == 1000) {
         const int reports = quick ? 2 : 91;

@@ -19,7 +19,8 @@ namespace bench {
 /* How often a text stands in another one. */
 inline double occurrences(std::string_view text, std::string_view wanted) {
     double count = 0;
-    for (std::size_t at = text.find(wanted); at != text.npos; at = text.find(wanted, at + 1)) {
+    for (std::size_t at = text.find(wanted); at != std::string_view::npos;
+         at = text.find(wanted, at + 1)) {
         ++count;
     }
     return count;
@@ -54,14 +55,19 @@ public:
 
 private:
     std::string configuration(int backends) const {
-        const std::string file = directory_.path() / "bench.vcl";
+        std::string file = directory_.path() / "bench.vcl";
         std::ofstream text(file);
         std::string uses;
         text << "vcl 4.1;\n";
         for (int i = 0; i < backends; ++i) {
             const std::string name = "b" + std::to_string(i);
             text << "backend " << name << " { .host = \"127.0.0.1\"; .port = \"1\"; }\n";
-            uses += "if (req.url == \"/" + name + "\") { set req.backend_hint = " + name + "; }\n";
+            for (const std::string_view piece :
+                 {std::string_view("if (req.url == \"/"), std::string_view(name),
+                  std::string_view("\") { set req.backend_hint = "), std::string_view(name),
+                  std::string_view("; }\n")}) {
+                uses += piece;
+            }
         }
         text << "sub vcl_recv {\n" << uses << "}\n";
         return file;

@@ -38,8 +38,8 @@ struct Target {
 class CacheSource {
 public:
     /* References must outlive it. */
-    CacheSource(Target wanted, const SeriesChoice& choice, const MetricPlan& plan,
-                std::chrono::nanoseconds interval);
+    CacheSource(Target target, const SeriesChoice& choice, const MetricPlan& plan,
+                std::chrono::nanoseconds sampleInterval);
 
     /* What to poll for reading; -1: nothing. */
     int fd() const;

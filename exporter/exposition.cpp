@@ -184,25 +184,30 @@ void Exposition::appendProcesses(std::string& text, TextForm form,
     }
     MetricWriter writer(text, form);
     std::string labels;
+    bool hasBegun = false;
+    const auto add = [&](const MetricFamily& family, const LiveCache& cache, const Part& part,
+                         const Group& group) {
+        const Number value = group.values[part.index];
+        if (!value) {
+            return;
+        }
+        if (!hasBegun) {
+            writer.begin(
+                {"tvsi_process_", family.stem(), family.help, family.isCounter, family.unit()});
+            hasBegun = true;
+        }
+        labels = group.labels;
+        labels += part.place->labels.empty() ? "" : ",";
+        labels += part.place->labels;
+        writer.add(cache.labels, labels, value, family.scale.factor);
+    };
     for (size_t number = 0; number < parts.size(); number++) {
         const MetricFamily& family = samples::metricFamilies()[number];
-        bool hasBegun = false;
+        hasBegun = false;
         for (size_t i = 0; i < caches.size(); i++) {
             for (const Part& part : parts[number]) {
                 for (const Group& group : found[i][static_cast<size_t>(part.kind->index)]) {
-                    const Number value = group.values[part.index];
-                    if (!value) {
-                        continue;
-                    }
-                    if (!hasBegun) {
-                        writer.begin({"tvsi_process_", family.stem(), family.help, family.isCounter,
-                                      family.unit()});
-                        hasBegun = true;
-                    }
-                    labels = group.labels;
-                    labels += part.place->labels.empty() ? "" : ",";
-                    labels += part.place->labels;
-                    writer.add(caches[i].labels, labels, value, family.scale.factor);
+                    add(family, caches[i], part, group);
                 }
             }
         }

@@ -29,7 +29,7 @@ public:
         std::string_view stem; /* "vok_scavenges": without a counter's "_total" */
         std::string_view help;
         bool isCounter = false;
-        std::string_view unit = ""; /* at the stem's end, too */
+        std::string_view unit = {}; /* at the stem's end, too */
     };
     void begin(const Family& family);
     /* Labels come without braces, in two parts that may be empty, and are valid already. */

@@ -55,7 +55,7 @@ MHD_Response* responseOf(HttpAnswer& answer) {
     if (response == nullptr) {
         return nullptr;
     }
-    body.release();
+    static_cast<void>(body.release()); /* the response has it now */
     MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, answer.contentType.c_str());
     MHD_add_response_header(response, "X-Content-Type-Options", "nosniff");
     MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");

@@ -140,7 +140,7 @@ void tellReady() {
         return;
     }
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, path);
+    std::memcpy(address.sun_path, path, std::strlen(path));
     if (path[0] == '@') {
         address.sun_path[0] = '\0';
     }

@@ -37,7 +37,10 @@ void appendMetricNumber(std::string& text, Number number, double factor) {
         }
         return;
     }
-    const auto divisor = static_cast<uint64_t>(1 / factor + 0.5);
+    /* To the nearest whole number; std::lround() would be the only need for another library. */
+    const double inverse = 1 / factor;
+    auto divisor = static_cast<uint64_t>(inverse);
+    divisor += inverse - static_cast<double>(divisor) >= 0.5 ? 1U : 0U;
     const auto size = static_cast<uint64_t>(value < 0 ? -value : value);
     text += value < 0 ? "-" : "";
     appendPlain(text, size / divisor);

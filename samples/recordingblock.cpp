@@ -437,8 +437,8 @@ void BlockEncoder::closeChunk() {
     hasBase = !samples.empty();
 }
 
-/* Follows the records from sample to sample, and puts the columns of each series of them. */
-void BlockEncoder::putColumns() {
+/* Follows the records from sample to sample. */
+void BlockEncoder::findSeries() {
     series.clear();
     seriesOf.assign(records.size(), nowhere);
     for (size_t i = hasBase ? 1 : 0; i < samples.size(); i++) {
@@ -473,6 +473,10 @@ void BlockEncoder::putColumns() {
             offsets[each.firstOffset + each.count++] = records[j].arenaAt;
         }
     }
+}
+
+void BlockEncoder::putColumns() {
+    findSeries();
     growths.resize(samples.size());
     for (const Series& each : series) {
         for (const RecordedKind::Run& run : each.kind->runs) {
@@ -586,6 +590,7 @@ private:
     bool takeMessage(Section& from);
     bool takeSample(Section& from);
     bool takeRoster(Section& from, const Sample& before, std::vector<Record>& roster);
+    bool linksDiffer(size_t numEarlier) const;
     bool takeRecord(Section& from, Record& record);
     bool place(Sample& sample, const std::vector<Record>& roster);
     bool fillColumns(Section& firsts, Section& widths, Section& planes) const;
@@ -766,17 +771,19 @@ bool BlockDecoder::takeRoster(Section& from, const Sample& before, std::vector<R
         roster.push_back(record);
         links.push_back(isLinked ? static_cast<uint32_t>(link - 1) : nowhere);
     }
-    /* Nobody can come from where somebody else does. */
-    std::vector<bool> isTaken(earlier.size());
-    for (const uint32_t link : links) {
-        if (link != nowhere && isTaken[link]) {
-            return false;
-        }
+    return from.isGood() && linksDiffer(earlier.size());
+}
+
+/* Nobody can come from where somebody else does. */
+bool BlockDecoder::linksDiffer(size_t numEarlier) const {
+    std::vector<bool> isTaken(numEarlier);
+    return std::ranges::all_of(links, [&](uint32_t link) {
+        const bool isFirst = link == nowhere || !isTaken[link];
         if (link != nowhere) {
             isTaken[link] = true;
         }
-    }
-    return from.isGood();
+        return isFirst;
+    });
 }
 
 bool BlockDecoder::takeRecord(Section& from, Record& record) {

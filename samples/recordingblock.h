@@ -98,6 +98,7 @@ private:
     void putSample(const KeptSample& now, const KeptSample& before);
     void putRecord(const KeptRecord& record);
     void closeChunk();
+    void findSeries();
     void putColumns();
     template <class Unsigned> void putColumn(const Series& of, size_t at);
     void compress(std::span<const std::byte> from, BlockPayload& payload);

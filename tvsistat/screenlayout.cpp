@@ -210,7 +210,7 @@ void Layouter::headlines() {
     const size_t room = width / perLine;
     for (size_t i = 0; i < cache->headlines.size(); i++) {
         headline(cache->headlines[i], i % perLine * room, room);
-        y += (i + 1) % perLine == 0 ? 1 : 0;
+        y += (i + 1) % perLine == 0 ? 1U : 0U;
     }
 }
 
