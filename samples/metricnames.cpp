@@ -11,7 +11,6 @@
 namespace samples {
 namespace {
 
-using statscatalogue::Aggregation;
 using statscatalogue::Base;
 using statscatalogue::BlockPlace;
 using statscatalogue::Field;

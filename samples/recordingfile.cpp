@@ -224,7 +224,7 @@ std::optional<RecordingBlock> RecordingFile::lastBlockAt(int64_t realNs) {
             if (step > 0 && earlier->head.firstNs <= realNs) {
                 break;
             }
-            block = std::move(earlier);
+            block = earlier;
             if (block->head.firstNs <= realNs) {
                 return block;
             }

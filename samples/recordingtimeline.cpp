@@ -417,10 +417,9 @@ bool RecordingTimeline::hasBlocks(size_t index) {
     return file != nullptr && file->blockFrom(0);
 }
 
-std::optional<BlockGroup> RecordingTimeline::at(int64_t realNs) {
-    listFiles();
-    /* The last file that begins at the time or before it; one that can't be read counts as the one
-     * before it. */
+/* The last file that begins at the time or before it; one that can't be read counts as the one
+ * before it. */
+size_t RecordingTimeline::fileAt(int64_t realNs) {
     size_t low = 0;
     size_t high = files.size();
     while (high - low > 1) {
@@ -435,7 +434,12 @@ std::optional<BlockGroup> RecordingTimeline::at(int64_t realNs) {
     while (low > 0 && low < files.size() && !hasBlocks(low)) {
         low--;
     }
-    for (size_t index = low; index < files.size(); index++) {
+    return low;
+}
+
+std::optional<BlockGroup> RecordingTimeline::at(int64_t realNs) {
+    listFiles();
+    for (size_t index = fileAt(realNs); index < files.size(); index++) {
         RecordingFile* const file = open(index);
         if (file == nullptr) {
             continue;

@@ -24,7 +24,10 @@ namespace samples {
 struct MinuteKey {
     uint64_t run = 0;
     uint32_t minute = 0;
-    auto operator<=>(const MinuteKey&) const = default;
+    bool operator==(const MinuteKey&) const = default;
+    bool operator<(const MinuteKey& other) const {
+        return run != other.run ? run < other.run : minute < other.minute;
+    }
 };
 
 struct GroupBlock {
@@ -99,6 +102,7 @@ private:
     void listFiles();
     RecordingFile* open(size_t index);
     bool hasBlocks(size_t index);
+    size_t fileAt(int64_t realNs);
     bool collect(RecordingFile& file, BlockGroup& group);
     std::optional<BlockGroup> groupFrom(size_t index, uint64_t offset);
     std::optional<BlockGroup> groupWith(size_t index, const RecordingBlock& block);
@@ -111,7 +115,7 @@ private:
     std::optional<std::span<const std::byte>> payloadOf(RecordingFile& file,
                                                         const GroupBlock& block);
     const FieldTable* tableOf(RecordingFile& file, const RecordingBlock& block);
-    void note(const std::string& path, uint64_t offset, const std::string& what);
+    void note(const std::string& where, uint64_t offset, const std::string& what);
 
     std::string path;
     bool isDirectory = false;

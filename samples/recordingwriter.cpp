@@ -130,7 +130,7 @@ public:
     State(std::string at, const RecordingOptions& wanted) : path(std::move(at)), options(wanted) {}
 
     std::optional<Failure> open();
-    void add(uint32_t cache, const Message& message);
+    void add(uint32_t number, const Message& message);
     void advance(const Times& now);
     std::optional<int64_t> nextDueNs() const;
     void close();
@@ -155,7 +155,7 @@ private:
     void recoverTail();
     int openFileAt(int64_t realNs);
     void appendBlock(uint64_t fileEnd, BlockHead head, const BlockContents& contents,
-                     const BlockPayload& payload);
+                     const BlockPayload& packed);
     void appendTable(int64_t realNs);
     int appendToMain();
     int writePart();

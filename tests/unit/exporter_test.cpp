@@ -16,7 +16,6 @@ namespace {
 
 using namespace exporter;
 using samples::Number;
-using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
 using testsupport::SampleStream;

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <fstream>
 #include <linux/sched.h>
-#include <ranges>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
@@ -174,15 +173,17 @@ TEST_P(Watch, ATableFullOfBroxesCostsNoMoreThanAHundred) {
     const auto before = testsupport::processState().descriptors;
     for (int i = 0; i < 3; i++) {
         watch.update(records);
-        std::ranges::rotate(records, records.begin() + 40);
+        std::rotate(records.begin(), records.begin() + 40, records.end());
     }
     EXPECT_EQ(testsupport::processState().descriptors - before, GetParam() + 100);
     sleepers[119]->send(SIGSTOP);
     EXPECT_TRUE(eventually([&] {
         watch.update(records);
-        return std::ranges::any_of(std::views::iota(0, 120), [&](int i) {
-            return watch.facts(static_cast<std::size_t>(i)).state == ProcessState::Stopped;
-        });
+        bool hasStopped = false;
+        for (std::size_t i = 0; i < 120; i++) {
+            hasStopped = hasStopped || watch.facts(i).state == ProcessState::Stopped;
+        }
+        return hasStopped;
     })) << "the others are looked up in turn";
 }
 

@@ -475,6 +475,42 @@ std::size_t countTold(const std::vector<std::string>& found, const std::vector<s
     return count;
 }
 
+/* Reads a recording that was changed: what is lost is told, and no more than a minute of one cache.
+ * `mostBlocks`: that the change may have hit; 99: a cut, which nobody can notice. */
+void expectLittleLost(const std::string& path, const Messages& all, const std::string& what,
+                      std::size_t mostBlocks, bool isTail, std::int64_t soughtNs) {
+    auto opened = RecordingReader::open(path);
+    if (const auto* failure = std::get_if<Failure>(&opened)) {
+        EXPECT_EQ(failure->status, ExitStatus::DamagedInput) << what;
+        EXPECT_THAT(failure->sentence, HasSubstr(path)) << what;
+        EXPECT_EQ(mostBlocks, 99U) << what << ": " << failure->sentence;
+        return;
+    }
+    auto& reader = std::get<RecordingReader>(opened);
+    Messages found;
+    readOn(reader, found);
+    std::size_t lost = 0;
+    int cachesHit = 0;
+    for (const auto& [location, told] : all) {
+        const std::size_t missing = told.size() - countTold(found[location], told);
+        lost += missing;
+        cachesHit += missing > 0 ? 1 : 0;
+    }
+    const bool isSaid = !reader.damages().empty();
+    const bool isCut = mostBlocks == 99;
+    EXPECT_TRUE(lost == 0 || isSaid || isCut) << what << ": silently lost " << lost;
+    EXPECT_TRUE(isCut || (lost <= 75 && cachesHit <= 1) || isTail) << what << ": " << lost;
+    for (const RecordingDamage& damage : reader.damages()) {
+        EXPECT_THAT(damage.sentence, HasSubstr(path)) << what;
+    }
+    /* A survey that reads all of it says so, too; and a seek doesn't mind. */
+    auto other = readerOf(path);
+    other.survey(RecordingReader::Check::Payloads);
+    EXPECT_EQ(other.damages().empty(), !isSaid) << what;
+    other.seek(soughtNs);
+    other.next();
+}
+
 TEST(Recording, DamageCostsTheMinuteThatItLiesIn) {
     const TemporaryDirectory directory;
     const std::string path = directory.file("r");
@@ -534,38 +570,9 @@ TEST(Recording, DamageCostsTheMinuteThatItLiesIn) {
             row.change(isTail ? tail : main);
             put(path, main);
             put(tailPath(path), tail);
-            auto opened = RecordingReader::open(path);
-            const auto what = [&] { return std::string(row.name) + " " + std::to_string(i); };
-            if (const auto* failure = std::get_if<Failure>(&opened)) {
-                EXPECT_EQ(failure->status, ExitStatus::DamagedInput) << what();
-                EXPECT_THAT(failure->sentence, HasSubstr(path)) << what();
-                EXPECT_EQ(row.mostBlocks, 99U) << what() << ": " << failure->sentence;
-                continue;
-            }
-            auto& reader = std::get<RecordingReader>(opened);
-            Messages found;
-            readOn(reader, found);
-            std::size_t lost = 0;
-            int cachesHit = 0;
-            for (const auto& [location, told] : all) {
-                const std::size_t missing = told.size() - countTold(found[location], told);
-                lost += missing;
-                cachesHit += missing > 0 ? 1 : 0;
-            }
-            const bool isSaid = !reader.damages().empty();
-            const bool isCut = row.mostBlocks == 99;
-            EXPECT_TRUE(lost == 0 || isSaid || isCut) << what() << ": silently lost " << lost;
-            EXPECT_TRUE(isCut || (lost <= 75 && cachesHit <= 1) || isTail)
-                << what() << ": " << lost;
-            for (const RecordingDamage& damage : reader.damages()) {
-                EXPECT_THAT(damage.sentence, HasSubstr(path)) << what();
-            }
-            /* A survey that reads all of it says so, too; and a seek doesn't mind. */
-            auto other = readerOf(path);
-            other.survey(RecordingReader::Check::Payloads);
-            EXPECT_EQ(other.damages().empty(), !isSaid) << what();
-            other.seek(begin + static_cast<std::int64_t>(pick(240)) * second);
-            other.next();
+            const std::int64_t sought = begin + static_cast<std::int64_t>(pick(240)) * second;
+            expectLittleLost(path, all, std::string(row.name) + " " + std::to_string(i),
+                             row.mostBlocks, isTail, sought);
         }
     }
 }
