@@ -216,12 +216,13 @@ std::optional<BlockGroup> RecordingTimeline::groupFrom(size_t index, uint64_t of
     }
     const auto rest = tail.find(group.key);
     if (isAtEnd && rest != tail.minutes.end()) {
-        std::ranges::copy_if(
-            rest->blocks, std::back_inserter(group.blocks), [&](const GroupBlock& part) {
-                return std::ranges::none_of(before.blocks, [&](const GroupBlock& each) {
-                    return each.block.head.cache == part.block.head.cache;
-                });
-            });
+        const std::vector<GroupBlock> inFile = group.blocks;
+        std::ranges::copy_if(rest->blocks, std::back_inserter(group.blocks),
+                             [&](const GroupBlock& part) {
+                                 return std::ranges::none_of(inFile, [&](const GroupBlock& each) {
+                                     return each.block.head.cache == part.block.head.cache;
+                                 });
+                             });
     }
     return group;
 }
@@ -313,6 +314,7 @@ void RecordingTimeline::readTail(size_t index) {
     RecordingFile* const main = open(index);
     const std::string name = tailPath(files[index].path);
     for (int i = 0; i < tailTries; i++) {
+        const bool isWritten = main->isBeingWritten(); /* before it is read: it may end meanwhile */
         auto result = RecordingFile::open(name);
         auto* from = std::get_if<RecordingFile>(&result);
         tail = {};
@@ -326,7 +328,7 @@ void RecordingTimeline::readTail(size_t index) {
         if (!isTorn) {
             return;
         }
-        if (!main->isBeingWritten()) {
+        if (!isWritten) {
             note(name, 0, " is damaged: part of the last minute can't be read");
             return;
         }

@@ -12,7 +12,8 @@ constexpr int64_t second = 1000000000;
 constexpr int64_t minute = 60 * second;
 constexpr int64_t hour = 60 * minute;
 constexpr int64_t daySeconds = 86400;
-constexpr int64_t longestNs = 100 * 365 * 24 * hour; /* further back than any recording */
+constexpr int64_t wholeDay = 24 * hour;
+constexpr int64_t longestNs = 36500 * wholeDay; /* further back than any recording */
 
 /* Takes the front off a text, or nothing. */
 class Scanner {
@@ -62,7 +63,7 @@ private:
 /* "2h30m", "10m20s", "1d": units that get smaller. */
 std::optional<int64_t> durationOf(std::string_view text) {
     constexpr std::array<std::pair<std::string_view, int64_t>, 5> units{
-        {{"w", 7 * 24 * hour}, {"d", 24 * hour}, {"h", hour}, {"m", minute}, {"s", second}}};
+        {{"w", 7 * wholeDay}, {"d", wholeDay}, {"h", hour}, {"m", minute}, {"s", second}}};
     Scanner scanner(text.ends_with(" ago") ? text.substr(0, text.size() - 4) : text);
     int64_t total = 0;
     size_t next = 0;

@@ -92,32 +92,38 @@ std::string OpenMetricsText::labelsOf(const Row& row, const Shown& shown) const 
     return labels;
 }
 
+/* A counter's gains so far, or the value of another metric; nothing where it has none. */
+Number OpenMetricsText::valueIn(Group& group, size_t i, const Metric& metric, bool countsFirst,
+                                const Row& row, const Shown& shown) const {
+    const samples::MetricPlace& place = *metric.place;
+    if (place.family->isCounter) {
+        for (const Process& process : row.processes) {
+            const bool counts = process.before != nullptr || countsFirst;
+            group.gains[i] = sumOf(group.gains[i], counts ? gainOf(place, process) : 0);
+        }
+        return Number::ofUnsigned(group.gains[i]);
+    }
+    const Number value = valueOf(metric.figure, row.processes, shown.moment);
+    if (metric.figure.meaning == Meaning::Flag && value) {
+        return Number::ofUnsigned(value.isZero() ? 0 : 1);
+    }
+    const bool isNever = metric.figure.meaning == Meaning::EventTime && value.isZero();
+    return isNever ? Number() : value;
+}
+
 void OpenMetricsText::addRow(Group& group, bool isNew, const Row& row, const Shown& shown) {
     const auto& own = metricsOf(*row.kind());
     group.series.resize(own.size());
     group.gains.resize(own.size());
     const bool countsFirst = shown.moment.seconds > 0 || (isNew && !request.rows.isSum);
     for (size_t i = 0; i < own.size(); i++) {
-        const samples::MetricPlace& place = *own[i].place;
-        Number value;
-        if (place.family->isCounter) {
-            for (const Process& process : row.processes) {
-                const bool counts = process.before != nullptr || countsFirst;
-                group.gains[i] = sumOf(group.gains[i], counts ? gainOf(place, process) : 0);
-            }
-            value = Number::ofUnsigned(group.gains[i]);
-        } else {
-            value = valueOf(own[i].figure, row.processes, shown.moment);
-            if (own[i].figure.meaning == Meaning::Flag && value) {
-                value = Number::ofUnsigned(value.isZero() ? 0 : 1);
-            }
-        }
-        if (!value || (own[i].figure.meaning == Meaning::EventTime && value.isZero())) {
+        const Number value = valueIn(group, i, own[i], countsFirst, row, shown);
+        if (!value) {
             continue;
         }
         if (!group.series[i]) {
             group.series[i] = spool.addSeries();
-            series.push_back({&place, &group});
+            series.push_back({own[i].place, &group});
         }
         spool.add(*group.series[i], {shown.sample.times.realNs / 1000000, value.asDouble()});
     }

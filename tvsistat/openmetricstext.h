@@ -53,6 +53,8 @@ private:
 
     const std::vector<Metric>& metricsOf(const statscatalogue::Kind& kind);
     std::string labelsOf(const samples::Row& row, const Shown& shown) const;
+    samples::Number valueIn(Group& group, size_t i, const Metric& metric, bool countsFirst,
+                            const samples::Row& row, const Shown& shown) const;
     void addRow(Group& group, bool isNew, const samples::Row& row, const Shown& shown);
     void appendFamily(std::string& text, const samples::MetricFamily& family) const;
     void appendPoints(std::string& text, const Series& from,

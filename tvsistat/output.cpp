@@ -87,8 +87,9 @@ bool outputIsTerminal() {
 }
 
 bool outputTakesEscapes() {
-    return outputIsTerminal() && !isSet("NO_COLOR") && isSet("TERM") &&
-           std::strcmp(std::getenv("TERM"), "dumb") != 0;
+    const char* const terminal = std::getenv("TERM");
+    return outputIsTerminal() && !isSet("NO_COLOR") && terminal != nullptr && *terminal != '\0' &&
+           std::strcmp(terminal, "dumb") != 0;
 }
 
 } // namespace tvsistat

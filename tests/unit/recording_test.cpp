@@ -540,7 +540,8 @@ TEST(Recording, DamageCostsTheMinuteThatItLiesIn) {
     const auto flip = [&](std::size_t from, std::size_t step) {
         return [&, from, step](std::string& bytes) {
             const std::size_t page = pick((bytes.size() + step - 1) / step) * step;
-            bytes[std::min(page + pick(from), bytes.size() - 1)] ^= static_cast<char>(1 << pick(8));
+            char& hit = bytes[std::min(page + pick(from), bytes.size() - 1)];
+            hit = static_cast<char>(static_cast<unsigned char>(hit) ^ 1U << pick(8));
         };
     };
     const auto overwrite = [&](char with) {
