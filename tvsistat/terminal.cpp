@@ -1,6 +1,7 @@
 #include "terminal.h"
 
 #include "output.h"
+#include "terminaltype.h"
 
 #include <algorithm>
 #include <array>
@@ -152,7 +153,7 @@ bool Terminal::start() {
     std::setlocale(LC_CTYPE, "");
     isUnicode = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
     if (canvas.get() < 0 || output.get() < 0 || wake.get() < 0 ||
-        tcgetattr(STDIN_FILENO, &original) != 0) {
+        tcgetattr(STDIN_FILENO, &original) != 0 || !knowsTerminalType(canvas.get())) {
         return false;
     }
     crashModes = original;
