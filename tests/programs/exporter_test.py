@@ -166,7 +166,8 @@ class Collecting(Case):
     def test_caches_that_come_and_a_stream_from_a_socket(self):
         path = os.path.join(self.directory, "socket")
         exporter = self.export("--all", "--reader", f"unix:{path}", "--interval", "0.5")
-        self.assertEqual(exporter.series()[f'tvsi_up{{cache="unix:{path}",brox=""}}'], 0)
+        from_socket = f'tvsi_up{{cache="unix:{path}",brox=""}}'
+        self.assertTrue(until(lambda: exporter.series().get(from_socket) == 0))
         self.serve()
         self.assertTrue(until(lambda: exporter.series().get("tvsi_up" + DEMO) == 1))
         with socket.socket(socket.AF_UNIX) as listener:
