@@ -248,7 +248,9 @@ std::optional<Failure> InputWatcher::open() {
             met.push_back(message.cache);
         }
     }
-    view = makeView(request, findSurroundings(request, met.size() > 1));
+    /* As live: a cache that was slow to attach counts, too. */
+    const bool hasSeveral = met.size() > 1 || request.targets.size() > 1;
+    view = makeView(request, findSurroundings(request, hasSeveral));
     for (const SourceMessage& message : ahead) {
         watchOf(message);
     }
