@@ -126,7 +126,7 @@ class Monitoring(unittest.TestCase):
             f"pid {self.directory}/pid; events {{}} http {{ access_log off; {server} }}")
         subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
                         "-keyout", "key.pem", "-out", "cert.pem", "-days", "1", "-subj", "/CN=localhost",
-                        "-addext", "subjectAltName=DNS:localhost"], cwd=self.directory, capture_output=True, check=True)
+                        "-addext", "subjectAltName=IP:127.0.0.1"], cwd=self.directory, capture_output=True, check=True)
         (self.directory / "passwords").write_text("prometheus:{PLAIN}secret\n")
         os.chmod(self.directory, 0o755)
         self.start("nginx", "-p", self.directory, "-c", self.directory / "nginx.conf", "-e", "stderr",
@@ -134,7 +134,7 @@ class Monitoring(unittest.TestCase):
         context = ssl.create_default_context(cafile=self.directory / "cert.pem")
 
         def status(path, password):
-            request = urllib.request.Request(f"https://localhost:{port}{path}")
+            request = urllib.request.Request(f"https://127.0.0.1:{port}{path}")
             request.add_header("Authorization", "Basic " + base64.b64encode(f"prometheus:{password}".encode()).decode())
             try:
                 with urllib.request.urlopen(request, context=context) as answer:
