@@ -58,9 +58,9 @@ MHD_Response* responseOf(HttpAnswer& answer) {
     static_cast<void>(body.release()); /* the response has it now */
     MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, answer.contentType.c_str());
     MHD_add_response_header(response, "X-Content-Type-Options", "nosniff");
-    MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
+    MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, answer.cacheControl.c_str());
     for (const auto& [name, value] : answer.headers) {
-        MHD_add_response_header(response, name, value);
+        MHD_add_response_header(response, name, value.c_str());
     }
     return response;
 }
@@ -248,7 +248,8 @@ private:
         try {
             return handler({url, headerOf(connection, MHD_HTTP_HEADER_HOST),
                             headerOf(connection, MHD_HTTP_HEADER_ACCEPT),
-                            headerOf(connection, MHD_HTTP_HEADER_ACCEPT_ENCODING), argument},
+                            headerOf(connection, MHD_HTTP_HEADER_ACCEPT_ENCODING),
+                            headerOf(connection, MHD_HTTP_HEADER_IF_NONE_MATCH), argument},
                            traffic);
         } catch (const std::exception& error) {
             return textAnswer(500, std::string(error.what()) + "\n");

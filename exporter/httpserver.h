@@ -30,6 +30,7 @@ struct HttpRequest {
     std::string_view host;
     std::string_view accept;
     std::string_view acceptEncoding;
+    std::string_view ifNoneMatch;
     /* The value of an argument of the query; empty when it is missing. */
     std::function<std::string_view(const char* name)> argument;
 };
@@ -37,9 +38,10 @@ struct HttpRequest {
 struct HttpAnswer {
     unsigned status = 200;
     std::string contentType = "text/plain; charset=utf-8";
+    std::string cacheControl = "no-store";
     /* The body, one piece after the other; shared with other answers. */
     std::vector<std::shared_ptr<const std::string>> body;
-    std::vector<std::pair<const char*, const char*>> headers; /* besides those of every answer */
+    std::vector<std::pair<const char*, std::string>> headers; /* besides those of every answer */
 };
 
 /* A text in UTF-8. */
