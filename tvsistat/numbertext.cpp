@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
-#include <fmt/format.h>
-#include <iterator>
+#include <span>
 
 namespace tvsistat {
 namespace {
@@ -14,48 +12,6 @@ using samples::Figure;
 using samples::Number;
 using statscatalogue::Base;
 using statscatalogue::Unit;
-
-template <class Integer> void appendConverted(std::string& text, Integer value) {
-    char digits[24];
-    text.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
-}
-
-constexpr std::array<int64_t, 7> powersOfTen{1, 10, 100, 1000, 10000, 100000, 1000000};
-
-/* To the next whole number; std::llround() would be the only need for another library. */
-int64_t roundedOff(double value) {
-    const auto whole = static_cast<int64_t>(value);
-    return whole + (value - static_cast<double>(whole) >= 0.5 ? 1 : 0);
-}
-
-/* The number with so many digits behind the point, or without the zeros at its end. Its size is
- * below 1e15 / 10^decimals. Written from the back: a report has thousands of them. */
-void appendFixed(std::string& text, double value, size_t decimals, bool isTrimmed) {
-    const double scaled = std::fabs(value) * static_cast<double>(powersOfTen[decimals]);
-    auto rest = static_cast<uint64_t>(roundedOff(scaled));
-    const bool isNegative = value < 0 && rest != 0;
-    std::array<char, 24> digits;
-    char* const end = digits.data() + digits.size();
-    char* first = end;
-    for (; isTrimmed && decimals > 0 && rest % 10 == 0; decimals--) {
-        rest /= 10;
-    }
-    if (decimals > 0) {
-        for (; decimals > 0; decimals--) {
-            *--first = static_cast<char>('0' + rest % 10);
-            rest /= 10;
-        }
-        *--first = '.';
-    }
-    do {
-        *--first = static_cast<char>('0' + rest % 10);
-        rest /= 10;
-    } while (rest != 0);
-    if (isNegative) {
-        *--first = '-';
-    }
-    text.append(first, end);
-}
 
 /* Three digits that tell, as "1.23", "12.3", "123", in at most `room` characters. */
 void appendThreeDigits(std::string& text, double value, size_t room) {
@@ -97,39 +53,6 @@ void appendTwoDigits(std::string& text, int64_t value) {
 }
 
 } // namespace
-
-void appendInteger(std::string& text, int64_t value) {
-    appendConverted(text, value);
-}
-
-void appendInteger(std::string& text, uint64_t value) {
-    appendConverted(text, value);
-}
-
-void appendDecimal(std::string& text, double value, int decimals) {
-    const auto places = static_cast<size_t>(decimals);
-    if (!(std::fabs(value) * static_cast<double>(powersOfTen[places]) < 1e15)) {
-        fmt::format_to(std::back_inserter(text), "{:.15g}", value);
-        return;
-    }
-    appendFixed(text, value, places, true);
-}
-
-void appendFull(std::string& text, Number number) {
-    switch (number.form()) {
-    case Number::Form::Nothing:
-        break;
-    case Number::Form::Signed:
-        appendInteger(text, number.asSigned());
-        break;
-    case Number::Form::Unsigned:
-        appendInteger(text, number.asUnsigned());
-        break;
-    case Number::Form::Decimal:
-        appendDecimal(text, number.asDouble(), std::fabs(number.asDouble()) < 1 ? 6 : 3);
-        break;
-    }
-}
 
 void appendShort(std::string& text, double value) {
     static constexpr std::array<std::string_view, 7> prefixes{"", "k", "M", "G", "T", "P", "E"};
@@ -201,26 +124,6 @@ void appendUnit(std::string& text, const Figure& figure, bool isRate, bool isSho
         text += symbolOf(figure.unit);
     }
     text += isRate || figure.isPerSecond() ? "/s" : "";
-}
-
-void appendJson(std::string& text, Number number) {
-    constexpr uint64_t exact = 1ULL << 53;
-    if (!number) {
-        text += "null";
-        return;
-    }
-    const bool isString =
-        (number.form() == Number::Form::Unsigned && number.asUnsigned() > exact) ||
-        (number.form() == Number::Form::Signed &&
-         (number.asSigned() > static_cast<int64_t>(exact) ||
-          number.asSigned() < -static_cast<int64_t>(exact)));
-    if (!isString) {
-        appendFull(text, number);
-        return;
-    }
-    text += '"';
-    appendFull(text, number);
-    text += '"';
 }
 
 } // namespace tvsistat

@@ -1,8 +1,10 @@
-/* Numbers as text. The functions append, so that a view's buffer is the only one. */
+/* Numbers as text for people, besides those in full. The functions append, so that a view's buffer
+ * is the only one. */
 #ifndef NUMBERTEXT_H
 #define NUMBERTEXT_H
 
 #include "computation.h"
+#include "exactnumber.h"
 #include "figure.h"
 
 #include <string>
@@ -10,16 +12,11 @@
 
 namespace tvsistat {
 
-void appendInteger(std::string& text, int64_t value);
-void appendInteger(std::string& text, uint64_t value);
-
-/* A decimal with at most `decimals` (0 to 6) digits behind the point and no zeros at its end;
- * exponents from 1e15 on. */
-void appendDecimal(std::string& text, double value, int decimals);
-
-/* The number in full: an integer exactly, a decimal with up to three digits behind the point, six
- * below one. Nothing for nothing. */
-void appendFull(std::string& text, samples::Number number);
+using samples::appendDecimal;
+using samples::appendFixed;
+using samples::appendFull;
+using samples::appendInteger;
+using samples::appendJson;
 
 /* At most six characters: "12.3k", "0.25", "-1.2M". */
 void appendShort(std::string& text, double value);
@@ -36,9 +33,6 @@ void appendShortFigure(std::string& text, const samples::Figure& figure, samples
 /* What stands in the heading behind or below the figure's name: "", "/s", "ms", "ms/s", "?". A
  * short form shows bytes and ages in units of their own. */
 void appendUnit(std::string& text, const samples::Figure& figure, bool isRate, bool isShort);
-
-/* As JSON: exact integers, beyond 2^53 as strings; null for nothing. */
-void appendJson(std::string& text, samples::Number number);
 
 } // namespace tvsistat
 
