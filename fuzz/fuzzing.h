@@ -11,6 +11,7 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
 #include <unistd.h>
 
@@ -31,6 +32,7 @@ public:
     Input(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
 
     bool isEmpty() const { return size_ == 0; }
+    std::size_t size() const { return size_; }
     template <typename Word> Word take() {
         Word word{};
         const std::size_t length = std::min(sizeof word, size_);
@@ -48,6 +50,13 @@ public:
         take<char>();
         return text;
     }
+    /* As many bytes as there are, up to `count`. */
+    std::span<const std::byte> takeBytes(std::size_t count) {
+        const auto taken = std::as_bytes(std::span(data_, std::min(count, size_)));
+        data_ += taken.size();
+        size_ -= taken.size();
+        return taken;
+    }
     std::string takeRest() { return {data_, data_ + size_}; }
 
 private:
@@ -62,7 +71,6 @@ public:
         std::fill_n(bytes_.get(), size, '?');
     }
     char* get() { return bytes_.get(); }
-    std::size_t size() const { return size_; }
     void requireTerminated() const {
         require(size_ == 0 || std::memchr(bytes_.get(), '\0', size_) != nullptr,
                 "the text is terminated");

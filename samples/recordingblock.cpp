@@ -568,6 +568,7 @@ public:
     BlockDecoder(const FieldTable& by, std::vector<BlockMessage>& to) : table(by), messages(to) {}
 
     bool decode(std::span<const std::byte> chunks);
+    static void disownForeignKinds(Sample& sample);
 
 private:
     /* A record of the sample before, or of this one. */
@@ -921,6 +922,22 @@ bool decodeBlock(std::span<const std::byte> payload, size_t unpacked, const Fiel
                  std::vector<BlockMessage>& messages) {
     std::vector<std::byte> chunks;
     return decompress(payload, unpacked, chunks) && decodeChunks(chunks, table, messages);
+}
+
+void BlockDecoder::disownForeignKinds(Sample& sample) {
+    for (Record& record : sample.list) {
+        const bool isForeign =
+            record.kind == nullptr && statscatalogue::kindOfBit(record.statType) != nullptr;
+        record.statType = isForeign ? 0 : record.statType;
+    }
+}
+
+void disownForeignKinds(std::vector<BlockMessage>& messages) {
+    for (BlockMessage& each : messages) {
+        if (auto* const sample = std::get_if<Sample>(&each.message)) {
+            BlockDecoder::disownForeignKinds(*sample);
+        }
+    }
 }
 
 void encodeTable(const FieldTable& table, BlockPayload& payload) {

@@ -139,6 +139,10 @@ bool decodeBlock(std::span<const std::byte> payload, size_t unpacked, const Fiel
 bool decodeChunks(std::span<const std::byte> chunks, const FieldTable& table,
                   std::vector<BlockMessage>& messages);
 
+/* To be called when nothing continues the messages any more: a record whose kind stands under a bit
+ * that means another kind in this program becomes one of no kind. */
+void disownForeignKinds(std::vector<BlockMessage>& messages);
+
 /* The payload of a block with a catalogue, and back. */
 void encodeTable(const FieldTable& table, BlockPayload& payload);
 std::optional<FieldTable> decodeTable(std::span<const std::byte> payload, size_t unpacked);

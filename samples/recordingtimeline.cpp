@@ -537,6 +537,9 @@ std::vector<CacheMessages> RecordingTimeline::load(const BlockGroup& group) {
         }
         lastPart = head.part;
     }
+    for (CacheMessages& cache : caches) {
+        disownForeignKinds(cache.messages);
+    }
     return caches;
 }
 

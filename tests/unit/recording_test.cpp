@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <random>
+#include <sstream>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -630,6 +631,13 @@ TEST(Recording, WhatIsNoRecordingIsRefusedWithASentence) {
             const auto* failure = std::get_if<Failure>(&opened);
             EXPECT_EQ(failure != nullptr ? failure->status : ExitStatus::Ok, status) << name;
             EXPECT_THAT(failure != nullptr ? failure->sentence : "", HasSubstr(reading));
+            if (status != ExitStatus::Ok && std::string_view("pipe") != name) {
+                for (const char* option : {"--read", "--info"}) {
+                    const auto tool = testsupport::run({TVSISTAT, option, directory.file(name)});
+                    EXPECT_EQ(tool.status, static_cast<int>(status)) << name;
+                    EXPECT_THAT(tool.err, HasSubstr(reading)) << name;
+                }
+            }
             if (*writing != '\0') {
                 const auto begun = RecordingWriter::open(directory.file(name), {});
                 ASSERT_TRUE(std::holds_alternative<Failure>(begun)) << name;
@@ -642,11 +650,11 @@ TEST(Recording, WhatIsNoRecordingIsRefusedWithASentence) {
     EXPECT_THAT(std::get<Failure>(rival).sentence, HasSubstr("another program"));
 }
 
-/* The same bytes by a catalogue in which fields have other names. */
+/* The same bytes by a catalogue in which fields have other names, and a bit another kind. */
 TEST(Recording, ACatalogueOfAnotherReleaseIsReadByItsNames) {
     const TemporaryDirectory directory;
     const std::string path = directory.file("r");
-    Cache cache(5, 12);
+    Cache cache(7, 12);
     const Message sample = cache.sample(1);
     auto writer = writerOf(path);
     writer.add(0, headerOf("prod~1f2e", 0));
@@ -677,8 +685,16 @@ TEST(Recording, ACatalogueOfAnotherReleaseIsReadByItsNames) {
     for (const std::string& line : lines) {
         joined += line;
     }
-    const auto other = FieldTable::from(text.replace(vok, end - vok, joined));
+    text.replace(vok, end - vok, joined);
+    const std::string kind = "kind 1 monitor\n";
+    const auto other =
+        FieldTable::from(text.replace(text.find(kind), kind.size(), "kind 1 newcomer\n"));
     ASSERT_TRUE(other);
+    const auto shown = [&](const std::string& fields) {
+        return testsupport::run({TVSISTAT, "--read", path, "-c", "--no-header", "--total", "-f",
+                                 "pid,kind," + fields, "-k", "vok,monitor"});
+    };
+    const auto inOrder = shown(names[0] + "," + names[1]);
 
     std::string bytes = contentsOf(path);
     auto heads = headsOf(bytes);
@@ -705,8 +721,14 @@ TEST(Recording, ACatalogueOfAnotherReleaseIsReadByItsNames) {
     const auto originals = std::get<Sample>(sample).records();
     ASSERT_EQ(records.size(), originals.size());
     int voks = 0;
+    int newcomers = 0;
     for (std::size_t i = 0; i < records.size(); i++) {
         EXPECT_EQ(records[i].name, originals[i].name);
+        if (originals[i].statType == SHRPC_MONITOR) {
+            newcomers++;
+            EXPECT_EQ(records[i].kind, nullptr);
+            EXPECT_EQ(records[i].statType, 0U); /* not the kind that has this bit here */
+        }
         if (records[i].statType != SHRPC_VOK) {
             continue;
         }
@@ -722,6 +744,19 @@ TEST(Recording, ACatalogueOfAnotherReleaseIsReadByItsNames) {
         EXPECT_EQ(value(records[i], names[2]), 0U);
     }
     EXPECT_GT(voks, 0);
+    EXPECT_GT(newcomers, 0);
+
+    const auto swappedBack = shown(names[1] + "," + names[0]);
+    EXPECT_EQ(std::pair(swappedBack.status, swappedBack.err), std::pair(0, std::string()));
+    EXPECT_EQ(std::ranges::count(swappedBack.out, '\n'), voks);
+    std::string voksOnly;
+    std::istringstream rows(inOrder.out);
+    for (std::string row; std::getline(rows, row);) {
+        voksOnly += row.find(",vok,") != std::string::npos ? row + '\n' : "";
+    }
+    EXPECT_EQ(swappedBack.out, voksOnly);
+    EXPECT_THAT(inOrder.out, HasSubstr(",monitor,"));
+    EXPECT_EQ(shown("unheardOf").status, static_cast<int>(ExitStatus::Usage));
 }
 
 TEST(Recording, ASurveyFindsGapsAndEvents) {
