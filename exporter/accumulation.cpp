@@ -1,5 +1,6 @@
 #include "accumulation.h"
 
+#include "metricvalue.h"
 #include "printable.h"
 
 #include <algorithm>
@@ -13,7 +14,6 @@ using samples::Number;
 using samples::Process;
 using samples::Record;
 using statscatalogue::Kind;
-using statscatalogue::Meaning;
 
 bool isChosen(const SeriesChoice& choice, const Figure& figure, const MetricPlace& place) {
     if (place.family->isApplications && !choice.hasApplications) {
@@ -24,39 +24,6 @@ bool isChosen(const SeriesChoice& choice, const Figure& figure, const MetricPlac
         isIn = pattern.matches(figure) ? isIncluded : isIn;
     }
     return isIn;
-}
-
-uint64_t sumOf(uint64_t one, uint64_t other) {
-    return one > UINT64_MAX - other ? UINT64_MAX : one + other;
-}
-
-/* A counter never falls below nothing; a broken one may. */
-uint64_t countOf(statscatalogue::Value value) {
-    return value.isSigned && value.asSigned() < 0 ? 0 : value.asUnsigned();
-}
-
-uint64_t gainOf(const MetricPlace& place, const Process& process) {
-    const auto valueIn = [&](const Record& record) {
-        return statscatalogue::read(record.blocks + place.packedOffset, place.type);
-    };
-    if (process.before == nullptr) {
-        return countOf(valueIn(*process.now));
-    }
-    const Number growth =
-        samples::counterGrowth(place.type, valueIn(*process.now), valueIn(*process.before));
-    return growth ? static_cast<uint64_t>(growth.asSigned()) : 0;
-}
-
-Number gaugeOf(const Metric& metric, std::span<const Process> processes) {
-    const Number value = valueOf(metric.figure, processes, {});
-    switch (metric.figure.meaning) {
-    case Meaning::Flag:
-        return value ? Number::ofUnsigned(value.isZero() ? 0 : 1) : value;
-    case Meaning::EventTime: /* never seen */
-        return value.isZero() ? Number() : value;
-    default:
-        return value;
-    }
 }
 
 /* Different processes may be alike in them. */
@@ -99,7 +66,7 @@ void Accumulation::addGains(Members& members, bool countsFirst) const {
         }
         for (size_t i = 0; i < metrics.size(); i++) {
             if (metrics[i].place->family->isCounter) {
-                members.gains[i] = sumOf(members.gains[i], gainOf(*metrics[i].place, process));
+                samples::addGain(members.gains[i], *metrics[i].place, process);
             }
         }
     }
@@ -114,7 +81,9 @@ Group Accumulation::groupOf(const Members& members, std::string labels) const {
             group.values.push_back(Number::ofUnsigned(members.gains[i]));
         } else {
             group.values.push_back(
-                members.processes.empty() ? Number() : gaugeOf(metrics[i], members.processes));
+                members.processes.empty()
+                    ? Number()
+                    : samples::gaugeOf(metrics[i].figure, members.processes, {}));
         }
     }
     return group;

@@ -17,12 +17,6 @@ using namespace std::chrono_literals;
 using samples::ExitStatus;
 using samples::Failure;
 
-/* An attach takes up to four seconds, and a silent resolver one or two more. */
-constexpr auto attachLimit = 7s;
-/* Of a reader that hangs nothing comes that long after it is due. */
-constexpr auto silenceLimit = 3s;
-constexpr auto shortestPause = 250ms;
-constexpr auto longestPause = 5s;
 constexpr size_t readSize = 262144;
 /* After so many pieces the other caches have their turn. */
 constexpr int mostPieces = 32;
@@ -71,7 +65,7 @@ CacheSource::CacheSource(Target target, const SeriesChoice& choice, const Metric
     : wanted(std::move(target)), interval(sampleInterval),
       /* The state of monitor and Brox tells what the other figures are worth. */
       kinds(choice.processes.kinds | SHRPC_MONITOR | SHRPC_BROX), sums(choice, plan),
-      due(Clock::now()), lostAt(due), pause(shortestPause) {
+      due(Clock::now()), lostAt(due) {
     state.interval = interval;
     for (const char* reason : {"cache_gone", "damaged_stream", "hung", "reader_ended"}) {
         state.severed[reason] = 0; /* a series that begins with 1 has no growth */
@@ -122,7 +116,7 @@ std::optional<std::string> CacheSource::connect() {
 
 void CacheSource::start(Clock::time_point now) {
     decoder = samples::StreamDecoder();
-    due = now + attachLimit;
+    due = now + samples::attachLimit;
     if (wanted.by == Target::By::Socket) {
         if (const auto problem = connect()) {
             lose("not_connected", state.title + ": " + *problem);
@@ -169,15 +163,12 @@ void CacheSource::readOn() {
         if (pieces++ == mostPieces) {
             return;
         }
-        const auto room = decoder.room(readSize);
-        const ssize_t got = read(fd(), room.data(), room.size());
-        if (got > 0) {
-            decoder.filled(static_cast<size_t>(got));
-        } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
+        const auto piece = samples::readPiece(fd(), decoder, readSize);
+        if (piece == samples::Piece::Nothing) {
+            return;
+        }
+        if (piece == samples::Piece::End) {
             lose("reader_ended", state.title + ": its reader ended before its time");
-            return;
-        } else if (errno == EAGAIN) {
-            return;
         }
     }
 }
@@ -204,7 +195,7 @@ void CacheSource::takeHeader(const samples::StreamHeader& header) {
         knownBrox = header.brox;
         setLabels();
     }
-    due = Clock::now() + attachLimit;
+    due = Clock::now() + samples::attachLimit;
 }
 
 void CacheSource::takeSample(samples::Sample sample) {
@@ -216,7 +207,7 @@ void CacheSource::takeSample(samples::Sample sample) {
     }
     if (!isRunning) {
         isRunning = true;
-        pause = shortestPause;
+        pause.reset();
         state.attaches++;
         say(state.title + " is attached: " + samples::printable(knownLocation));
     }
@@ -229,7 +220,7 @@ void CacheSource::takeSample(samples::Sample sample) {
     state.interval = wanted.by == Target::By::Socket && distance > 0ns
                          ? std::clamp<Clock::duration>(distance, interval, longest)
                          : interval;
-    due = state.taken + 2 * state.interval + silenceLimit;
+    due = state.taken + 2 * state.interval + samples::silenceLimit;
     changes++;
 }
 
@@ -249,8 +240,7 @@ void CacheSource::lose(std::string_view reason, std::string sentence) {
         say(sentence + "; trying again");
         state.problem = std::move(sentence);
     }
-    due = now + pause;
-    pause = std::min<Clock::duration>(pause * 2, longestPause);
+    due = now + pause.next();
     changes++;
 }
 

@@ -14,6 +14,7 @@
 #include "accumulation.h"
 #include "board.h"
 #include "readerprocess.h"
+#include "readerstream.h"
 #include "streamdecoder.h"
 
 #include <chrono>
@@ -82,7 +83,7 @@ private:
     bool isRunning = false; /* a sample of this stream has come */
     Clock::time_point due;
     Clock::time_point lostAt;
-    Clock::duration pause;
+    samples::RetryPause pause;
     uint64_t changes = 0;
 };
 

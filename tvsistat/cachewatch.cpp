@@ -3,11 +3,9 @@
 #include "printable.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <fmt/format.h>
 #include <thread>
-#include <unistd.h>
 
 namespace tvsistat {
 namespace {
@@ -15,18 +13,13 @@ namespace {
 using namespace std::chrono_literals;
 using samples::ExitStatus;
 using samples::Failure;
+using samples::Piece;
 
-/* An attach takes up to four seconds, and a silent resolver one or two more. */
-constexpr auto attachLimit = 7s;
-/* A sample that is this late will not come: the reader hangs, or was stopped. */
-constexpr auto sampleLimit = 3s;
 /* What a deadline is noticed late by when this program itself was held up, and so may have been its
  * reader (by Ctrl-Z, for instance). */
 constexpr auto ownDelay = 500ms;
 /* A difference between the clocks that tells that the wall clock was set. */
 constexpr int64_t clockSetNs = 100'000'000;
-constexpr auto shortestPause = 250ms;
-constexpr auto longestPause = 5s;
 /* As much as a reader's pipe holds: a sample of a thousand processes fits without growing. */
 constexpr size_t readSize = 1 << 20;
 
@@ -58,7 +51,7 @@ bool mayComeYet(ExitStatus status) {
 
 CacheWatch::CacheWatch(const Request& asked, Showing& receiving, EventSink sink, Target target)
     : request(asked), shown(receiving), events(std::move(sink)), watched(std::move(target)),
-      due(now()), firstStart(due), pause(shortestPause) {}
+      due(now()), firstStart(due) {}
 
 /* Samples that the reader is to take; 0: until it is ended. */
 uint64_t CacheWatch::samplesWanted() const {
@@ -98,7 +91,7 @@ void CacheWatch::start() {
     reading = std::move(std::get<Reading>(started));
     state = Phase::Starting;
     taken = 0;
-    due = now() + attachLimit;
+    due = now() + samples::attachLimit;
 }
 
 void CacheWatch::changeInterval() {
@@ -112,7 +105,7 @@ void CacheWatch::changeInterval() {
     }
     successor = std::move(std::get<Reading>(started));
     successorHeader.reset();
-    successorDue = now() + attachLimit;
+    successorDue = now() + samples::attachLimit;
 }
 
 void CacheWatch::giveUpSuccessor(std::string_view why) {
@@ -138,7 +131,8 @@ void CacheWatch::readSuccessor() {
             }
             continue;
         }
-        const Piece piece = readPiece(*successor);
+        const Piece piece =
+            samples::readPiece(successor->process.fd(), successor->decoder, readSize);
         if (piece == Piece::Nothing) {
             return;
         }
@@ -163,7 +157,7 @@ void CacheWatch::advance(Deadline moment) {
         return;
     }
     if (moment > due + ownDelay) {
-        due = moment + sampleLimit;
+        due = moment + samples::silenceLimit;
         return;
     }
     if (request.isAligned && wallClockWasSet()) {
@@ -187,23 +181,6 @@ bool CacheWatch::wallClockWasSet() {
     return std::abs(clockDistance - before) > clockSetNs;
 }
 
-/* Reads what there is of a stream, once. A damaged stream has ended, too. */
-CacheWatch::Piece CacheWatch::readPiece(Reading& from) {
-    if (from.decoder.failed()) {
-        return Piece::End;
-    }
-    const auto room = from.decoder.room(readSize);
-    const ssize_t got = read(from.process.fd(), room.data(), room.size());
-    if (got > 0) {
-        from.decoder.filled(static_cast<size_t>(got));
-        return Piece::Some;
-    }
-    if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
-        return Piece::End;
-    }
-    return errno == EAGAIN ? Piece::Nothing : Piece::Some;
-}
-
 void CacheWatch::readOn() {
     if (!pending) {
         readSuccessor();
@@ -213,7 +190,7 @@ void CacheWatch::readOn() {
             take(std::move(*message));
             continue;
         }
-        const Piece piece = readPiece(*reading);
+        const Piece piece = samples::readPiece(reading->process.fd(), reading->decoder, readSize);
         if (piece == Piece::Nothing) {
             return;
         }
@@ -239,7 +216,7 @@ void CacheWatch::take(samples::Message message) {
         }
         wallClockWasSet();
         const double untilFirst = request.isAligned ? request.interval.value_or(0) : 0;
-        due = now() + nanoseconds(untilFirst) + sampleLimit;
+        due = now() + nanoseconds(untilFirst) + samples::silenceLimit;
     } else if (auto* sample = std::get_if<samples::Sample>(&message)) {
         if (announced) {
             shown.begin(*std::exchange(announced, std::nullopt));
@@ -252,10 +229,10 @@ void CacheWatch::take(samples::Message message) {
         hasRun = true;
         isGone = false;
         saidWaiting = false;
-        pause = shortestPause;
+        pause.reset();
         state = Phase::Running;
         wallClockWasSet();
-        due = now() + nanoseconds(request.interval.value_or(0)) + sampleLimit;
+        due = now() + nanoseconds(request.interval.value_or(0)) + samples::silenceLimit;
         shown.take(std::move(*sample), reading->decoder);
         taken++;
         const bool isBaseline = request.isOnce && request.interval && taken == 1;
@@ -318,11 +295,10 @@ void CacheWatch::retryAfter(Deadline moment, const Failure& why) {
     }
     saidWaiting = true;
     state = Phase::Waiting;
-    due = moment + pause;
+    due = moment + pause.next();
     if (!hasRun && *request.wait > 0) {
         due = std::min(due, firstStart + nanoseconds(*request.wait));
     }
-    pause = std::min<Deadline::duration>(pause * 2, longestPause);
 }
 
 /* The reader's end is taken later, so that the last report doesn't wait for it. */

@@ -11,6 +11,7 @@
 #define CACHEWATCH_H
 
 #include "readerprocess.h"
+#include "readerstream.h"
 #include "recorder.h"
 #include "showing.h"
 #include "stopsignal.h"
@@ -83,10 +84,6 @@ private:
         samples::StreamDecoder decoder;
     };
 
-    /* What a read brought. */
-    enum class Piece : uint8_t { Nothing, Some, End };
-
-    static Piece readPiece(Reading& from);
     std::variant<Reading, samples::Failure> startReader() const;
     void start();
     void readSuccessor();
@@ -119,7 +116,7 @@ private:
     Deadline due; /* of the next step, or of the reader's next word */
     Deadline successorDue = noDeadline;
     Deadline firstStart; /* --wait counts from here */
-    Deadline::duration pause;
+    samples::RetryPause pause;
     bool pending = false;
     bool hasRun = false; /* a sample has come, of whichever reader */
     bool isGone = false; /* one has, and the cache is away */

@@ -1,6 +1,7 @@
 #include "openmetricstext.h"
 
 #include "metricnumber.h"
+#include "metricvalue.h"
 #include "output.h"
 #include "printable.h"
 
@@ -15,32 +16,9 @@ using samples::Number;
 using samples::Process;
 using samples::Row;
 using statscatalogue::Kind;
-using statscatalogue::Meaning;
 
 constexpr size_t pieceSize = 65536;
 constexpr double exactWhole = 9007199254740992; /* 2^53 */
-
-/* A counter never falls below nothing; a broken one may. */
-uint64_t countOf(statscatalogue::Value value) {
-    return value.isSigned && value.asSigned() < 0 ? 0 : value.asUnsigned();
-}
-
-/* What a counter has gained since the sample before, or ever. */
-uint64_t gainOf(const samples::MetricPlace& place, const Process& process) {
-    const auto valueIn = [&](const samples::Record& record) {
-        return statscatalogue::read(record.blocks + place.packedOffset, place.type);
-    };
-    if (process.before == nullptr) {
-        return countOf(valueIn(*process.now));
-    }
-    const Number growth =
-        samples::counterGrowth(place.type, valueIn(*process.now), valueIn(*process.before));
-    return growth ? static_cast<uint64_t>(growth.asSigned()) : 0;
-}
-
-uint64_t sumOf(uint64_t one, uint64_t other) {
-    return one > UINT64_MAX - other ? UINT64_MAX : one + other;
-}
 
 /* The spool keeps what Prometheus keeps: a double. */
 Number numberOf(double value) {
@@ -98,17 +76,13 @@ Number OpenMetricsText::valueIn(Group& group, size_t i, const Metric& metric, bo
     const samples::MetricPlace& place = *metric.place;
     if (place.family->isCounter) {
         for (const Process& process : row.processes) {
-            const bool counts = process.before != nullptr || countsFirst;
-            group.gains[i] = sumOf(group.gains[i], counts ? gainOf(place, process) : 0);
+            if (process.before != nullptr || countsFirst) {
+                samples::addGain(group.gains[i], place, process);
+            }
         }
         return Number::ofUnsigned(group.gains[i]);
     }
-    const Number value = valueOf(metric.figure, row.processes, shown.moment);
-    if (metric.figure.meaning == Meaning::Flag && value) {
-        return Number::ofUnsigned(value.isZero() ? 0 : 1);
-    }
-    const bool isNever = metric.figure.meaning == Meaning::EventTime && value.isZero();
-    return isNever ? Number() : value;
+    return samples::gaugeOf(metric.figure, row.processes, shown.moment);
 }
 
 void OpenMetricsText::addRow(Group& group, bool isNew, const Row& row, const Shown& shown) {
