@@ -161,8 +161,9 @@ std::string kindLine(const Kind& kind) {
 std::string module() {
     std::vector<std::string> exported{"ALL", "COMMON_FIELDS", "KINDS"};
     std::string text(head);
-    text += "INTERFACE_VERSION = " + quoted(INTERFACE_VERSION) + "\n\n" + statusTable() + "\n" +
-            unitTable() + "\n" + classes(exported) + "\n";
+    text += "INTERFACE_VERSION = " + quoted(TVSI_INTERFACE_VERSION) +
+            "\nRELEASE = " + quoted(TVSI_RELEASE) + "\n\n" + statusTable() + "\n" + unitTable() +
+            "\n" + classes(exported) + "\n";
     std::string names;
     for (const Kind& kind : kinds()) {
         text += kindLine(kind);

@@ -117,7 +117,7 @@ class CommandLine {
 public:
     explicit CommandLine(Settings& wanted) : settings(wanted) {
         app.set_help_flag("--help", "Print this help and exit");
-        app.set_version_flag("--version", versionText(), "Print the version and exit");
+        app.set_version_flag("-V,--version", versionText(), "Print the version and exit");
         add("--brox", "NAME", "The cache that serves this Brox; may be repeated",
             [this](const auto& text) { take(targetOf(By::Brox, text)); });
         add("--cache", "LOCATION", "The cache with this location, as prod~1f2e; may be repeated",

@@ -63,6 +63,19 @@
 #include "shrpcstats.h"
 #include "tvsierr.h"
 
+/*
+ * The version of the server whose caches the library reads: part of the library's file name and of
+ * its symbols, and what a cache's registry record must carry.
+ */
+#define TVSI_INTERFACE_VERSION "3.7.5.1"
+
+/*
+ * The release of this project that the header is of, and the same as a number for the preprocessor,
+ * two digits for each part behind the first. The build takes all versions from here.
+ */
+#define TVSI_RELEASE "1.0.0"
+#define TVSI_RELEASE_NUMBER 10000
+
 #ifdef __cplusplus
 extern "C" {
 #endif

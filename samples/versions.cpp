@@ -1,9 +1,11 @@
 #include "versions.h"
 
+#include "tvsi.h"
+
 namespace samples {
 
 std::string_view serverVersion() {
-    return TVSI_SERVER_VERSION;
+    return TVSI_INTERFACE_VERSION;
 }
 
 std::string_view releaseVersion() {

@@ -17,6 +17,7 @@
 #include "hostmutex.h"
 #include "hostunix.h"
 #include "hostunixmt.h"
+#include "tvsi.h"
 #include "utl.h"
 
 namespace {
@@ -659,7 +660,7 @@ BoolType findCacheWithBroxName(int /*count*/, const char* name, NetInfoResultEnu
                                NetInfoSType* netInfo, void* userData) {
     auto* sought = static_cast<ShrPcCacheAddress*>(userData);
     if (!(result & NIRES_usableMask) || netInfo->kind != NI_SHRPCMON ||
-        strcmp(netInfo->version, "3.7.5.1") != 0) {
+        strcmp(netInfo->version, TVSI_INTERFACE_VERSION) != 0) {
         return FALSE;
     }
     const char* tilde = strchr(name, '~');

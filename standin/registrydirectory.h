@@ -18,11 +18,12 @@
 #include <vector>
 
 #include "netinfolayout.h"
+#include "tvsi.h"
 
 namespace standin {
 
 inline constexpr std::uint32_t noKey = 0xFFFFFFFFU;
-inline constexpr const char* serverVersion = "3.7.5.1";
+inline constexpr const char* serverVersion = TVSI_INTERFACE_VERSION;
 
 /* The two forms of a registry file's header. */
 enum class HeaderForm { bytes48, bytes52 };

@@ -15,6 +15,7 @@
 #include <CLI/CLI.hpp>
 
 #include "server.h"
+#include "tvsi.h"
 
 namespace {
 
@@ -65,6 +66,9 @@ void declare(CLI::App& app, Options& options) {
     app.add_option("--run-time", options.runTime,
                    "Seconds to run (default: until SIGTERM or SIGINT)")
         ->check(CLI::Range(0.0, 1e9));
+    app.set_version_flag("-V,--version",
+                         "tvxstandin " TVSI_RELEASE " for Talvex " TVSI_INTERFACE_VERSION,
+                         "Print the version and exit");
 }
 
 sigset_t blockSignals(std::initializer_list<int> signals) {

@@ -18,7 +18,7 @@ from ._fields import Field, Fields, IntArray, Kind, Kinds
 from .errors import *
 from .records import *
 
-__version__ = "1.0.0"
+__version__ = records.RELEASE
 __all__ = ["Cache", "Field", "Fields", "IntArray", "Kind", "Kinds", "Records", "Sample", "attach"]
 __all__ += errors.__all__
 __all__ += records.__all__

@@ -6,6 +6,7 @@ Made from the catalogue of statistics by statspython, which the build has; not t
 from ._fields import Fields, IntArray, Kind, Kinds, RecordFields, i32, i64, layout, u32, u64
 
 INTERFACE_VERSION = "3.7.5.1"
+RELEASE = "1.0.0"
 
 SENTENCES = {
     1: "the library has not been initialised",

@@ -57,8 +57,10 @@ stub() {
 }
 
 compiler=$3
+version=$(sed -n 's/^#define TVSI_INTERFACE_VERSION "\(.*\)"$/\1/p' "$source_dir/include/tvsi.h")
 while IFS='|' read -r change file script; do
     cp "$source_dir"/include/*.h "$source_dir/src/tvsi.map" .
+    sed -i "s/@TVSI_INTERFACE_VERSION@/$version/" tvsi.map
     sed -i -E "$script" "$file"
     stub
     verdict=equal

@@ -73,7 +73,7 @@ def main():
     for span in re.findall(r"`([^`\n]+)`", (ROOT / "docs/frozen.md").read_text()):
         if "/" not in span and span.strip("(). ").replace("...", "") not in source:
             faults.append(f"docs/frozen.md: `{span}` is not in the source")
-    release = re.search(r"set\(TVSI_RELEASE (\S+)\)", (ROOT / "CMakeLists.txt").read_text())[1]
+    release = re.search(r'define TVSI_RELEASE "(.*)"', (ROOT / "include/tvsi.h").read_text())[1]
     if not re.search("^## (.*)", (ROOT / "CHANGELOG.md").read_text(), re.M)[1].startswith(release):
         faults.append(f"CHANGELOG.md doesn't begin with {release}")
     if count < FEWEST_LINKS:
