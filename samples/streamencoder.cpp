@@ -187,7 +187,7 @@ std::byte* StreamEncoder::beginRecord(const Identity& identity) {
     std::byte* const end = at + between;
     std::memset(end - 4, 0, between > 0 ? 4 : 0);
     std::memcpy(at, form.sizes.data(), sizes);
-    std::memcpy(at + sizes, identity.name.data(), identity.name.size());
+    identity.name.copy(reinterpret_cast<char*>(at + sizes), identity.name.size());
     return end;
 }
 
