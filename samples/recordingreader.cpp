@@ -185,7 +185,7 @@ std::optional<RecordedMessage> RecordingReader::State::next() {
                 continue;
             }
         }
-        return RecordedMessage{queue->cache, std::move(message.message)};
+        return RecordedMessage{queue->cache, std::move(message.message), message.isCarried};
     }
     return std::nullopt;
 }

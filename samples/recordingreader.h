@@ -25,6 +25,7 @@ namespace samples {
 struct RecordedMessage {
     size_t cache; /* index into RecordingReader::caches() */
     Message message;
+    bool isCarried = false; /* a header that holds here, and was recorded earlier */
 };
 
 /* What is wrong with a recording at one place. */

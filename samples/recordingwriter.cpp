@@ -131,6 +131,7 @@ public:
 
     std::optional<Failure> open();
     void add(uint32_t number, const Message& message);
+    void carry(uint32_t number, const StreamHeader& header);
     void advance(const Times& now);
     std::optional<int64_t> nextDueNs() const;
     void close();
@@ -398,6 +399,17 @@ void RecordingWriter::State::add(uint32_t number, const Message& message) {
     }
 }
 
+void RecordingWriter::State::carry(uint32_t number, const StreamHeader& header) {
+    Cache& cache = caches[number];
+    if (cache.encoder.minute().isEmpty()) {
+        cache.encoder.carry(header);
+        cache.hasHeader = true;
+    } else if (cache.encoder.header() != header) {
+        endMinute(); /* a block carries one */
+        cache.encoder.carry(header);
+    }
+}
+
 void RecordingWriter::State::advance(const Times& now) {
     if (!hasMinute) {
         return;
@@ -645,6 +657,10 @@ RecordingWriter::~RecordingWriter() {
 
 void RecordingWriter::add(uint32_t cache, const Message& message) {
     state->add(cache, message);
+}
+
+void RecordingWriter::carry(uint32_t cache, const StreamHeader& header) {
+    state->carry(cache, header);
 }
 
 void RecordingWriter::tick(const Times& now) {

@@ -46,6 +46,9 @@ public:
      * apart; its first message must be a StreamHeader, which says which cache it is. Messages
      * before one are ignored. The sample's records are copied. */
     void add(uint32_t cache, const Message& message);
+    /* The header that holds for what is added, without its being recorded at this place: its time
+     * may have been long ago. */
+    void carry(uint32_t cache, const StreamHeader& header);
 
     /* Does what is due by now; so does add(). To be called at the latest when nextDueNs() has
      * passed, so that the end of what was added is written too when nothing follows. */

@@ -7,6 +7,7 @@
 #include "printable.h"
 #include "recordinginfo.h"
 #include "request.h"
+#include "servicehistory.h"
 #include "versions.h"
 #include "view.h"
 #include "watch.h"
@@ -84,6 +85,13 @@ ExitStatus serve(Request& request) {
         return ExitStatus::Ok;
     case Action::Report:
         break;
+    }
+    if (request.readsHistory) {
+        auto found = serviceHistory(request);
+        if (const auto* failure = std::get_if<Failure>(&found)) {
+            return fail(*failure);
+        }
+        request.reads = std::move(std::get<std::vector<std::string>>(found));
     }
     if (request.isLive) {
         return liveScreen(request);

@@ -2,6 +2,7 @@
 
 #include "printable.h"
 #include "recordingreader.h"
+#include "streamencoder.h"
 #include "streamfile.h"
 
 #include <algorithm>
@@ -146,7 +147,8 @@ public:
             found = reader.next();
         } while (found && std::holds_alternative<samples::End>(found->message));
         hasNothing = !found;
-        return found ? std::optional(SourceMessage{found->cache, std::move(found->message)})
+        return found ? std::optional(
+                           SourceMessage{found->cache, std::move(found->message), found->isCarried})
                      : std::nullopt;
     }
     bool isOver() const override { return hasNothing; }
@@ -192,12 +194,23 @@ bool isSameCache(const StreamHeader& one, const StreamHeader& other) {
            (!one.location.empty() || one.brox == other.brox);
 }
 
+/* What tells a cache's messages apart: of samples the time on both clocks, of others everything. */
+std::string identityOf(const Message& message) {
+    samples::StreamEncoder encoder;
+    if (std::holds_alternative<samples::Sample>(message)) {
+        encoder.add(samples::End{timesOf(message)});
+    } else {
+        encoder.add(message);
+    }
+    return {reinterpret_cast<const char*>(encoder.bytes().data()), encoder.bytes().size()};
+}
+
 /* Several sources that never wait, as one time line. */
 class MergedSource final : public MessageSource {
 public:
     explicit MergedSource(std::vector<std::unique_ptr<MessageSource>> sources) {
         for (auto& source : sources) {
-            parts.push_back({std::move(source), {}, {}});
+            parts.push_back({std::move(source), {}, {}, {}});
         }
     }
     std::optional<SourceMessage> next() override;
@@ -228,6 +241,7 @@ public:
         for (Part& part : parts) {
             part.source->seek(realNs);
             part.ahead.reset();
+            part.isAttached.clear();
         }
         hasNothing = false;
     }
@@ -256,7 +270,13 @@ private:
     struct Part {
         std::unique_ptr<MessageSource> source;
         std::optional<SourceMessage> ahead;
-        std::vector<size_t> caches; /* by the source's: place in `known` */
+        std::vector<size_t> caches;   /* by the source's: place in `known` */
+        std::vector<bool> isAttached; /* by place in `known`: a header without its loss or end */
+    };
+    /* What was handed out of a cache at one moment. */
+    struct Told {
+        int64_t realNs = INT64_MIN;
+        std::vector<std::pair<const Part*, std::string>> messages; /* by what tells them apart */
     };
 
     /* Of the times that the sources answer, the one that comes first. */
@@ -272,12 +292,14 @@ private:
     }
     size_t place(const StreamHeader& header);
     size_t place(Part& part, const SourceMessage& message);
-    bool isDouble(size_t cache, const Message& message);
+    bool isAttachedElsewhere(const Part& part, size_t cache) const;
+    bool isSuperfluous(Part& part, const SourceMessage& message);
+    bool isDouble(const Part& part, const SourceMessage& message);
 
     std::vector<Part> parts;
     std::vector<StreamHeader> known;
-    std::vector<samples::Times> lastSamples; /* by place in `known` */
-    Part* last = nullptr;                    /* whose message was handed out last */
+    std::vector<Told> told; /* by place in `known` */
+    Part* last = nullptr;   /* whose message was handed out last */
     bool hasNothing = false;
 };
 
@@ -287,7 +309,7 @@ size_t MergedSource::place(const StreamHeader& header) {
     const auto place = static_cast<size_t>(found - known.begin());
     if (found == known.end()) {
         known.push_back(header);
-        lastSamples.emplace_back();
+        told.emplace_back();
     }
     return place;
 }
@@ -298,15 +320,56 @@ size_t MergedSource::place(Part& part, const SourceMessage& message) {
     size_t& found = part.caches[message.cache];
     if (const auto* header = std::get_if<StreamHeader>(&message.message)) {
         found = place(*header);
-        known[found] = *header;
     }
     return found;
 }
 
-/* Whether the sample is in another source, too. */
-bool MergedSource::isDouble(size_t cache, const Message& message) {
-    const auto* sample = std::get_if<samples::Sample>(&message);
-    return sample != nullptr && std::exchange(lastSamples[cache], sample->times) == sample->times;
+/* Whether another source has the cache, too, at this moment. */
+bool MergedSource::isAttachedElsewhere(const Part& part, size_t cache) const {
+    return std::ranges::any_of(parts, [&](const Part& other) {
+        return &other != &part && other.ahead && cache < other.isAttached.size() &&
+               other.isAttached[cache];
+    });
+}
+
+/* Whether the message says nothing new: it is in another source, too, or tells that one reader of
+ * several has begun or ended. */
+bool MergedSource::isSuperfluous(Part& part, const SourceMessage& message) {
+    const bool isElsewhere = isAttachedElsewhere(part, message.cache);
+    part.isAttached.resize(known.size());
+    if (const auto* header = std::get_if<StreamHeader>(&message.message)) {
+        StreamHeader& before = known[message.cache];
+        const bool isSameMonitor = header->monitorPid == before.monitorPid &&
+                                   header->monitorStartedNs == before.monitorStartedNs;
+        part.isAttached[message.cache] = header->monitorPid != 0;
+        if (isElsewhere && (isSameMonitor || header->monitorPid == 0)) {
+            return true;
+        }
+        before = *header;
+    } else if (std::holds_alternative<samples::Lost>(message.message) ||
+               std::holds_alternative<samples::End>(message.message)) {
+        part.isAttached[message.cache] = false;
+        if (isElsewhere) {
+            return true;
+        }
+    }
+    return isDouble(part, message);
+}
+
+bool MergedSource::isDouble(const Part& part, const SourceMessage& message) {
+    Told& before = told[message.cache];
+    const int64_t realNs = timesOf(message.message).realNs;
+    if (before.realNs != realNs) {
+        before = {realNs, {}};
+    }
+    std::string identity = identityOf(message.message);
+    const bool isThere = std::ranges::any_of(before.messages, [&](const auto& each) {
+        return each.first != &part && each.second == identity;
+    });
+    if (!isThere) {
+        before.messages.emplace_back(&part, std::move(identity));
+    }
+    return isThere;
 }
 
 std::optional<SourceMessage> MergedSource::next() {
@@ -329,8 +392,11 @@ std::optional<SourceMessage> MergedSource::next() {
         SourceMessage message = std::move(*last->ahead);
         last->ahead.reset();
         message.cache = place(*last, message);
-        if (!isDouble(message.cache, message.message)) {
+        if (!isSuperfluous(*last, message)) {
             return message;
+        }
+        if (auto* sample = std::get_if<samples::Sample>(&message.message)) {
+            last->source->recycle(std::move(*sample));
         }
     }
 }

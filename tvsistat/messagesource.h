@@ -25,6 +25,7 @@ namespace tvsistat {
 struct SourceMessage {
     size_t cache; /* index into MessageSource::caches() */
     samples::Message message;
+    bool isCarried = false; /* a header that holds here, and comes from earlier */
 };
 
 /* Real time of the first message and of the last one. */

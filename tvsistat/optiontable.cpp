@@ -45,6 +45,12 @@ constexpr auto table = std::to_array<OptionEntry>({
      "what a FILE holds in place of caches of this host: a recording, a directory of them, the "
      "output of tvsi-reader, or - for that on standard input; several become one time line",
      Section::Recordings, Place::CommandLineOnly, Family::None},
+    {OptionId::Merge, 0, "merge", "", Kind::None,
+     "the words are such FILEs, not caches: one time line, which --write makes one recording",
+     Section::Recordings, Place::CommandLineOnly, Family::None},
+    {OptionId::History, 0, "history", "", Kind::None,
+     "what the service tvsi-recorder@ has recorded of the caches, in place of what runs",
+     Section::Recordings, Place::CommandLineOnly, Family::None},
     {OptionId::Start, 0, "start", "TIME", Kind::Time,
      "begin there: 10:00, 'yesterday 23:50', '2026-11-23 10:00', or 2h30m ago", Section::Recordings,
      Place::CommandLineOnly, Family::None},

@@ -23,6 +23,8 @@ enum class OptionId : uint8_t {
     MaxSize,
     GroupReadable,
     Read,
+    Merge,
+    History,
     Start,
     End,
     Interval,

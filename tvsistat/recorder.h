@@ -32,6 +32,8 @@ public:
 
     uint32_t newCache() override { return caches++; }
     void take(uint32_t cache, const samples::Message& message) override;
+    /* The header that holds for what comes; it was not met at this place. */
+    void carry(uint32_t cache, const samples::StreamHeader& header) { writer.carry(cache, header); }
 
     /* When advance() is to be called at the latest, so that what was taken is written. */
     Deadline nextDeadline() const;

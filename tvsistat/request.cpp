@@ -547,12 +547,16 @@ void RequestMaker::exclude(OptionId one, OptionId other) const {
 void RequestMaker::checkExclusions() const {
     using enum OptionId;
     constexpr std::pair<OptionId, OptionId> pairs[] = {
-        {Long, Json},   {Long, Csv},    {Json, Csv},       {Rate, Total},     {Rate, Delta},
-        {Total, Delta}, {Width, Wide},  {Fields, Include}, {Fields, Exclude}, {Fields, Group},
-        {Read, Wait},   {Read, Follow}, {Once, Follow},    {Export, Long},    {Export, Json},
-        {Export, Csv},  {Export, Rate}, {Export, Total},   {Export, Delta},   {Read, Align},
-        {Live, Once},   {Live, Long},   {Live, Json},      {Live, Csv},       {Live, Sum},
-        {Live, Top},    {Live, Read},   {Live, Export},    {Live, Quiet},     {ListFields, Fields},
+        {Long, Json},      {Long, Csv},       {Json, Csv},      {Rate, Total},
+        {Rate, Delta},     {Total, Delta},    {Width, Wide},    {Fields, Include},
+        {Fields, Exclude}, {Fields, Group},   {Read, History},  {Merge, History},
+        {History, Wait},   {History, Follow}, {History, Align}, {Live, History},
+        {Merge, Wait},     {Merge, Follow},   {Merge, Align},   {Live, Merge},
+        {Read, Wait},      {Read, Follow},    {Once, Follow},   {Export, Long},
+        {Export, Json},    {Export, Csv},     {Export, Rate},   {Export, Total},
+        {Export, Delta},   {Read, Align},     {Live, Once},     {Live, Long},
+        {Live, Json},      {Live, Csv},       {Live, Sum},      {Live, Top},
+        {Live, Read},      {Live, Export},    {Live, Quiet},    {ListFields, Fields},
     };
     for (const auto& [one, other] : pairs) {
         exclude(one, other);
@@ -614,6 +618,9 @@ void RequestMaker::take(const GivenOption& given) {
             refuse("{}: the name of the file is empty", where);
         }
         request.reads.push_back(value);
+        break;
+    case OptionId::History:
+        request.readsHistory = true;
         break;
     case OptionId::Start:
         request.start = momentFrom(where, value);
@@ -749,6 +756,7 @@ void RequestMaker::take(const GivenOption& given) {
         checkAnnotation(where, request.annotations.meanings.back().glob, false);
         break;
     case OptionId::Quiet:
+    case OptionId::Merge:
     case OptionId::Glob:
     case OptionId::IgnoreCase:
     case OptionId::Use:
@@ -766,6 +774,13 @@ void RequestMaker::takeWords() {
     std::span<const std::string> words = line.words;
     if (request.action == Action::ListFields) {
         request.fieldGlobs.assign(words.begin(), words.end());
+        return;
+    }
+    if (has(OptionId::Merge)) {
+        request.reads.insert(request.reads.end(), words.begin(), words.end());
+        if (std::ranges::find(words, "") != words.end() || request.reads.empty()) {
+            refuse("--merge: name the recordings that become one time line");
+        }
         return;
     }
     const size_t count = words.size();
@@ -812,7 +827,7 @@ void RequestMaker::takeRecording() {
     const bool asksForView = has(Once) || has(Long) || has(Json) || has(Csv) || has(Live) ||
                              request.interval.has_value();
     request.isQuiet = has(Quiet) || (has(Write) && !asksForView);
-    if (request.isQuiet && !request.interval && !has(Once) && request.reads.empty()) {
+    if (request.isQuiet && !request.interval && !has(Once) && !request.isReplay()) {
         request.interval = 1;
     }
 }
@@ -828,7 +843,7 @@ void RequestMaker::takeTimes() {
         if (request.count != 0) {
             refuse("--interactive and a COUNT exclude each other");
         }
-    } else if (!request.interval && request.reads.empty()) {
+    } else if (!request.interval && !request.isReplay()) {
         request.count = 1;
     }
     std::vector<Target> once;
@@ -838,7 +853,7 @@ void RequestMaker::takeTimes() {
         }
     }
     request.targets = std::move(once);
-    request.takesAll = request.takesAll || (request.targets.empty() && request.reads.empty());
+    request.takesAll = request.takesAll || (request.targets.empty() && !request.isReplay());
 }
 
 void RequestMaker::compileNames() {
@@ -929,8 +944,8 @@ void RequestMaker::checkTogether() const {
                "others");
     }
     for (const OptionId id : {OptionId::Start, OptionId::End, OptionId::Speed, OptionId::Export}) {
-        if (has(id) && request.reads.empty()) {
-            refuse("--{} needs --read", entryOf(id).name);
+        if (has(id) && !request.isReplay()) {
+            refuse("--{} needs --read or --history", entryOf(id).name);
         }
     }
     if (request.follows && !request.interval) {

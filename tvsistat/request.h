@@ -68,6 +68,7 @@ struct Request {
     std::vector<Target> targets;
     std::optional<RecordingRequest> recording; /* of all that is sampled or read */
     std::vector<std::string> reads;            /* files, or "-", instead */
+    bool readsHistory = false;                 /* those of the service, instead */
     std::optional<GivenMoment> start, end;     /* of what is read */
     double speed = 0; /* of what is read, in recorded seconds a second; 0: as fast as it can be */
     std::optional<double> interval; /* seconds */
@@ -87,6 +88,8 @@ struct Request {
 
     std::vector<std::string> fieldGlobs; /* for Action::ListFields */
     std::string info;                    /* the recording, for Action::Info */
+
+    bool isReplay() const { return readsHistory || !reads.empty(); }
 };
 
 /* The request, or what is wrong: a usage failure, or a regular expression that doesn't compile.

@@ -286,7 +286,7 @@ size_t InputWatcher::placeOf(const samples::StreamHeader& header) const {
 }
 
 bool InputWatcher::isChosen(const samples::StreamHeader& header) const {
-    return request.targets.empty() || placeOf(header) < request.targets.size();
+    return request.takesAll || request.targets.empty() || placeOf(header) < request.targets.size();
 }
 
 /* The watch over the message's cache; null when that isn't shown. */
@@ -336,7 +336,12 @@ void InputWatcher::record(const SourceMessage& message) {
     recordedAs.resize(std::max(recordedAs.size(), message.cache + 1));
     auto& number = recordedAs[message.cache];
     number = number ? number : recorder->newCache();
-    recorder->take(*number, message.message);
+    const auto* header = std::get_if<samples::StreamHeader>(&message.message);
+    if (header != nullptr && (message.isCarried || header->times.realNs < range.startNs)) {
+        recorder->carry(*number, *header);
+    } else {
+        recorder->take(*number, message.message);
+    }
 }
 
 /* Shows what has come, in the order in which the caches were asked for, or else of their locations.
@@ -462,6 +467,9 @@ ExitStatus InputWatcher::verdict(int error) const {
             continue;
         }
         ends.push_back(watch->end());
+        if (request.isQuiet && source->canSeek() && watch->numReports() > 0) {
+            ends.back().failure.reset(); /* it is copied, and what happened is part of it */
+        }
         if (error == 0 && ends.back().failure) {
             complain(ends.back().failure->sentence);
             hasFailure = true;

@@ -111,12 +111,84 @@ def damage(server, directory):
         yield f"damaged: {read}"
 
 
+def rows(server, *words):
+    """What is shown, as JSON has it, of one kind of process that each sample has; how it ended."""
+    run = tvsistat(server, "-j", "-k", "monitor", *words)
+    return run.returncode, [json.loads(line) for line in run.stdout.splitlines()]
+
+
+def merge(directory):
+    """Two watch the same cache at once, to its end, and what one has recorded is copied: one time line
+    has each sample once, and tells once what has happened; a part of it begins where it was cut."""
+    names = [str(pathlib.Path(directory) / f"merge{i}") for i in range(5)]
+    server = Server(PROGRAMS, directory, brox="mortal")
+    try:
+        tools = [server.watch("-j", "--write", name, "mortal", "0.05") for name in names[:2]]
+        for tool in tools:
+            tool.until(r"(?s)(version.*){5}")
+    finally:
+        server.end()
+    for tool in tools:
+        tool.end()
+    tvsistat(server, "-R", names[0], "--write", names[2])
+    single = [rows(server, "-R", name)[1] for name in names[:2]]
+    times = sorted({line["time"] for lines in single for line in lines if line["event"] == "sample"})
+    written = tvsistat(server, "--merge", "--write", names[3], *names[:3])
+    if written.returncode or written.stdout:
+        yield f"merge: {written}"
+    for words in (["--merge", *names[:3]], ["-R", names[3]], ["--merge", names[2], "-R", names[1], "-R", names[0]]):
+        status, lines = rows(server, *words)
+        found = [(line["event"], line["time"]) for line in lines]
+        if status != 7 or found[:-1] != [("sample", time) for time in times] or found[-1][0] != "gone":
+            yield f"{words}: {status}, {found} is not {times}"
+        if any(line["interval"] is None for line in lines[1:-1]):
+            yield f"{words}: rates begin anew in the middle"
+    tvsistat(server, "--merge", names[3], names[0], "--start", times[2], "--write", names[4])
+    info = json.loads(tvsistat(server, "--info", names[4], "-j").stdout)
+    if info["first"][:20] < times[2][:20] or info["samples"] != len(times) - 2:
+        yield f"from {times[2]} on: {len(times)} {info}"
+
+
+def history(server, directory):
+    """What the service has recorded stands below its directory, by systemd's name of the Brox."""
+    place = pathlib.Path(directory) / "history"
+    here = {**server.environment, "TVSI_HISTORY_DIR": str(place)}
+    odd = {"../x": r"..-x", ".x": r"\x2ex", "a-b/ä\\": r"a\x2db-\xc3\xa4\x5c"}
+    for brox, name in odd.items():
+        read = tvsistat(server, "--history", "--brox", brox, env=here)
+        escaped = name.replace("..-x", r"\x2e.-x").replace("\\", "\\\\").encode()
+        if read.returncode != 3 or escaped + b" is not there; the service tvsi-recorder@" not in read.stderr:
+            yield f"{brox}: {read}, not {escaped}"
+        if shutil.which("systemd-escape"):
+            told = subprocess.run(["systemd-escape", "--", brox], capture_output=True, check=True).stdout.strip()
+            if told.replace(b"\\", b"\\\\") != escaped:
+                yield f"{brox}: {told} is not {escaped}"
+    read = tvsistat(server, "--history", env=here)
+    if read.returncode != 3 or b"nothing is recorded in " + str(place).encode() not in read.stderr:
+        yield f"no history: {read}"
+    place.mkdir()
+    live = {}
+    for brox in ("demo", "prod"):
+        live[brox] = tvsistat(server, "--write", place / brox, "--keep", "1d", "-j", brox, "0.05", "4")
+    for brox in live:
+        yield from difference(f"history of {brox}", live[brox], tvsistat(server, "--history", "-j", brox, env=here))
+    for words in ([], ["all"], ["demo", "prod"]):
+        status, lines = rows(server, "-R", place / "demo", "-R", place / "prod")
+        read = tvsistat(server, "--history", "-j", "-k", "monitor", *words, env=here)
+        if read.returncode != status or len(read.stdout.splitlines()) != len(lines) or len(lines) != 8:
+            yield f"history of all: {read}"
+    part = tvsistat(server, "--history", "demo", "--start", "1h", "-1", "-L", env=here)
+    if part.returncode or b"commitCount" not in part.stdout:
+        yield f"history of an hour: {part}"
+
+
 def main():
     with server_directory(PROGRAMS) as directory:
         servers = [Server(PROGRAMS, directory, brox=brox) for brox in ("demo", "prod")]
         try:
             faults = [fault for question in QUESTIONS for fault in attempt(ask, servers[0], directory, question)]
             faults += [fault for question in QUESTIONS[:4] for fault in attempt(ask_alone, servers[0], directory, question)]
+            faults += attempt(merge, directory) + attempt(history, servers[0], directory)
             faults += attempt(cut, servers[0], directory) + attempt(damage, servers[0], directory)
             faults += [fault for form in ("-j", "", "-c") for fault in attempt(see_an_end, directory, form)]
         finally:
