@@ -13,7 +13,6 @@ using statscatalogue::Reading;
 using statscatalogue::Term;
 using statscatalogue::Terms;
 using statscatalogue::Value;
-using statscatalogue::widthOf;
 
 __extension__ using Wide = __int128; /* sums of 64-bit values don't overflow it */
 
@@ -64,12 +63,6 @@ Number fieldValue(const Figure& figure, std::span<const Process> processes) {
         break;
     }
     return isCommon ? numberOf(first) : Number();
-}
-
-/* How far a number that wraps has come, forwards or backwards. */
-int64_t stepsBetween(FieldType type, Value before, Value now) {
-    const uint64_t growth = now.bits - before.bits;
-    return widthOf(type) == 4 ? static_cast<int32_t>(growth) : static_cast<int64_t>(growth);
 }
 
 /* One term of a formula for one process. */
@@ -168,11 +161,6 @@ bool isLess(Number one, Number other) {
                                              : static_cast<Wide>(number.asUnsigned());
     };
     return wideOf(one) < wideOf(other);
-}
-
-Number counterGrowth(FieldType type, Value now, Value before) {
-    const int64_t steps = stepsBetween(type, before, now);
-    return steps < 0 ? Number() : Number::ofSigned(steps);
 }
 
 Number valueOf(const Figure& figure, std::span<const Process> processes, const Moment& moment) {

@@ -89,10 +89,20 @@ Number growthOf(const Figure& figure, std::span<const Process> processes);
 /* A counter's growth per second; nothing for other figures. */
 Number rateOf(const Figure& figure, std::span<const Process> processes, const Moment& moment);
 
+/* How far a number that wraps has come, forwards or backwards. */
+inline int64_t stepsBetween(statscatalogue::FieldType type, statscatalogue::Value before,
+                            statscatalogue::Value now) {
+    const uint64_t growth = now.bits - before.bits;
+    return widthOf(type) == 4 ? static_cast<int32_t>(growth) : static_cast<int64_t>(growth);
+}
+
 /* From a counter's value before to its value now, or nothing when it went back: growth beyond half
  * the counter's width is taken for that. */
-Number counterGrowth(statscatalogue::FieldType type, statscatalogue::Value now,
-                     statscatalogue::Value before);
+inline Number counterGrowth(statscatalogue::FieldType type, statscatalogue::Value now,
+                            statscatalogue::Value before) {
+    const int64_t steps = stepsBetween(type, before, now);
+    return steps < 0 ? Number() : Number::ofSigned(steps);
+}
 
 } // namespace samples
 

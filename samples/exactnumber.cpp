@@ -1,73 +1,36 @@
 #include "exactnumber.h"
 
-#include <array>
+#include <algorithm>
 #include <charconv>
-#include <cmath>
 
 namespace samples {
-namespace {
 
-template <class Integer> void appendConverted(std::string& text, Integer value) {
-    char digits[24];
-    text.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
-}
-
-constexpr std::array<int64_t, 7> powersOfTen{1, 10, 100, 1000, 10000, 100000, 1000000};
-
-/* To the next whole number; std::llround() would be the only need for another library. */
-int64_t roundedOff(double value) {
-    const auto whole = static_cast<int64_t>(value);
-    return whole + (value - static_cast<double>(whole) >= 0.5 ? 1 : 0);
-}
-
-} // namespace
-
-/* Written from the back: a report has thousands of them. */
 void appendFixed(std::string& text, double value, size_t decimals, bool isTrimmed) {
-    const double scaled = std::fabs(value) * static_cast<double>(powersOfTen[decimals]);
-    auto rest = static_cast<uint64_t>(roundedOff(scaled));
-    const bool isNegative = value < 0 && rest != 0;
-    std::array<char, 24> digits;
-    char* const end = digits.data() + digits.size();
-    char* first = end;
-    for (; isTrimmed && decimals > 0 && rest % 10 == 0; decimals--) {
-        rest /= 10;
-    }
-    if (decimals > 0) {
-        for (; decimals > 0; decimals--) {
-            *--first = static_cast<char>('0' + rest % 10);
-            rest /= 10;
-        }
-        *--first = '.';
-    }
-    do {
-        *--first = static_cast<char>('0' + rest % 10);
-        rest /= 10;
-    } while (rest != 0);
-    if (isNegative) {
-        *--first = '-';
-    }
-    text.append(first, end);
+    char written[mostDigits];
+    text.append(written, putFixed(written, value, decimals, isTrimmed));
 }
 
 void appendInteger(std::string& text, int64_t value) {
-    appendConverted(text, value);
+    char written[mostDigits];
+    text.append(written, putSigned(written, value));
 }
 
 void appendInteger(std::string& text, uint64_t value) {
-    appendConverted(text, value);
+    char written[mostDigits];
+    text.append(written, putUnsigned(written, value));
 }
 
 void appendDecimal(std::string& text, double value, int decimals) {
+    char written[mostDigits];
+    text.append(written, putDecimal(written, value, decimals));
+}
+
+char* putDecimal(char* to, double value, int decimals) {
     const auto places = static_cast<size_t>(decimals);
-    if (!(std::fabs(value) * static_cast<double>(powersOfTen[places]) < 1e15)) {
-        char digits[32];
-        text.append(digits, std::to_chars(digits, digits + sizeof digits, value,
-                                          std::chars_format::general, 15)
-                                .ptr);
-        return;
+    if (!(std::fabs(value) * static_cast<double>(digits::powersOfTen[places]) < 1e15)) {
+        return std::to_chars(to, to + mostDigits, value, std::chars_format::general, 15).ptr;
     }
-    appendFixed(text, value, places, true);
+    return putFixed(to, value, places, true);
 }
 
 void appendFull(std::string& text, Number number) {
@@ -86,24 +49,23 @@ void appendFull(std::string& text, Number number) {
     }
 }
 
+char* putJson(char* to, Number number) {
+    switch (number.form()) {
+    case Number::Form::Nothing:
+        return std::copy_n("null", 4, to);
+    case Number::Form::Signed:
+        return putJsonSigned(to, number.asSigned());
+    case Number::Form::Unsigned:
+        return putJsonUnsigned(to, number.asUnsigned());
+    case Number::Form::Decimal:
+        break;
+    }
+    return putJsonDecimal(to, number.asDouble());
+}
+
 void appendJson(std::string& text, Number number) {
-    constexpr uint64_t exact = 1ULL << 53;
-    if (!number) {
-        text += "null";
-        return;
-    }
-    const bool isString =
-        (number.form() == Number::Form::Unsigned && number.asUnsigned() > exact) ||
-        (number.form() == Number::Form::Signed &&
-         (number.asSigned() > static_cast<int64_t>(exact) ||
-          number.asSigned() < -static_cast<int64_t>(exact)));
-    if (!isString) {
-        appendFull(text, number);
-        return;
-    }
-    text += '"';
-    appendFull(text, number);
-    text += '"';
+    char written[mostDigits];
+    text.append(written, putJson(written, number));
 }
 
 } // namespace samples

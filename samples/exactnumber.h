@@ -1,9 +1,11 @@
-/* Numbers in full, as text and as JSON. The functions append; they know no locale. */
+/* Numbers in full, as text and as JSON. The functions know no locale. */
 #ifndef EXACTNUMBER_H
 #define EXACTNUMBER_H
 
 #include "computation.h"
+#include "digits.h"
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -27,6 +29,40 @@ void appendFull(std::string& text, Number number);
 
 /* As JSON: exact integers, beyond 2^53 as strings; null for nothing. */
 void appendJson(std::string& text, Number number);
+
+/* The same in memory of the caller's, as in digits.h. */
+char* putDecimal(char* to, double value, int decimals);
+char* putJson(char* to, Number number);
+
+inline constexpr uint64_t mostExact = 1ULL << 53;
+
+inline char* putJsonUnsigned(char* to, uint64_t value) {
+    if (value <= mostExact) {
+        return putUnsigned(to, value);
+    }
+    *to = '"';
+    to = putUnsigned(to + 1, value);
+    *to = '"';
+    return to + 1;
+}
+
+inline char* putJsonSigned(char* to, int64_t value) {
+    if (value >= 0) {
+        return putJsonUnsigned(to, static_cast<uint64_t>(value));
+    }
+    const bool isString = value < -static_cast<int64_t>(mostExact);
+    *to = '"';
+    to = putSigned(isString ? to + 1 : to, value);
+    *to = '"';
+    return isString ? to + 1 : to;
+}
+
+inline char* putJsonDecimal(char* to, double value) {
+    const double size = std::fabs(value);
+    return size < 1      ? putFixed(to, value, 6, true)
+           : size < 1e12 ? putFixed(to, value, 3, true)
+                         : putDecimal(to, value, 3);
+}
 
 } // namespace samples
 

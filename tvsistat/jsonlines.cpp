@@ -4,6 +4,7 @@
 #include "printable.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace tvsistat {
 
@@ -12,20 +13,40 @@ using samples::Printing;
 using samples::Row;
 using statscatalogue::Kind;
 
-const std::vector<JsonLines::Member>& JsonLines::membersOf(const Kind* kind) {
-    const size_t place = samples::placeOf(kind);
-    if (!isMade[place]) {
-        isMade[place] = true;
-        for (const Column& column : plan.of(kind)) {
-            if (column.figure) {
-                std::string name = ",\"";
-                column.figure->appendName(name);
-                name += "\":";
-                members[place].push_back({&column, std::move(name)});
-            }
+namespace {
+
+/* Names are copied in pieces of this size, so that what follows them is written twice. */
+constexpr size_t namePiece = 32;
+
+} // namespace
+
+const JsonLines::Members& JsonLines::membersOf(const Kind* kind) {
+    Members& own = members[samples::placeOf(kind)];
+    if (own.isMade) {
+        return own;
+    }
+    own.isMade = true;
+    for (const Column& column : plan.of(kind)) {
+        if (!column.figure) {
+            continue;
+        }
+        const samples::Figure& figure = *column.figure;
+        const size_t at = own.names.size();
+        own.names += ",\"";
+        figure.appendName(own.names);
+        own.names += "\":";
+        const bool isField = figure.field != nullptr;
+        own.all.push_back({&column, static_cast<uint32_t>(at),
+                           static_cast<uint16_t>(own.names.size() - at), figure.packedOffset,
+                           isField ? figure.field->type : statscatalogue::FieldType{}, isField,
+                           figure.isHiddenWhileZero() && !column.isChosen});
+        if (figure.isCounter()) {
+            own.counters.push_back(own.all.back());
         }
     }
-    return members[place];
+    own.mostBytes = own.names.size() + own.all.size() * samples::mostDigits + 2 * namePiece;
+    own.names.append(namePiece, ' ');
+    return own;
 }
 
 void JsonLines::appendHead(std::string& text, std::string_view event,
@@ -44,23 +65,89 @@ void JsonLines::appendHead(std::string& text, std::string_view event,
     appendJson(text, Number::ofSigned(moment.monotonicNs));
 }
 
-template <class NumberOf>
-void JsonLines::appendNumbers(std::string& text, std::string_view name,
-                              const std::vector<Member>& own, NumberOf numberOf) const {
+template <class Put>
+void JsonLines::appendNumbers(std::string& text, std::string_view name, const Members& own,
+                              const std::vector<Member>& list, Put put) {
+    if (scratch.size() < own.mostBytes) {
+        scratch.resize(own.mostBytes);
+    }
     text += ",\"";
     text += name;
-    text += "\":{";
-    size_t behindComma = 1; /* where a name begins that is the first one */
-    for (const Member& member : own) {
-        const Number number = numberOf(*member.column);
-        if (!number || (request.isNonzero && number.isZero())) {
-            continue;
+    text += "\":";
+    const char* const names = own.names.data();
+    char* to = scratch.data();
+    for (const Member& member : list) {
+        std::memcpy(to, names + member.nameAt, namePiece);
+        if (member.nameBytes > namePiece) {
+            std::memcpy(to + namePiece, names + member.nameAt + namePiece,
+                        member.nameBytes - namePiece);
         }
-        text.append(member.name, behindComma, std::string::npos);
-        appendJson(text, number);
-        behindComma = 0;
+        char* const end = put(to + member.nameBytes, member);
+        to = end != nullptr ? end : to;
     }
+    scratch[0] = '{'; /* in place of the first comma */
+    text.append(scratch.data(), std::max(to, scratch.data() + 1));
     text += '}';
+}
+
+/* Of a single process, which nearly every row is, the numbers come straight from its record. */
+void JsonLines::appendValues(std::string& text, const Members& own, const Row& row,
+                             const samples::Moment& moment) {
+    const std::byte* const blocks = row.processes.size() == 1 ? row.record().blocks : nullptr;
+    const bool hidesZeros = request.isNonzero;
+    appendNumbers(text, "values", own, own.all, [&](char* to, const Member& member) -> char* {
+        if (blocks != nullptr && member.isField) {
+            const auto value = statscatalogue::read(blocks + member.packedOffset, member.type);
+            if (value.bits == 0) {
+                *to = '0';
+                return hidesZeros || member.hidesZero ? nullptr : to + 1;
+            }
+            return value.isSigned ? samples::putJsonSigned(to, value.asSigned())
+                                  : samples::putJsonUnsigned(to, value.asUnsigned());
+        }
+        const Number value = valueOf(*member.column->figure, row.processes, moment);
+        const bool isHidden = (hidesZeros || member.hidesZero) && value.isZero();
+        return !value || isHidden ? nullptr : samples::putJson(to, value);
+    });
+}
+
+void JsonLines::appendRates(std::string& text, const Members& own, const Row& row,
+                            const samples::Moment& moment) {
+    const samples::Process& process = row.processes[0];
+    const bool isSingle = row.processes.size() == 1;
+    if (moment.seconds <= 0 || (isSingle && process.before == nullptr)) {
+        text += ",\"rates\":{}";
+        return;
+    }
+    const bool hidesZeros = request.isNonzero;
+    appendNumbers(text, "rates", own, own.counters, [&](char* to, const Member& member) -> char* {
+        Number growth;
+        if (isSingle) {
+            const auto valueIn = [&](const samples::Record& record) {
+                return statscatalogue::read(record.blocks + member.packedOffset, member.type);
+            };
+            growth = samples::counterGrowth(member.type, valueIn(*process.now),
+                                            valueIn(*process.before));
+        } else {
+            growth = growthOf(*member.column->figure, row.processes);
+        }
+        if (!growth || (hidesZeros && growth.isZero())) {
+            return nullptr;
+        }
+        if (growth.isZero()) {
+            *to = '0';
+            return to + 1;
+        }
+        return samples::putJsonDecimal(to, growth.asDouble() / moment.seconds);
+    });
+}
+
+void JsonLines::appendGrowths(std::string& text, const Members& own, const Row& row) {
+    appendNumbers(text, "deltas", own, own.all, [&](char* to, const Member& member) -> char* {
+        const Number growth = growthOf(*member.column->figure, row.processes);
+        return !growth || (request.isNonzero && growth.isZero()) ? nullptr
+                                                                 : samples::putJson(to, growth);
+    });
 }
 
 void JsonLines::appendRow(std::string& text, const Row& row, const Shown& shown) {
@@ -90,31 +177,13 @@ void JsonLines::appendRow(std::string& text, const Row& row, const Shown& shown)
             text += '"';
         }
     }
-    const auto& own = membersOf(row.kind());
-    appendNumbers(text, "values", own, [&](const Column& column) {
-        const Number value = valueOf(*column.figure, row.processes, shown.moment);
-        const bool hides = column.figure->isHiddenWhileZero() && !column.isChosen && value.isZero();
-        return hides ? Number() : value;
-    });
-    appendNumbers(text, "rates", own, [&](const Column& column) {
-        return rateOf(*column.figure, row.processes, shown.moment);
-    });
+    const Members& own = membersOf(row.kind());
+    appendValues(text, own, row, shown.moment);
+    appendRates(text, own, row, shown.moment);
     if (shown.printing == Printing::Delta) {
-        appendNumbers(text, "deltas", own, [&](const Column& column) {
-            return growthOf(*column.figure, row.processes);
-        });
+        appendGrowths(text, own, row);
     }
     text += '}';
-}
-
-/* Room for the rows at once: a megabyte that grows step by step is copied again and again. */
-void JsonLines::reserveFor(std::string& text, std::span<const Row> rows) {
-    constexpr size_t bytesOfMember = 32;
-    size_t size = text.size();
-    for (const Row& row : rows) {
-        size += (membersOf(row.kind()).size() + 8) * bytesOfMember;
-    }
-    text.reserve(size);
 }
 
 void JsonLines::appendSample(std::string& text, const Shown& shown) {
@@ -130,9 +199,9 @@ void JsonLines::appendSample(std::string& text, const Shown& shown) {
     text += ",\"used\":";
     appendJson(text, shown.sample.used < 0 ? Number() : Number::ofSigned(shown.sample.used));
     text += request.rows.isSum ? ",\"kinds\":[" : ",\"processes\":[";
-    reserveFor(text, shown.rows);
     bool isFirst = true;
     for (const Row& row : shown.rows) {
+        makeRoom(text, 2 * membersOf(row.kind()).mostBytes);
         text += isFirst ? "" : ",";
         appendRow(text, row, shown);
         isFirst = false;
@@ -154,7 +223,7 @@ void JsonLines::appendEvent(std::string& text, const Event& event) {
 }
 
 bool JsonLines::showsAny(const Row& row, const samples::Moment& moment, Printing) {
-    return std::ranges::any_of(membersOf(row.kind()), [&](const Member& member) {
+    return std::ranges::any_of(membersOf(row.kind()).all, [&](const Member& member) {
         const samples::Figure& figure = *member.column->figure;
         return !valueOf(figure, row.processes, moment).isZero() ||
                !rateOf(figure, row.processes, moment).isZero();

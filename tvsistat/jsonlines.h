@@ -20,25 +20,43 @@ public:
                   samples::Printing printing) override;
 
 private:
-    /* The members of a kind's objects, with their names as ",\"commitCount\":". */
+    /* A member of a kind's objects. */
     struct Member {
         const Column* column;
-        std::string name;
+        uint32_t nameAt; /* in Members::names */
+        uint16_t nameBytes;
+        uint16_t packedOffset; /* of a field */
+        statscatalogue::FieldType type;
+        bool isField;   /* else a derived figure */
+        bool hidesZero; /* in "values" */
     };
-    const std::vector<Member>& membersOf(const statscatalogue::Kind* kind);
+    /* The members of a kind's objects, and their names as ",\"commitCount\":". */
+    struct Members {
+        bool isMade = false;
+        std::vector<Member> all;
+        std::vector<Member> counters; /* which have a rate */
+        std::string names;
+        size_t mostBytes = 0; /* of an object with all of them, and what is written beyond it */
+    };
+    const Members& membersOf(const statscatalogue::Kind* kind);
 
     void appendHead(std::string& text, std::string_view event, const samples::StreamHeader& header,
                     const samples::Times& moment);
-    void reserveFor(std::string& text, std::span<const samples::Row> rows);
     void appendRow(std::string& text, const samples::Row& row, const Shown& shown);
-    /* ,"name":{...}: what `numberOf` gives for each member, nothing left out. */
-    template <class NumberOf>
-    void appendNumbers(std::string& text, std::string_view name, const std::vector<Member>& own,
-                       NumberOf numberOf) const;
+    /* ,"name":{...}: what `put` writes behind the names of members, nothing for those for which it
+     * returns null. */
+    template <class Put>
+    void appendNumbers(std::string& text, std::string_view name, const Members& own,
+                       const std::vector<Member>& members, Put put);
+    void appendValues(std::string& text, const Members& own, const samples::Row& row,
+                      const samples::Moment& moment);
+    void appendRates(std::string& text, const Members& own, const samples::Row& row,
+                     const samples::Moment& moment);
+    void appendGrowths(std::string& text, const Members& own, const samples::Row& row);
 
     TimeText utc;
-    std::array<std::vector<Member>, samples::numKindPlaces> members;
-    std::array<bool, samples::numKindPlaces> isMade{};
+    std::array<Members, samples::numKindPlaces> members;
+    std::vector<char> scratch; /* an object is made here, where no byte is written twice */
 };
 
 } // namespace tvsistat

@@ -8,10 +8,12 @@
 #include "rowmaker.h"
 #include "sample.h"
 
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tvsistat {
 
@@ -45,7 +47,13 @@ struct Event {
 
 class View {
 public:
+    /* Writes out the text that is appended to, and empties it; keeps a failure to itself. */
+    using Drain = std::function<void()>;
+
     virtual ~View() = default;
+    /* Where a view whose texts are long leaves what it has so far, so that they stay small. Without
+     * it the text has everything. */
+    void drainTo(Drain to) { drain = std::move(to); }
     virtual void appendSample(std::string& text, const Shown& shown) = 0;
     virtual void appendEvent(std::string& text, const Event& event) = 0;
     /* For a view that can only write when it has seen everything: appends a further piece of that,
@@ -56,6 +64,18 @@ public:
     /* False for a row that shows nothing but zeros. */
     virtual bool showsAny(const samples::Row& row, const samples::Moment& moment,
                           samples::Printing printing) = 0;
+
+protected:
+    /* To be called before a text would become longer than a pipe takes at once. */
+    static constexpr size_t pieceSize = 65536;
+    void makeRoom(const std::string& text, size_t wanted) const {
+        if (drain && text.size() + wanted > pieceSize) {
+            drain();
+        }
+    }
+
+private:
+    Drain drain;
 };
 
 /* Lets an event be known in the request's form: in the view's text where that has a place for it,

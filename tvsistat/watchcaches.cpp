@@ -60,6 +60,7 @@ private:
     Deadline roundDeadline = noDeadline;
     Deadline nextScan = noDeadline;
     std::string text;
+    int outputError = 0; /* errno of the first write that failed */
     unsigned reports = 0;
 };
 
@@ -175,9 +176,11 @@ void Watcher::showRound() {
 }
 
 int Watcher::flush() {
-    const int error = text.empty() ? 0 : writeOut(text);
+    if (outputError == 0 && !text.empty()) {
+        outputError = writeOut(text);
+    }
     text.clear();
-    return error;
+    return outputError;
 }
 
 /* Says at once, and once, why a cache is not watched any more. */
@@ -218,6 +221,7 @@ ExitStatus Watcher::run() {
     }
     const bool mayComeMore = request.takesAll && request.follows;
     view = makeView(request, findSurroundings(request, targets.size() > 1 || mayComeMore));
+    view->drainTo([this] { flush(); });
     for (Target& target : targets) {
         add(std::move(target));
     }

@@ -194,6 +194,7 @@ private:
     std::deque<SourceMessage> ahead;                 /* what was read to see which caches come */
     std::vector<std::optional<uint32_t>> recordedAs; /* by cache */
     std::string text;
+    int outputError = 0;              /* errno of the first write that failed */
     int64_t lastReportNs = INT64_MAX; /* real; of the last sample that was shown */
     int64_t momentNs = INT64_MIN;     /* real; of the last message */
     std::optional<Pace> pace;
@@ -251,6 +252,7 @@ std::optional<Failure> InputWatcher::open() {
     /* As live: a cache that was slow to attach counts, too. */
     const bool hasSeveral = met.size() > 1 || request.targets.size() > 1;
     view = makeView(request, findSurroundings(request, hasSeveral));
+    view->drainTo([this] { flush(); });
     for (const SourceMessage& message : ahead) {
         watchOf(message);
     }
@@ -356,9 +358,11 @@ void InputWatcher::showRound() {
 }
 
 int InputWatcher::flush() {
-    const int error = text.empty() ? 0 : writeOut(text);
+    if (outputError == 0 && !text.empty()) {
+        outputError = writeOut(text);
+    }
     text.clear();
-    return error;
+    return outputError;
 }
 
 /* Waits for bytes. Returns an errno of the output or of a stop. */

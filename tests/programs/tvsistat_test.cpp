@@ -301,6 +301,43 @@ TEST(TvsistatNumbers, TakeSixCharactersAtMost) {
     EXPECT_EQ(shown, "9007199254740992") << "every program reads that exactly";
 }
 
+TEST(TvsistatNumbers, InFullAreThoseOfTheCLibrary) {
+    const auto check = [](std::uint64_t bits) {
+        const auto number = static_cast<std::int64_t>(bits);
+        std::string shown;
+        tvsistat::appendInteger(shown, bits);
+        tvsistat::appendInteger(shown, number);
+        EXPECT_EQ(shown, std::to_string(bits) + std::to_string(number));
+    };
+    for (std::uint64_t power = 1; power < UINT64_MAX / 10; power *= 10) {
+        for (const std::uint64_t bits : {power - 1, power, power + 1, 9 * power, 10 * power - 1}) {
+            check(bits);
+            check(-bits);
+        }
+    }
+    for (int shift = 0; shift < 64; ++shift) {
+        check(1ULL << shift);
+        check((1ULL << shift) - 1);
+    }
+    std::string fixed;
+    for (const double value : {0.0, -0.0001, 0.0005, 1.25, -99.9996, 12345678.0, 1e12 - 0.001}) {
+        tvsistat::appendDecimal(fixed, value, 3);
+        fixed += ' ';
+    }
+    tvsistat::appendDecimal(fixed, 1e300, 3);
+    EXPECT_EQ(fixed, "0 0 0.001 1.25 -100 12345678 999999999999.999 1e+300");
+
+    constexpr time_t step = 86399; /* each day once, up to what 64 bits of nanoseconds hold */
+    for (time_t seconds = -5 * step; seconds < INT64_MAX / 1000000000; seconds += step) {
+        std::string shown;
+        tvsistat::TimeText(true).append(shown, seconds * 1000000000, 0);
+        char text[64];
+        struct tm parts {};
+        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&seconds, &parts));
+        ASSERT_EQ(shown, text);
+    }
+}
+
 TEST(TvsistatConfiguration, IsOnlyReadWhenNobodyElseCanHaveWrittenIt) {
     const testsupport::TemporaryDirectory directory;
     const std::string file = directory.file("tvsistat/config");
