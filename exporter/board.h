@@ -22,8 +22,12 @@ using Clock = std::chrono::steady_clock;
 struct CacheStatus {
     std::string labels; /* cache="prod~1f2e",brox="prod" */
     std::string title;  /* "cache prod~1f2e", for people */
+    /* Its own names, any bytes; what it was asked for by until it was attached. */
+    std::string location, brox, host;
     /* The last sample; null while the cache is not attached. */
     std::shared_ptr<const Picture> picture;
+    /* That sample and the one before it of the same attachment, where they are kept. */
+    std::shared_ptr<const samples::Sample> sample, sampleBefore;
     Clock::time_point taken;          /* when it came */
     Clock::duration interval{};       /* from sample to sample */
     Clock::duration collectionTime{}; /* that it took to take the sample in */
@@ -31,6 +35,8 @@ struct CacheStatus {
     std::map<std::string, uint64_t> severed;        /* losses after an attach, by reason */
     std::map<std::string, uint64_t> failedAttaches; /* by reason */
     std::string problem;                            /* why there is no picture */
+    int64_t lostNs = 0; /* when it was lost last, since the epoch; 0: never */
+    std::string loss;   /* and why */
 
     /* The sample is no older than two intervals. */
     bool isLive(Clock::time_point now) const {

@@ -61,11 +61,11 @@ std::string Target::title() const {
 }
 
 CacheSource::CacheSource(Target target, const SeriesChoice& choice, const MetricPlan& plan,
-                         std::chrono::nanoseconds sampleInterval)
+                         std::chrono::nanoseconds sampleInterval, bool keepsSamples)
     : wanted(std::move(target)), interval(sampleInterval),
       /* The state of monitor and Brox tells what the other figures are worth. */
-      kinds(choice.processes.kinds | SHRPC_MONITOR | SHRPC_BROX), sums(choice, plan),
-      due(Clock::now()), lostAt(due) {
+      kinds(choice.processes.kinds | SHRPC_MONITOR | SHRPC_BROX), keeps(keepsSamples),
+      sums(choice, plan), due(Clock::now()), lostAt(due) {
     state.interval = interval;
     for (const char* reason : {"cache_gone", "damaged_stream", "hung", "reader_ended"}) {
         state.severed[reason] = 0; /* a series that begins with 1 has no growth */
@@ -86,6 +86,8 @@ void CacheSource::setLabels() {
     }
     state.labels = quotedLabel("cache", cache) + "," + quotedLabel("brox", brox);
     state.title = wanted.title();
+    state.location = cache;
+    state.brox = brox;
 }
 
 int CacheSource::fd() const {
@@ -190,9 +192,11 @@ void CacheSource::take(samples::Message message) {
 /* A header without a monitor is that of a cache which could not be attached. */
 void CacheSource::takeHeader(const samples::StreamHeader& header) {
     sums.begin();
+    state.sample = nullptr;
     if (header.monitorPid != 0 && !header.location.empty()) {
         knownLocation = header.location;
         knownBrox = header.brox;
+        state.host = header.host;
         setLabels();
     }
     due = Clock::now() + samples::attachLimit;
@@ -202,6 +206,10 @@ void CacheSource::takeSample(samples::Sample sample) {
     const auto begun = Clock::now();
     const auto distance = std::chrono::nanoseconds(
         state.picture != nullptr ? sample.times.monotonicNs - state.picture->times.monotonicNs : 0);
+    if (keeps) {
+        state.sampleBefore = std::move(state.sample);
+        state.sample = std::make_shared<const samples::Sample>(sample.copy());
+    }
     if (auto before = sums.add(std::move(sample))) {
         decoder.recycle(std::move(*before));
     }
@@ -233,9 +241,12 @@ void CacheSource::lose(std::string_view reason, std::string sentence) {
     const auto now = Clock::now();
     if (isRunning) {
         lostAt = now;
+        state.lostNs = samples::currentTimes().realNs;
+        state.loss = sentence;
     }
     isRunning = false;
     state.picture = nullptr;
+    state.sample = state.sampleBefore = nullptr;
     if (state.problem != sentence) {
         say(sentence + "; trying again");
         state.problem = std::move(sentence);

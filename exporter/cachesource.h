@@ -38,9 +38,9 @@ struct Target {
 
 class CacheSource {
 public:
-    /* References must outlive it. */
+    /* References must outlive it. Keeps the last two samples as they are, too, if it is to. */
     CacheSource(Target target, const SeriesChoice& choice, const MetricPlan& plan,
-                std::chrono::nanoseconds sampleInterval);
+                std::chrono::nanoseconds sampleInterval, bool keepsSamples);
 
     /* What to poll for reading; -1: nothing. */
     int fd() const;
@@ -74,6 +74,7 @@ private:
     const Target wanted;
     const std::chrono::nanoseconds interval;
     const uint32_t kinds;
+    const bool keeps; /* samples */
     Accumulation sums;
     CacheStatus state;
     std::string knownLocation, knownBrox;

@@ -37,8 +37,8 @@ Collector::Collector(const CollectorSettings& wanted, const SeriesChoice& chosen
 void Collector::add(Target target) {
     const auto isSame = [&](const auto& source) { return source->target() == target; };
     if (std::ranges::none_of(sources, isSame)) {
-        sources.push_back(
-            std::make_unique<CacheSource>(std::move(target), choice, plan, settings.interval));
+        sources.push_back(std::make_unique<CacheSource>(std::move(target), choice, plan,
+                                                        settings.interval, settings.keepsSamples));
         ownChanges++;
     }
 }

@@ -22,6 +22,7 @@ struct CollectorSettings {
     std::vector<Target> targets;
     bool takesAll = false; /* caches that come, too */
     std::chrono::nanoseconds interval = std::chrono::seconds(5);
+    bool keepsSamples = false; /* the last two of each cache, for the page */
 };
 
 class Collector {

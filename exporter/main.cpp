@@ -4,10 +4,12 @@
 #include "httpserver.h"
 #include "scrape.h"
 #include "settings.h"
+#include "webpage.h"
 
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <sys/signalfd.h>
 
 namespace {
@@ -46,6 +48,11 @@ std::variant<samples::Descriptor, Failure> socketFor(const Settings& settings) {
 }
 
 ExitStatus serve(const Settings& settings) {
+    if (const auto failure = settings.page.recording.empty()
+                                 ? std::nullopt
+                                 : RecordedPast::check(settings.page.recording)) {
+        return fail(*failure);
+    }
     const samples::Descriptor signals = signalsOf();
     auto socket = socketFor(settings);
     if (const auto* failure = std::get_if<Failure>(&socket)) {
@@ -54,6 +61,10 @@ ExitStatus serve(const Settings& settings) {
     const MetricPlan plan(settings.series);
     Board board;
     Scraper scraper(settings.series, plan, board);
+    std::optional<WebPage> page;
+    if (settings.page.isOn) {
+        page.emplace(settings.page, board);
+    }
     const auto answer = [&](const HttpRequest& request, const HttpTraffic& traffic) {
         if (request.path == "/metrics") {
             return scraper.metrics(request, traffic);
@@ -63,6 +74,9 @@ ExitStatus serve(const Settings& settings) {
         }
         if (request.path == "/ready") {
             return scraper.readiness();
+        }
+        if (auto paged = page ? page->answer(request) : std::nullopt) {
+            return std::move(*paged);
         }
         return request.path == "/"
                    ? textAnswer(200, overview)

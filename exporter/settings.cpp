@@ -97,6 +97,21 @@ size_t countOf(const std::string& text) {
     return count;
 }
 
+/* An IPv6 address loses its brackets. */
+std::string hostOf(const std::string& text) {
+    constexpr std::string_view letters =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._";
+    constexpr std::string_view digits = "0123456789abcdefABCDEF:.";
+    const bool isBracketed = text.size() > 2 && text.front() == '[' && text.back() == ']';
+    const std::string name = isBracketed ? text.substr(1, text.size() - 2) : text;
+    if (name.empty() ||
+        name.find_first_not_of(isBracketed ? digits : letters) != std::string::npos) {
+        throw UsageError{"--host: " + inQuotes(text) +
+                         " is no name of a host without a port, as db1.example.org or [fd00::1]"};
+    }
+    return name;
+}
+
 /* One that matches nothing is a mistake. */
 SeriesChoice::Pattern patternOf(const std::string& text, bool isIncluded) {
     const samples::FigurePattern pattern(text);
@@ -155,6 +170,14 @@ public:
         });
         addFlag("--session-stats", "Also the statistics that applications define",
                 [this] { settings.series.hasApplications = true; });
+        addFlag("--web-page", "Also a page for browsers, at /; samples every second unless told",
+                [this] { settings.page.isOn = true; });
+        add("--host", "NAME",
+            "With --web-page: also serve the page by this name of the host; may be repeated",
+            [this](const auto& text) { settings.page.hosts.push_back(hostOf(text)); });
+        add("--recording", "PATH",
+            "With --web-page: a recording of tvsistat, which gives the charts their past",
+            [this](const auto& text) { settings.page.recording = text; });
         add("--max-series", "N",
             "Leave out series of processes when there are more than N (default " +
                 std::to_string(settings.series.maxSeries) + ")",
@@ -174,6 +197,7 @@ public:
         if (settings.collector.targets.empty()) {
             settings.collector.takesAll = true;
         }
+        finishPage();
     }
     std::string help() const { return app.help(); }
 
@@ -199,6 +223,20 @@ private:
                  std::function<void()> apply) {
         actions.push_back({app.add_flag(name, sentence),
                            [apply = std::move(apply)](const std::string&) { apply(); }});
+    }
+    void finishPage() {
+        PageSettings& page = settings.page;
+        if (!page.isOn && !page.hosts.empty()) {
+            throw UsageError{"--host is for --web-page"};
+        }
+        if (!page.isOn && app.count("--recording") > 0) {
+            throw UsageError{"--recording is for --web-page"};
+        }
+        page.hosts.push_back(settings.listen.host);
+        settings.collector.keepsSamples = page.isOn;
+        if (page.isOn && app.count("--interval") == 0) {
+            settings.collector.interval = std::chrono::seconds(1);
+        }
     }
     void take(Target target) {
         auto& targets = settings.collector.targets;

@@ -5,6 +5,7 @@
 #include "accumulation.h"
 #include "collector.h"
 #include "listening.h"
+#include "webpage.h"
 
 #include <string>
 #include <variant>
@@ -16,6 +17,7 @@ struct Settings {
     SeriesChoice series;
     ListenAddress listen{"127.0.0.1", "9964"};
     bool allowsRemote = false;
+    PageSettings page;
 };
 
 /* Text to print, and nothing else to do. */
