@@ -121,7 +121,7 @@ _tvsistat() {
         ;;
     word:color) words=(always auto never) ;;
     word:speed) words=(max) ;;
-    word:export) words=(openmetrics) ;;
+    word:export) words=(openmetrics stream) ;;
     word:as) [[ -n $hasColon ]] || words=(counter: gauge: position:) ;;
     none:* | '')
         if [[ $cur == -* ]]; then

@@ -78,9 +78,9 @@ constexpr auto table = std::to_array<OptionEntry>({
      Place::Set, Family::Form},
     {OptionId::Csv, 'c', "csv", "", Kind::None, "CSV as RFC 4180 has it, a row a process",
      Section::Forms, Place::Set, Family::Form},
-    {OptionId::Export, 0, "export", "openmetrics", Kind::Word,
-     "OpenMetrics with time stamps, for promtool: the series of each process, or of each kind with "
-     "-A; needs --read",
+    {OptionId::Export, 0, "export", "FORM", Kind::Word,
+     "with --read: openmetrics, with time stamps, for promtool, the series of each process, or of "
+     "each kind with -A; or stream, the whole samples as tvsi-reader writes them, for programs",
      Section::Forms, Place::CommandLineOnly, Family::Form},
     {OptionId::List, 'l', "list", "", Kind::None,
      "list the caches of this host and exit (also with -j)", Section::Forms, Place::CommandLineOnly,

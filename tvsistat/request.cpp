@@ -528,6 +528,7 @@ private:
     void compileNames();
     void takeOrder();
     void checkFields() const;
+    void checkStreamIsWhole() const;
     void checkTogether() const;
 
     CommandLine line;
@@ -656,10 +657,10 @@ void RequestMaker::take(const GivenOption& given) {
         request.form = Form::Csv;
         break;
     case OptionId::Export:
-        if (value != "openmetrics") {
-            refuse("{}: '{}' is not openmetrics", where, samples::printable(value));
+        if (value != "openmetrics" && value != "stream") {
+            refuse("{}: '{}' is neither openmetrics nor stream", where, samples::printable(value));
         }
-        request.form = Form::OpenMetrics;
+        request.form = value == "stream" ? Form::Stream : Form::OpenMetrics;
         break;
     case OptionId::List:
         request.action = Action::ListCaches;
@@ -933,6 +934,21 @@ void RequestMaker::checkFields() const {
     }
 }
 
+/* A stream has each sample of its span, with all of its processes and fields. */
+void RequestMaker::checkStreamIsWhole() const {
+    for (const GivenOption& given : options) {
+        const OptionEntry& entry = entryOf(given.id);
+        if (given.id == OptionId::Once || given.id == OptionId::Quiet ||
+            entry.section == Section::Processes || entry.section == Section::Fields ||
+            entry.section == Section::Numbers) {
+            refuse("--export=stream writes all that was recorded: leave out --{}", entry.name);
+        }
+    }
+    if (request.interval) {
+        refuse("--export=stream writes each sample: leave out INTERVAL");
+    }
+}
+
 void RequestMaker::checkTogether() const {
     const bool readsInput = std::ranges::find(request.reads, "-") != request.reads.end();
     if (readsInput && (!request.targets.empty() || request.takesAll)) {
@@ -947,6 +963,9 @@ void RequestMaker::checkTogether() const {
         if (has(id) && !request.isReplay()) {
             refuse("--{} needs --read or --history", entryOf(id).name);
         }
+    }
+    if (request.form == Form::Stream) {
+        checkStreamIsWhole();
     }
     if (request.follows && !request.interval) {
         refuse("--follow needs an INTERVAL");

@@ -29,7 +29,7 @@ enum class Action : uint8_t {
 };
 
 /* The form in which samples, caches and fields are printed. */
-enum class Form : uint8_t { Report, Long, Json, Csv, OpenMetrics };
+enum class Form : uint8_t { Report, Long, Json, Csv, OpenMetrics, Stream };
 
 enum class When : uint8_t { Auto, Always, Never };
 

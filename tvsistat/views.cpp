@@ -26,7 +26,7 @@ class NoView : public View {
 } // namespace
 
 std::unique_ptr<View> makeView(const Request& request, const Surroundings& surroundings) {
-    if (request.isQuiet) {
+    if (request.isQuiet || request.form == Form::Stream) {
         return std::make_unique<NoView>();
     }
     switch (request.form) {
@@ -39,6 +39,7 @@ std::unique_ptr<View> makeView(const Request& request, const Surroundings& surro
     case Form::Csv:
         return std::make_unique<CsvTable>(request, surroundings);
     case Form::Report:
+    case Form::Stream:
         break;
     }
     return std::make_unique<Report>(request, surroundings);
@@ -55,6 +56,9 @@ void announce(const Request& request, View& view, std::string& text, const Event
     if (event.kind == Event::Kind::Waiting) {
         complain(event.sentence);
         return;
+    }
+    if (request.form == Form::Stream) {
+        return; /* which has it as a message */
     }
     if (request.form == Form::Json && !request.isQuiet) {
         view.appendEvent(text, event);

@@ -6,6 +6,7 @@
 #include "replayrange.h"
 #include "showing.h"
 #include "stopsignal.h"
+#include "streamexport.h"
 #include "streamfile.h"
 #include "verdict.h"
 #include "watch.h"
@@ -173,6 +174,7 @@ private:
     void take(SourceMessage message);
     InputWatch* watchOf(const SourceMessage& message);
     void record(const SourceMessage& message);
+    void writeStream(const SourceMessage& message);
     void meetCaches();
     size_t placeOf(const samples::StreamHeader& header) const;
     bool isChosen(const samples::StreamHeader& header) const;
@@ -188,6 +190,9 @@ private:
     std::unique_ptr<MessageSource> source;
     ReplayRange range;
     std::unique_ptr<Recorder> recorder;
+    StreamExport stream;
+    std::optional<size_t> streamed; /* the cache that it is about */
+    std::optional<Failure> refusal; /* what can't be done with what is read */
     std::unique_ptr<View> view;
     std::vector<std::unique_ptr<InputWatch>> watches; /* by cache; null: not chosen */
     std::map<std::tuple<size_t, std::string, size_t>, InputWatch*> inOrder;
@@ -215,6 +220,10 @@ void InputWatcher::readAhead() {
 
 /* Opens the source, and reads the headers that come first. */
 std::optional<Failure> InputWatcher::open() {
+    if (request.form == Form::Stream && outputIsTerminal()) {
+        return Failure{ExitStatus::Usage,
+                       "a sample stream is for programs: lead it into a pipe or a file"};
+    }
     auto opened = openSource(request.reads);
     if (auto* failure = std::get_if<Failure>(&opened)) {
         return std::move(*failure);
@@ -319,6 +328,9 @@ void InputWatcher::take(SourceMessage message) {
     if (recorder) {
         record(message);
     }
+    if (request.form == Form::Stream) {
+        writeStream(message);
+    }
     if (watch->hasSample()) {
         showRound();
     }
@@ -343,6 +355,21 @@ void InputWatcher::record(const SourceMessage& message) {
         recorder->carry(*number, *header);
     } else {
         recorder->take(*number, message.message);
+    }
+}
+
+/* A stream is about one cache. */
+void InputWatcher::writeStream(const SourceMessage& message) {
+    streamed = streamed.value_or(message.cache);
+    if (*streamed == message.cache) {
+        stream.append(text, message.message);
+    } else if (!refusal) {
+        const auto caches = source->caches();
+        refusal =
+            Failure{ExitStatus::Usage,
+                    fmt::format("a sample stream is about one cache, and there are {} and {}: "
+                                "name the one that is wanted",
+                                cacheTitle(caches[*streamed]), cacheTitle(caches[message.cache]))};
     }
 }
 
@@ -493,12 +520,13 @@ ExitStatus InputWatcher::run() {
         return failure->status;
     }
     int error = 0;
-    while (error == 0 && !isOver() && (!source->isOver() || !ahead.empty())) {
+    while (error == 0 && !refusal && !isOver() && (!source->isOver() || !ahead.empty())) {
         error = stopSignal() != 0 ? EINTR : takeNext();
     }
     if (error == 0) {
         tellDamage();
         showRound();
+        stream.finish(text);
         error = flush();
     }
     while (error == 0 && view->appendRest(text)) {
@@ -507,6 +535,10 @@ ExitStatus InputWatcher::run() {
     recorder.reset(); /* what it has is written, whatever comes */
     if (error == EINTR && numReports() == 0) {
         dieOfStopSignal();
+    }
+    if (error == 0 && refusal) {
+        complain(refusal->sentence);
+        return refusal->status;
     }
     return verdict(error);
 }

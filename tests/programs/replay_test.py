@@ -95,6 +95,21 @@ def cut(server, directory):
             yield f"promtool: {made.stderr.decode()}"
 
 
+def stream_again(server, directory):
+    """A recorded cache as a stream says the same; between losses, and beside another one, too."""
+    file = pathlib.Path(directory) / "two"
+    tvsistat(server, "--write", file, "-q", "demo", "prod", "0.1", "5")
+    for name, cache in ((file, "prod"), (pathlib.Path(directory) / "end-j", "mortal")):
+        stream = tvsistat(server, "-R", name, "--export", "stream", cache)
+        shown = tvsistat(server, "-R", name, "-j", cache).stdout.splitlines()
+        again = tvsistat(server, "-R", "-", "-j", input=stream.stdout).stdout.splitlines()
+        if again[: len(shown)] != shown or [line for line in again[len(shown) :] if b'"ended"' not in line]:
+            yield f"{cache}: {shown} is not {again}"
+    both = tvsistat(server, "-R", file, "--export", "stream")
+    if both.returncode != 2 or b"name the one that is wanted" not in both.stderr:
+        yield f"two caches: {both.returncode} {both.stderr}"
+
+
 def damage(server, directory):
     """A block that is damaged costs itself: the rest is shown, the sentence names the file."""
     file = pathlib.Path(directory) / "damaged"
@@ -191,6 +206,7 @@ def main():
             faults += attempt(merge, directory) + attempt(history, servers[0], directory)
             faults += attempt(cut, servers[0], directory) + attempt(damage, servers[0], directory)
             faults += [fault for form in ("-j", "", "-c") for fault in attempt(see_an_end, directory, form)]
+            faults += attempt(stream_again, servers[0], directory)
         finally:
             for server in servers:
                 server.end()
