@@ -155,7 +155,13 @@ std::string kindLine(const Kind& kind) {
         line += quoted(text);
         line += ", ";
     }
-    return line + std::to_string(kind.bit) + ", " + type + ")\n";
+    std::string places;
+    for (const BlockPlace& place : kind.blocks()) {
+        places += places.empty() ? "(" : ", (";
+        places += std::to_string(place.recordOffset) + ", ";
+        places += std::to_string(place.block.size) + ")";
+    }
+    return line + std::to_string(kind.bit) + ", " + type + ", (" + places + "))\n";
 }
 
 std::string module() {

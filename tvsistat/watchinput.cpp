@@ -491,6 +491,9 @@ ExitStatus InputWatcher::verdictOnNothing() const {
 }
 
 ExitStatus InputWatcher::verdict(int error) const {
+    if (error == 0 && request.form == Form::Stream && numReports() > 0) {
+        return wasDamaged ? ExitStatus::DamagedInput : ExitStatus::Ok; /* it has the rest */
+    }
     std::vector<WatchEnd> ends;
     bool hasFailure = false;
     for (const auto& watch : watches) {

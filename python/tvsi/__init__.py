@@ -7,18 +7,24 @@
             for vok in sample.records:
                 print(vok.name, vok.sessionId, vok.commitCount)
 
+    with tvsi.open("prod.tvr") as recording:  # what `tvsistat --write prod.tvr` has recorded
+        for sample in recording.samples(tvsi.VOK):
+            print(sample.real_time, sum(sample.records.column("commitCount")))
+
 A record has the fields of its kind by the names of tvsi-stats(7), and `tvsi.VOK.fields` their units
-and meanings. What fails raises a TvsiError with the library's sentence. The package needs libtvsi,
-and NumPy only for Records.array().
+and meanings. What fails raises a TvsiError with the library's sentence. attach() needs libtvsi,
+open() of a file the program tvsistat, and Records.array() NumPy.
 """
 
 from . import errors, records
 from ._cache import Cache, Records, Sample, attach
 from ._fields import Field, Fields, IntArray, Kind, Kinds
+from ._recording import CacheInfo, Event, Process, RecordedSample, Recording, open
 from .errors import *
 from .records import *
 
 __version__ = records.RELEASE
-__all__ = ["Cache", "Field", "Fields", "IntArray", "Kind", "Kinds", "Records", "Sample", "attach"]
+__all__ = ["Cache", "CacheInfo", "Event", "Field", "Fields", "IntArray", "Kind", "Kinds", "Process"]
+__all__ += ["RecordedSample", "Recording", "Records", "Sample", "attach", "open"]
 __all__ += errors.__all__
 __all__ += records.__all__

@@ -197,9 +197,19 @@ class Kinds:
 class Kind(Kinds, Generic[R_co]):
     """A kind of process, and the class of its records."""
 
-    def __init__(self, name: str, short_name: str, title: str, bit: int, record: type[R_co]) -> None:
+    def __init__(
+        self,
+        name: str,
+        short_name: str,
+        title: str,
+        bit: int,
+        record: type[R_co],
+        places: tuple[tuple[int, int], ...],
+    ) -> None:
         super().__init__(bit)
-        self.__dict__.update(name=name, short_name=short_name, title=title, record=record)
+        self.__dict__.update(
+            name=name, short_name=short_name, title=title, record=record, places=places
+        )
 
     name: str
     """As in shrpcstats.h: "SHRPC_VOK"."""
@@ -207,6 +217,8 @@ class Kind(Kinds, Generic[R_co]):
     """As users type it: "vok"."""
     title: str
     record: type[R_co]
+    places: tuple[tuple[int, int], ...]
+    """Where the blocks of its records lie: offset and bytes."""
 
     @property
     def fields(self) -> Fields:

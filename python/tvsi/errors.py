@@ -10,11 +10,13 @@ __all__ = [
     "BadArgumentError",
     "BadRegexError",
     "CacheNotFoundError",
+    "DamagedRecordingError",
     "LibraryMissingError",
     "NoBroxError",
     "NotAttachedError",
     "NotFoundError",
     "OtherCacheAttachedError",
+    "RecordingError",
     "SeveredError",
     "TvsiError",
     "WatcherError",
@@ -35,6 +37,14 @@ class TvsiError(Exception):
 
 class LibraryMissingError(TvsiError):
     """The shared library could not be loaded (no status of the library's)."""
+
+
+class RecordingError(TvsiError):
+    """A recording could not be read (no status of the library's)."""
+
+
+class DamagedRecordingError(RecordingError):
+    """What was read is damaged, or cut off, or no recording at all; what could be read was given."""
 
 
 class AlreadyAttachedError(TvsiError):

@@ -798,21 +798,21 @@ class SystemRecord(Record):
     """system (SHRPC_SYSTEM)."""
 
 
-MONITOR: Kind[MonitorRecord] = Kind("SHRPC_MONITOR", "monitor", "cache monitor", 1, MonitorRecord)
-BROX: Kind[BroxRecord] = Kind("SHRPC_BROX", "brox", "repository monitor (Brox)", 2, BroxRecord)
-VOK_PGSVR_MAIN: Kind[PgsvrRecord] = Kind("SHRPC_VOK_PGSVR_MAIN", "pgsvr", "page server of a Vok, main thread", 4, PgsvrRecord)
-VOK: Kind[VokRecord] = Kind("SHRPC_VOK", "vok", "Vok session, main thread", 8, VokRecord)
-STATMON: Kind[StatmonRecord] = Kind("SHRPC_STATMON", "statmon", "statistics monitor", 16, StatmonRecord)
-APP: Kind[AppRecord] = Kind("SHRPC_APP", "app", "application", 32, AppRecord)
-PSC: Kind[PscRecord] = Kind("SHRPC_PSC", "psc", "PSC process", 64, PscRecord)
-PAGEMGR: Kind[PagemgrRecord] = Kind("SHRPC_PAGEMGR", "pagemgr", "page manager", 128, PagemgrRecord)
-BRXRESTORETHR: Kind[RestorethrRecord] = Kind("SHRPC_BrxRestoreThr", "restorethr", "Brox restore thread", 256, RestorethrRecord)
-VOKTHR: Kind[VokthrRecord] = Kind("SHRPC_VokThr", "vokthr", "Vok session, further thread", 512, VokthrRecord)
-BRXAIOTHR: Kind[AiothrRecord] = Kind("SHRPC_BrxAioThr", "aiothr", "Brox asynchronous I/O thread", 1024, AiothrRecord)
-FF_THR: Kind[FfthrRecord] = Kind("SHRPC_FF_Thr", "ffthr", "free-frame thread", 2048, FfthrRecord)
-CACHE_PGSVR: Kind[CachepgsvrRecord] = Kind("SHRPC_CACHE_PGSVR", "cachepgsvr", "cache page server", 4096, CachepgsvrRecord)
-VOK_PGSVR_THD: Kind[PgsvrthrRecord] = Kind("SHRPC_VOK_PGSVR_THD", "pgsvrthr", "page server of a Vok, further thread", 8192, PgsvrthrRecord)
-SYSTEM: Kind[SystemRecord] = Kind("SHRPC_SYSTEM", "system", "system", 16384, SystemRecord)
+MONITOR: Kind[MonitorRecord] = Kind("SHRPC_MONITOR", "monitor", "cache monitor", 1, MonitorRecord, ((8, 144), (152, 352), (1032, 16), (1048, 152)))
+BROX: Kind[BroxRecord] = Kind("SHRPC_BROX", "brox", "repository monitor (Brox)", 2, BroxRecord, ((8, 144), (152, 876), (1032, 16), (1048, 600), (1648, 112)))
+VOK_PGSVR_MAIN: Kind[PgsvrRecord] = Kind("SHRPC_VOK_PGSVR_MAIN", "pgsvr", "page server of a Vok, main thread", 4, PgsvrRecord, ((8, 144), (152, 156), (1032, 16), (1048, 0)))
+VOK: Kind[VokRecord] = Kind("SHRPC_VOK", "vok", "Vok session, main thread", 8, VokRecord, ((8, 144), (152, 564), (1032, 16), (1048, 448), (1648, 56)))
+STATMON: Kind[StatmonRecord] = Kind("SHRPC_STATMON", "statmon", "statistics monitor", 16, StatmonRecord, ((8, 144), (1032, 16)))
+APP: Kind[AppRecord] = Kind("SHRPC_APP", "app", "application", 32, AppRecord, ((8, 144), (1032, 16)))
+PSC: Kind[PscRecord] = Kind("SHRPC_PSC", "psc", "PSC process", 64, PscRecord, ((8, 144), (1032, 16)))
+PAGEMGR: Kind[PagemgrRecord] = Kind("SHRPC_PAGEMGR", "pagemgr", "page manager", 128, PagemgrRecord, ((8, 144), (152, 76), (1032, 16), (1048, 8)))
+BRXRESTORETHR: Kind[RestorethrRecord] = Kind("SHRPC_BrxRestoreThr", "restorethr", "Brox restore thread", 256, RestorethrRecord, ((8, 144), (1032, 16), (1048, 24)))
+VOKTHR: Kind[VokthrRecord] = Kind("SHRPC_VokThr", "vokthr", "Vok session, further thread", 512, VokthrRecord, ((8, 144), (152, 4), (1032, 16), (1048, 400)))
+BRXAIOTHR: Kind[AiothrRecord] = Kind("SHRPC_BrxAioThr", "aiothr", "Brox asynchronous I/O thread", 1024, AiothrRecord, ((8, 144), (152, 68), (1032, 16), (1048, 0)))
+FF_THR: Kind[FfthrRecord] = Kind("SHRPC_FF_Thr", "ffthr", "free-frame thread", 2048, FfthrRecord, ((8, 144), (152, 32), (1032, 16), (1048, 0)))
+CACHE_PGSVR: Kind[CachepgsvrRecord] = Kind("SHRPC_CACHE_PGSVR", "cachepgsvr", "cache page server", 4096, CachepgsvrRecord, ((8, 144), (152, 48), (1032, 16), (1048, 8)))
+VOK_PGSVR_THD: Kind[PgsvrthrRecord] = Kind("SHRPC_VOK_PGSVR_THD", "pgsvrthr", "page server of a Vok, further thread", 8192, PgsvrthrRecord, ((8, 144), (152, 156), (1032, 16), (1048, 0)))
+SYSTEM: Kind[SystemRecord] = Kind("SHRPC_SYSTEM", "system", "system", 16384, SystemRecord, ((8, 144), (1032, 16)))
 
 KINDS: tuple[Kind[Record], ...] = (
     MONITOR,
