@@ -39,12 +39,18 @@ def difference(what, one, other):
 
 
 def ask(server, directory, question):
-    """Two caches, that are named in either order."""
+    """Two caches, that are named in either order. Where a sample was held up until the other cache's
+    next one had come, live shows it after that, as it must: then it is asked again, slower."""
     for order in (["prod", "demo"], ["demo", "prod"]):
-        file = pathlib.Path(directory) / f"recording{hash((question, *order))}"
         asked = question.split()
-        live = tvsistat(server, "--write", file, *asked, *order, "0.1", "5")
-        yield from difference(f"{question} {order}", live, tvsistat(server, "--read", file, *asked, *order))
+        for interval in ("0.1", "0.5", "2"):
+            file = pathlib.Path(directory) / f"recording{hash((question, interval, *order))}"
+            live = tvsistat(server, "--write", file, *asked, *order, interval, "5")
+            replayed = tvsistat(server, "--read", file, *asked, *order)
+            faults = list(difference(f"{question} {order}", live, replayed))
+            if not faults:
+                break
+        yield from faults
 
 
 def ask_alone(server, directory, question):
