@@ -3,11 +3,15 @@
    stream, which attached the cache itself; without it the rows beside it are left out, and
    those beside Varnish where that isn't installed. */
 #include <array>
+#include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <map>
 #include <memory>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "benchmain.h"
@@ -45,16 +49,33 @@ struct RunningServer {
 
 std::unique_ptr<RunningServer> runningServer;
 
-/* Runs a program, which must succeed, and drops what it prints. */
-testsupport::Outcome measure(const Command& command) {
-    const auto program = [&] {
-        dup2(open("/dev/null", O_RDWR), STDIN_FILENO);
-        dup2(STDIN_FILENO, STDOUT_FILENO);
-        testsupport::execute(command, {});
-    };
-    testsupport::Outcome outcome = testsupport::inChild(program, patience);
-    require(outcome.status == 0, command[0] + " fails: " + outcome.err);
-    return outcome;
+struct Measured {
+    double wallNs;
+    Usage used;
+};
+
+/* Runs a program, which must succeed, and drops what it prints. It is spawned: a fork of this
+   process, which is large, would be counted as the program's. */
+Measured measure(Command command) {
+    std::vector<char*> words;
+    for (std::string& word : command) {
+        words.push_back(word.data());
+    }
+    words.push_back(nullptr);
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDWR, 0);
+    posix_spawn_file_actions_adddup2(&files, STDIN_FILENO, STDOUT_FILENO);
+    const auto start = std::chrono::steady_clock::now();
+    pid_t pid = -1;
+    const int error = posix_spawnp(&pid, words[0], &files, nullptr, words.data(), environ);
+    posix_spawn_file_actions_destroy(&files);
+    int status = 0;
+    rusage used{};
+    require(error == 0 && wait4(pid, &status, 0, &used) == pid && status == 0,
+            command[0] + " fails");
+    const std::chrono::duration<double, std::nano> wall = std::chrono::steady_clock::now() - start;
+    return {wall.count(), testsupport::usageOf(used)};
 }
 
 Command tool(Command arguments = {}) {
@@ -71,19 +92,14 @@ Command formerReport() {
 }
 
 /* What a report costs beyond the first one, whose start and page faults are paid once. */
-struct Further {
-    double wallNs;
-    Usage used;
-};
-
-Further furtherReport(const Command& command, int reports) {
+Measured furtherReport(const Command& command, int reports) {
     const auto run = [&](int count) {
         Command counted = command;
         counted.push_back(std::to_string(count));
         return measure(counted);
     };
-    const testsupport::Outcome one = run(1);
-    const testsupport::Outcome all = run(reports);
+    const Measured one = run(1);
+    const Measured all = run(reports);
     const auto each = [&](double last, double first) { return (last - first) / (reports - 1); };
     return {each(all.wallNs, one.wallNs),
             {each(all.used.cpuNs, one.used.cpuNs), each(all.used.pageFaults, one.used.pageFaults),
@@ -178,8 +194,8 @@ Comparison compareMemory(Program program, int fewSamples, int manySamples) {
 }
 
 /* A further report, three a second. */
-const Further& thirdOfSecond(const Command& command, int reports) {
-    static std::map<Command, Further> known;
+const Measured& thirdOfSecond(const Command& command, int reports) {
+    static std::map<Command, Measured> known;
     auto found = known.find(command);
     if (found == known.end()) {
         found = known.emplace(command, furtherReport(command, reports)).first;
@@ -190,19 +206,19 @@ const Further& thirdOfSecond(const Command& command, int reports) {
 void addThreeASecond(const std::string& who, const Command& command, int entries, int reports) {
     const auto add = [&](const char* what, const char* limit, Unit unit, auto measured) {
         addFigure({who + ", " + what, entries, limit, {}, unit}, [=] {
-            const Further& each = thirdOfSecond(command, reports);
+            const Measured& each = thirdOfSecond(command, reports);
             const auto [value, of] = measured(each);
             return Comparison{value, of, value / of, value - of};
         });
     };
     using Two = std::pair<double, double>;
-    add("processor time", "one core", Unit::nanoseconds, [](const Further& each) {
+    add("processor time", "one core", Unit::nanoseconds, [](const Measured& each) {
         return Two{each.used.cpuNs, each.wallNs};
     });
-    add("page faults", "one", Unit::count, [](const Further& each) {
+    add("page faults", "one", Unit::count, [](const Measured& each) {
         return Two{each.used.pageFaults, 1};
     });
-    add("context switches", "one", Unit::count, [](const Further& each) {
+    add("context switches", "one", Unit::count, [](const Measured& each) {
         return Two{each.used.contextSwitches, 1};
     });
 }

@@ -130,6 +130,7 @@ void CacheSource::start(Clock::time_point now) {
     options.cache = wanted.name;
     options.interval = interval;
     options.kinds = kinds;
+    options.hasUsers = false; /* no metric has them */
     auto started = samples::ReaderProcess::start(options);
     if (const auto* failure = std::get_if<Failure>(&started)) {
         lose("not_started", failure->sentence);

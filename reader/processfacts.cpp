@@ -124,11 +124,11 @@ std::optional<ProcessFacts> parseStat(std::string_view text) {
 
 } // namespace
 
-std::optional<ProcessFacts> readFacts(pid_t pid) {
+std::optional<ProcessFacts> readFacts(pid_t pid, bool withUser) {
     StateFile file;
     file.open(pid);
     auto facts = file.read();
-    if (facts) {
+    if (facts && withUser) {
         facts->uid = userOf(pid);
     }
     return facts;

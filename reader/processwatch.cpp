@@ -25,8 +25,9 @@ constexpr int64_t maxLookUps = 100;
 constexpr int64_t msPerLookUp = 10;
 /* A cache has one monitor and few Broxes; a table that claims to hold thousands costs no more. */
 constexpr size_t maxStateFiles = 100;
-/* As many take a millisecond to look up, many times what a thread takes. */
-constexpr size_t worthAThread = 100;
+/* As many take four milliseconds to look up. A thread takes some of what it saves: two of them get
+ * in each other's way in the kernel. */
+constexpr size_t worthAThread = 500;
 /* For /proc, the registry and whatever else needs one for a moment. */
 constexpr size_t spareDescriptors = 64;
 
@@ -70,8 +71,8 @@ size_t ProcessWatch::descriptorLimit() {
     return now > spareDescriptors ? static_cast<size_t>(now) - spareDescriptors : 0;
 }
 
-ProcessWatch::ProcessWatch(size_t descriptorsWanted)
-    : poller(descriptorsWanted > 0 ? epoll_create1(EPOLL_CLOEXEC) : -1),
+ProcessWatch::ProcessWatch(size_t descriptorsWanted, bool looksUpUsers)
+    : users(looksUpUsers), poller(descriptorsWanted > 0 ? epoll_create1(EPOLL_CLOEXEC) : -1),
       maxDescriptors(poller >= 0 ? descriptorsWanted : 0) {}
 
 ProcessWatch::~ProcessWatch() {
@@ -169,10 +170,10 @@ void ProcessWatch::begin(std::span<Process* const> unknown) {
 
 /* The first look at a large server is most of what one sample takes: a second thread takes a half
  * of it where there is another processor. */
-void ProcessWatch::readAll(std::span<Process* const> unknown) {
-    const auto read = [](std::span<Process* const> part) {
+void ProcessWatch::readAll(std::span<Process* const> unknown) const {
+    const auto read = [this](std::span<Process* const> part) {
         for (Process* process : part) {
-            process->facts = readFacts(process->pid).value_or(ProcessFacts());
+            process->facts = readFacts(process->pid, users).value_or(ProcessFacts());
         }
     };
     std::thread helper;
@@ -272,8 +273,10 @@ void ProcessWatch::lookUp(Process& process, bool isAgain) const {
     if (isAgain && !process.stateFile.isOpen()) {
         process.stateFile.open(process.pid);
     }
-    const auto now = process.stateFile.isOpen() ? process.stateFile.read() : readFacts(process.pid);
     ProcessFacts& facts = process.facts;
+    const auto now = process.stateFile.isOpen()
+                         ? process.stateFile.read()
+                         : readFacts(process.pid, users && facts.startedNs == 0);
     if (!now) {
         const bool isGone = process.stateFile.isOpen() && errno == ESRCH;
         facts.state = isGone ? ProcessState::Ended : facts.state;

@@ -27,8 +27,9 @@ namespace reader {
 
 class ProcessWatch {
 public:
-    /* As many processes as this are watched by a descriptor; the others are asked one by one. */
-    explicit ProcessWatch(size_t descriptorsWanted);
+    /* As many processes as this are watched by a descriptor; the others are asked one by one.
+     * `looksUpUsers`: else all users stay unknown, which saves a sixth of the first look. */
+    explicit ProcessWatch(size_t descriptorsWanted, bool looksUpUsers = true);
     /* How many descriptors there may be. Raises this process's limit as far as it may. */
     static size_t descriptorLimit();
     ProcessWatch(const ProcessWatch&) = delete;
@@ -60,7 +61,7 @@ private:
     void meet(Process& process, const TvsiResultSType& record);
     void settle(Process& process, const TvsiResultSType& record);
     void begin(std::span<Process* const> unknown);
-    static void readAll(std::span<Process* const> unknown);
+    void readAll(std::span<Process* const> unknown) const;
     void renew(Process& process);
     void watch(Process& process);
     void forget(Process& process);
@@ -71,6 +72,7 @@ private:
     void lookUpSome();
     void dropUnmet();
 
+    const bool users;
     int poller; /* epoll descriptor of all of them; -1: there is none */
     size_t maxDescriptors;
     size_t descriptors = 0;

@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* helpText =
     "Usage: tvsi-reader (--brox NAME | --cache LOCATION) [--interval TIME] [--align]\n"
-    "                   [--count N] [--kinds LIST]\n"
+    "                   [--count N] [--kinds LIST] [--no-users]\n"
     "       tvsi-reader --list\n"
     "\n"
     "Attaches a shared page cache of this host and writes samples of its processes to\n"
@@ -28,6 +28,7 @@ constexpr const char* helpText =
     "  -a, --align          at whole multiples of the interval on the wall clock\n"
     "  -n, --count N        end after N samples (default: when the cache is gone)\n"
     "  -k, --kinds LIST     send processes of these kinds only: vok,brox\n"
+    "  -U, --no-users       don't look up which user each process runs as\n"
     "  -l, --list           print the caches of this host, a line of JSON each, and end\n"
     "  -V, --version        print the version and end\n"
     "  -h, --help           print this and end\n"
@@ -36,11 +37,17 @@ constexpr const char* helpText =
     "permission, 5 a server of another version, 7 the cache went away, 9 output failed.\n";
 
 constexpr option longOptions[] = {
-    {"brox", required_argument, nullptr, 'b'},     {"cache", required_argument, nullptr, 'c'},
-    {"interval", required_argument, nullptr, 'i'}, {"align", no_argument, nullptr, 'a'},
-    {"count", required_argument, nullptr, 'n'},    {"kinds", required_argument, nullptr, 'k'},
-    {"list", no_argument, nullptr, 'l'},           {"version", no_argument, nullptr, 'V'},
-    {"help", no_argument, nullptr, 'h'},           {nullptr, 0, nullptr, 0},
+    {"brox", required_argument, nullptr, 'b'},
+    {"cache", required_argument, nullptr, 'c'},
+    {"interval", required_argument, nullptr, 'i'},
+    {"align", no_argument, nullptr, 'a'},
+    {"count", required_argument, nullptr, 'n'},
+    {"kinds", required_argument, nullptr, 'k'},
+    {"no-users", no_argument, nullptr, 'U'},
+    {"list", no_argument, nullptr, 'l'},
+    {"version", no_argument, nullptr, 'V'},
+    {"help", no_argument, nullptr, 'h'},
+    {nullptr, 0, nullptr, 0},
 };
 
 constexpr int64_t nsInSecond = 1'000'000'000;
@@ -160,6 +167,9 @@ std::optional<Failure> setOption(StreamRequest& request, int letter, const char*
     case 'a':
         request.isAligned = true;
         return std::nullopt;
+    case 'U':
+        request.hasUsers = false;
+        return std::nullopt;
     case 'n':
         if (const auto count = parseCount(value)) {
             request.count = *count;
@@ -195,7 +205,7 @@ std::variant<StreamRequest, ListRequest, TextRequest, Failure> parseArguments(in
     bool hasOther = false;
     opterr = 0;
     /* Ends at the first word that is no option: there is none that would be taken. */
-    constexpr const char* letters = "+:b:c:i:an:k:lVh";
+    constexpr const char* letters = "+:b:c:i:an:k:UlVh";
     for (;;) {
         const int at = optind;
         const int letter = getopt_long(argc, argv, letters, longOptions, nullptr);

@@ -30,6 +30,7 @@ struct StreamRequest {
     bool isAligned = false;             /* at whole multiples of it on the wall clock */
     uint64_t count = 0;                 /* 0: until the cache is gone */
     uint32_t kinds = SHRPC_ALL;         /* kinds of processes that are sent, a mask */
+    bool hasUsers = true;               /* the users that they run as are looked up */
 };
 
 /* The host's caches are listed instead. */

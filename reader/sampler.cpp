@@ -8,8 +8,8 @@
 
 namespace reader {
 
-Sampler::Sampler(uint32_t kinds, bool isOnce)
-    : mask(kinds), processes(isOnce ? 0 : ProcessWatch::descriptorLimit()) {}
+Sampler::Sampler(uint32_t kinds, bool hasUsers, bool isOnce)
+    : mask(kinds), processes(isOnce ? 0 : ProcessWatch::descriptorLimit(), hasUsers) {}
 
 int Sampler::take(samples::StreamEncoder& encoder, uint64_t sequence, int64_t lateNs) {
     samples::Sample sample;

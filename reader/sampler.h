@@ -12,9 +12,9 @@ namespace reader {
 
 class Sampler {
 public:
-    /* `kinds`: which processes are sent, a mask within SHRPC_ALL. `isOnce`: one sample is taken, so
-     * that it isn't worth while to prepare for others. */
-    Sampler(uint32_t kinds, bool isOnce);
+    /* `kinds`: which processes are sent, a mask within SHRPC_ALL. `hasUsers`: with their users.
+     * `isOnce`: one sample is taken, so that it isn't worth while to prepare for others. */
+    Sampler(uint32_t kinds, bool hasUsers, bool isOnce);
 
     /* Replaces what the encoder holds by a sample of the present, which was due `lateNs` ago. The
      * library's status; on any other than TVSI_SUCCESS there is no sample. Buffers grow with the

@@ -38,8 +38,8 @@ void sleepUntil(int64_t moment) {
 class Streaming {
 public:
     explicit Streaming(const StreamRequest& wanted)
-        : request(wanted), output(wanted.target.title()), sampler(wanted.kinds, wanted.count == 1) {
-    }
+        : request(wanted), output(wanted.target.title()),
+          sampler(wanted.kinds, wanted.hasUsers, wanted.count == 1) {}
 
     [[noreturn]] void run() {
         try {
@@ -100,7 +100,7 @@ private:
         if (TvsiStatsForShrPcMon(&monitor) == TVSI_SUCCESS) {
             header.monitorPid = monitor.stats.processId;
         }
-        if (const auto facts = readFacts(header.monitorPid)) {
+        if (const auto facts = readFacts(header.monitorPid, false)) {
             header.monitorStartedNs = facts->startedNs;
         }
     }

@@ -139,6 +139,9 @@ void Figure::appendTitle(std::string& text) const {
 
 std::vector<Figure> figuresOf(const Kind& kind, const Annotations& annotations) {
     std::vector<Figure> figures;
+    size_t count = statscatalogue::derivedFigures().size();
+    forEachField(kind, [&](const FieldPlace& place) { count += place.field->count; });
+    figures.reserve(count);
     forEachField(
         kind, [&](const FieldPlace& place) { appendElements(figures, kind, place, annotations); });
     for (const DerivedFigure& derived : statscatalogue::derivedFigures()) {

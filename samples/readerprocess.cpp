@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <string_view>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -75,6 +76,23 @@ void resetSignals(SpawnSettings& settings) {
                              static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK));
 }
 
+/* This process's environment, in the C locale: what a reader writes is for programs, and the
+ * library in it would load the user's locale for it, which takes a quarter of the time that its
+ * start takes.
+ */
+std::vector<char*> environmentOfReader() {
+    static char locale[] = "LC_ALL=C";
+    std::vector<char*> variables;
+    for (char** variable = environ; variable != nullptr && *variable != nullptr; variable++) {
+        if (!std::string_view(*variable).starts_with("LC_ALL=")) {
+            variables.push_back(*variable);
+        }
+    }
+    variables.push_back(locale);
+    variables.push_back(nullptr);
+    return variables;
+}
+
 std::string secondsText(std::chrono::nanoseconds duration) {
     std::array<char, 40> text;
     const auto count = duration.count();
@@ -130,6 +148,9 @@ std::variant<ReaderProcess, Failure> ReaderProcess::start(const ReaderOptions& o
     if (options.kinds != SHRPC_ALL) {
         arguments.push_back("--kinds=" + kindNames(options.kinds));
     }
+    if (!options.hasUsers) {
+        arguments.emplace_back("--no-users");
+    }
     return start(arguments, -1);
 }
 
@@ -165,7 +186,7 @@ std::variant<ReaderProcess, Failure> ReaderProcess::start(const std::vector<std:
     argv.push_back(nullptr);
     pid_t pid = -1;
     const int error = posix_spawn(&pid, program.c_str(), &settings.files, &settings.attributes,
-                                  argv.data(), environ);
+                                  argv.data(), environmentOfReader().data());
     if (error != 0) {
         return failureOf(program.c_str(), error);
     }

@@ -43,6 +43,7 @@ struct ReaderOptions {
     bool isAligned = false;     /* samples at whole multiples of it on the wall clock */
     uint64_t count = 0;         /* of samples; 0: for ever */
     uint32_t kinds = SHRPC_ALL; /* kinds that are sampled: a mask */
+    bool hasUsers = true;       /* users of the processes are looked up */
 };
 
 class ReaderProcess {

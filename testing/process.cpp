@@ -23,6 +23,12 @@ static double nanosecondsOf(const timeval& time) {
     return 1e9 * static_cast<double>(time.tv_sec) + 1e3 * static_cast<double>(time.tv_usec);
 }
 
+Usage usageOf(const rusage& used) {
+    return {nanosecondsOf(used.ru_utime) + nanosecondsOf(used.ru_stime),
+            static_cast<double>(used.ru_minflt + used.ru_majflt),
+            static_cast<double>(used.ru_nvcsw + used.ru_nivcsw)};
+}
+
 /* Files in memory: unlike pipes they never fill up, and their end doesn't depend on who has them.
  */
 ChildProcess::ChildProcess(const std::function<void()>& body)
@@ -69,9 +75,7 @@ int ChildProcess::wait(int seconds) {
     if (end_ == -99 && poll(&ended, 1, seconds * 1000) == 1 &&
         wait4(pid_, &status, 0, &used) == pid_) {
         end_ = WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
-        usage_ = {nanosecondsOf(used.ru_utime) + nanosecondsOf(used.ru_stime),
-                  static_cast<double>(used.ru_minflt + used.ru_majflt),
-                  static_cast<double>(used.ru_nvcsw + used.ru_nivcsw)};
+        usage_ = usageOf(used);
     }
     close(ended.fd);
     return end_;

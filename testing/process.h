@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <sys/resource.h>
 #include <vector>
 
 namespace testsupport {
@@ -19,6 +20,8 @@ struct Usage {
     double pageFaults = 0;
     double contextSwitches = 0;
 };
+
+Usage usageOf(const rusage& used);
 
 /* Runs `body` in a process that leads a process group; it is killed when the object goes. One in
    which `body` throws ends with status 2 and the text of the std::exception on standard error. */

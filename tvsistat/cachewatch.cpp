@@ -69,11 +69,12 @@ std::variant<CacheWatch::Reading, Failure> CacheWatch::startReader() const {
     options.interval = nanoseconds(request.interval.value_or(1));
     options.isAligned = request.isAligned;
     options.count = samplesWanted();
-    /* Monitor and Brox are always looked at: their state tells what the other figures are worth.
-     * The live screen may begin to record at any moment. */
-    options.kinds = recorder != nullptr || request.isLive
-                        ? uint32_t{SHRPC_ALL}
-                        : request.rows.selection.kinds | SHRPC_MONITOR | SHRPC_BROX;
+    /* The live screen may begin to record at any moment. No view shows users. */
+    const bool isRecorded = recorder != nullptr || request.isLive;
+    options.hasUsers = isRecorded;
+    /* Monitor and Brox are always looked at: their state tells what the other figures are worth. */
+    options.kinds = isRecorded ? uint32_t{SHRPC_ALL}
+                               : request.rows.selection.kinds | SHRPC_MONITOR | SHRPC_BROX;
     auto started = samples::ReaderProcess::start(options);
     if (auto* failure = std::get_if<Failure>(&started)) {
         return std::move(*failure);

@@ -96,7 +96,9 @@ void ColumnPlan::addDefaults(std::vector<Column>& columns, const Kind& kind) con
 
 void ColumnPlan::addLetThrough(std::vector<Column>& columns, const Kind& kind) const {
     const auto keyFigures = statscatalogue::defaultColumns(kind);
-    for (const Figure& figure : figuresOf(kind, annotations)) {
+    const auto figures = figuresOf(kind, annotations);
+    columns.reserve(figures.size());
+    for (const Figure& figure : figures) {
         const bool isDefault =
             byDefault == Default::EveryFigure ||
             std::ranges::find(keyFigures, figure.field != nullptr

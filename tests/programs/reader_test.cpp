@@ -93,9 +93,11 @@ TEST_F(Reader, BothNamesLeadToTheStream) {
     }
     cache.recordCache("a~b~1", cache.segment().key());
     EXPECT_EQ(StreamReader({"--cache=a~b~1"}).nextOf<StreamHeader>().brox, "a~b");
-    StreamReader narrowed({"--brox=prod", "--kinds=vok,brox", "--count=1"});
+    StreamReader narrowed({"--brox=prod", "--kinds=vok,brox", "--no-users", "--count=1"});
     const auto sample = narrowed.nextOf<Sample>();
     EXPECT_EQ(std::tuple(sample.used, sample.records().size()), std::tuple(4, 2U));
+    EXPECT_EQ(std::tuple(sample.records()[0].state, sample.records()[0].uid),
+              std::tuple(ProcessState::Alive, samples::unknownUser));
 }
 
 TEST_F(Reader, IsAskedForWhatIsWantedAlone) {
@@ -103,6 +105,7 @@ TEST_F(Reader, IsAskedForWhatIsWantedAlone) {
     options.isAligned = true;
     options.count = 3;
     options.kinds = SHRPC_VOK | SHRPC_BROX;
+    options.hasUsers = false;
     const auto reader = std::get<ReaderProcess>(ReaderProcess::start(options));
     std::string words;
     EXPECT_TRUE(testsupport::eventually(
@@ -113,7 +116,10 @@ TEST_F(Reader, IsAskedForWhatIsWantedAlone) {
         }));
     std::ranges::replace(words, '\0', ' ');
     EXPECT_EQ(words, "tvsi-reader --cache=prod~1f2e --interval=1.500000000 --align --count=3 "
-                     "--kinds=brox,vok ");
+                     "--kinds=brox,vok --no-users ");
+    std::ifstream environment("/proc/" + std::to_string(reader.pid()) + "/environ");
+    const std::string variables(std::istreambuf_iterator<char>(environment), {});
+    EXPECT_THAT(variables, HasSubstr(std::string("LC_ALL=C\0", 9)));
 }
 
 TEST_F(Reader, HasNothingOfItsParent) {
