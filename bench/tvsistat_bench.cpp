@@ -66,6 +66,7 @@ Measured measure(Command command) {
     posix_spawn_file_actions_init(&files);
     posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDWR, 0);
     posix_spawn_file_actions_adddup2(&files, STDIN_FILENO, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&files, STDIN_FILENO, STDERR_FILENO);
     const auto start = std::chrono::steady_clock::now();
     pid_t pid = -1;
     const int error = posix_spawnp(&pid, words[0], &files, nullptr, words.data(), environ);
