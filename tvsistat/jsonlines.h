@@ -47,7 +47,7 @@ private:
      * returns null. */
     template <class Put>
     void appendNumbers(std::string& text, std::string_view name, const Members& own,
-                       const std::vector<Member>& members, Put put);
+                       const std::vector<Member>& list, Put put);
     void appendValues(std::string& text, const Members& own, const samples::Row& row,
                       const samples::Moment& moment);
     void appendRates(std::string& text, const Members& own, const samples::Row& row,
