@@ -15,6 +15,8 @@ declare -A packages=(
     [bench]="libbenchmark-dev python3 varnish"
     [lint]="clang clang-format clang-tidy git shellcheck"
     [monitoring]="nginx-light openssl prometheus"
+    [package]="debhelper debootstrap dh-python dpkg-dev fakeroot git lintian mandoc piuparts python3
+        util-linux xz-utils"
 )
 
 say() { printf '\n== %s\n' "$*"; }
@@ -24,16 +26,19 @@ fail() {
     exit 1
 }
 
+# as_root COMMAND...
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    else
+        command -v sudo >/dev/null || fail "there is no sudo: run this as root"
+        sudo "$@"
+    fi
+}
+
 # Runs apt-get as root, with no questions asked.
 apt_get() {
-    local as_root=()
-    if [ "$(id -u)" -ne 0 ]; then
-        command -v sudo >/dev/null ||
-            fail "packages are missing and there is no sudo: run this once as root"
-        as_root=(sudo)
-    fi
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get -qq -o Dpkg::Use-Pty=0 "$@" </dev/null
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o Dpkg::Use-Pty=0 "$@" </dev/null
 }
 
 is_installed() {

@@ -4,7 +4,7 @@ set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "$0")/lib.sh"
 
-all_stages=(optimised monitoring unit asan tsan fuzz)
+all_stages=(optimised monitoring unit asan tsan fuzz package)
 
 usage() {
     cat <<EOF
@@ -18,6 +18,7 @@ Stages, all of ${all_stages[*]} unless some are named:
   asan       the tests under the address, leak and undefined-behaviour sanitizers
   tsan       the tests under the thread sanitizer
   fuzz       a short run of each fuzzer
+  package    the Debian packages of the last commit: made, looked at, installed, removed
 
 What follows -- goes to ctest; for example scripts/test.sh debug -- -R registry
 EOF
@@ -26,7 +27,7 @@ EOF
 stages=()
 while [ $# -gt 0 ]; do
     case $1 in
-    optimised | monitoring | debug | unit | asan | tsan | fuzz) stages+=("$1") ;;
+    optimised | monitoring | debug | unit | asan | tsan | fuzz | package) stages+=("$1") ;;
     -h | --help)
         usage
         exit
@@ -65,6 +66,10 @@ run_stage() {
     local stage=$1 preset=$1 label=(--label-exclude monitoring)
     shift
     case $stage in
+    package)
+        scripts/package.sh
+        return
+        ;;
     fuzz) need build fuzz ;;
     monitoring)
         need build test bench monitoring
