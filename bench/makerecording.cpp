@@ -1,7 +1,8 @@
 /*
- * make_recording FILE HOURS MOVING [UPDATES]: a recording of 199 processes, a sample a second, as a
- * server's would be, made by the writer itself; and what that took. MOVING is the percentage of the
- * values that move, UPDATES how often each of them does in a second (10, as those of tvxstandin).
+ * make_recording FILE HOURS MOVING [UPDATES [PROCESSES]]: a recording of 199 processes, a sample a
+ * second, as a server's would be, made by the writer itself; and what that took. MOVING is the
+ * percentage of the values that move, UPDATES how often each of them does in a second (10, as those
+ * of tvxstandin).
  *
  * Prints lines of "name value": bytes a value, microseconds of CPU a sample in the writer, bytes
  * written for each byte of the file, the most that the process has held in kilobytes.
@@ -28,7 +29,6 @@ namespace {
 
 using testsupport::require;
 
-constexpr int numProcesses = 199;
 constexpr int64_t secondNs = 1'000'000'000;
 constexpr int64_t startNs = 1'794'787'200 * secondNs; /* 2026-11-16 00:00:00 UTC */
 
@@ -84,16 +84,17 @@ uint64_t sizeOf(const std::string& path) {
 }
 
 int make(int argc, char** argv) {
-    require(argc >= 4, "usage: make_recording FILE HOURS MOVING [UPDATES]");
+    require(argc >= 4, "usage: make_recording FILE HOURS MOVING [UPDATES [PROCESSES]]");
     const std::string path = argv[1];
     const auto numSamples = static_cast<int64_t>(std::stod(argv[2]) * 3600);
     const auto moving = static_cast<unsigned>(std::stoul(argv[3]));
     const int updates = argc > 4 ? std::stoi(argv[4]) : 10;
+    const int numProcesses = argc > 5 ? std::stoi(argv[5]) : 199;
 
     std::deque<Owner> owners;
     owners.emplace_back(SHRPC_MONITOR, 1, moving);
     owners.emplace_back(SHRPC_BROX, 2, moving);
-    while (owners.size() < numProcesses) {
+    while (owners.size() < static_cast<size_t>(numProcesses)) {
         const auto number = static_cast<int>(owners.size()) + 1;
         owners.emplace_back(number % 4 == 0 ? SHRPC_VOK_PGSVR_MAIN : SHRPC_VOK, number, moving);
     }

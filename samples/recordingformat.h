@@ -8,7 +8,8 @@
  * one. A block is of one of two types:
  *
  *   fields     the catalogue by which the following blocks were made; heads each file and comes
- *              again every hour. A block names its catalogue by the checksum of that payload.
+ *              again with its first minute or the second one, and every hour. A block names its
+ *              catalogue by the checksum of that payload.
  *   messages   messages of one cache, of one minute (recordingblock.h)
  *
  * `FILE.tail` beside it has the parts of the minute under way, of 5 seconds each. When the minute

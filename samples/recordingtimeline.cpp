@@ -186,6 +186,10 @@ bool RecordingTimeline::collect(RecordingFile& file, BlockGroup& group) {
             group.begin = isFirst ? block->offset() : group.begin;
             group.key = keyOf(*block);
             group.blocks.push_back({*block, nullptr});
+        } else if (!file.payload(*block)) {
+            note(file.path(), block->offset(),
+                 " is damaged: the catalogue at byte " + std::to_string(block->offset()) +
+                     " can't be read");
         }
         group.end = block->end();
     }
@@ -274,8 +278,9 @@ RecordingTimeline::Tail RecordingTimeline::readTailOnce(RecordingFile& from) con
         }
         const auto payload = from.payload(*block);
         uint32_t& lastPart = lastParts[{keyOf(*block), block->head.cache}];
-        const bool isNext = isMessages(*block) && block->offset() == offset && payload &&
-                            block->head.part == lastPart + 1;
+        /* What is missing before it may be of another cache. */
+        read.isTorn = read.isTorn || block->offset() != offset;
+        const bool isNext = isMessages(*block) && payload && block->head.part == lastPart + 1;
         offset = block->end();
         if (!isNext) {
             read.isTorn = true;

@@ -20,6 +20,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace samples {
 
@@ -170,10 +171,12 @@ private:
     Descriptor directory; /* its lock */
     Output main;          /* none while a directory's next file isn't begun */
     Output tail;
-    std::deque<uint64_t> offsets; /* of the last blocks in the file, the last one first */
-    uint64_t sequence = 0;        /* of the last block in the file */
-    int64_t tableNs = 0;          /* real time of the last catalogue in the file; 0: none yet */
-    int64_t fileNs = 0;           /* real time at which a directory's file begins */
+    std::deque<uint64_t> offsets;      /* of the last blocks in the file, the last one first */
+    uint64_t sequence = 0;             /* of the last block in the file */
+    int numTables = 0;                 /* catalogues written to the file by this program */
+    int64_t tableNs = 0;               /* real time of the last one */
+    std::optional<int64_t> newTableNs; /* of one about to be written */
+    int64_t fileNs = 0;                /* real time at which a directory's file begins */
 
     std::map<uint32_t, Cache> caches;
     uint64_t run = 0;
@@ -238,7 +241,7 @@ std::optional<Failure> RecordingWriter::State::openFile(const std::string& name)
     }
     offsets.clear();
     sequence = 0;
-    tableNs = 0;
+    numTables = 0;
     return continueFile();
 }
 
@@ -482,11 +485,14 @@ void RecordingWriter::State::appendBlock(uint64_t fileEnd, BlockHead head,
     std::ranges::copy(packed.bytes, blocks.begin() + static_cast<std::ptrdiff_t>(at + sizeof head));
 }
 
-/* The catalogue heads each file, and is repeated every hour. */
+/* The catalogue heads each file, comes again with the next minute, so that damage at one place
+ * doesn't take both, and then every hour. */
 void RecordingWriter::State::appendTable(int64_t realNs) {
-    if (tableNs != 0 && realNs - tableNs < hourNs && realNs >= tableNs) {
+    newTableNs.reset();
+    if (numTables > 1 && realNs - tableNs < hourNs && realNs >= tableNs) {
         return;
     }
+    newTableNs = realNs;
     BlockPayload table;
     encodeTable(FieldTable::own(), table);
     BlockHead head{};
@@ -504,6 +510,10 @@ int RecordingWriter::State::appendToMain() {
     }
     written += blocks.size();
     sequence += blockPlaces.size();
+    if (const auto at = std::exchange(newTableNs, std::nullopt)) {
+        tableNs = *at;
+        numTables++;
+    }
     for (const uint64_t place : blockPlaces) {
         offsets.push_front(place);
     }
@@ -520,6 +530,14 @@ int RecordingWriter::State::writePart() {
     }
     if (const int error = openFileAt(first->second.encoder.part().firstNs); error != 0) {
         return error;
+    }
+    if (main.end == 0) { /* the parts need a catalogue, too */
+        blockPlaces.clear();
+        appendTable(first->second.encoder.part().firstNs);
+        if (const int error = appendToMain(); error != 0) {
+            return error;
+        }
+        blocks.clear();
     }
     for (auto& entry : caches) {
         Cache& cache = entry.second;
@@ -569,7 +587,6 @@ int RecordingWriter::State::writeMinute() {
         }
     }
     appendTable(firstNs);
-    const bool hasTable = !blockPlaces.empty();
     for (auto& [number, cache] : caches) {
         if (cache.encoder.minute().isEmpty()) {
             continue;
@@ -584,7 +601,6 @@ int RecordingWriter::State::writeMinute() {
     if (const int error = appendToMain(); error != 0) {
         return error;
     }
-    tableNs = hasTable ? firstNs : tableNs;
     if (ftruncate(tail.file.get(), 0) == 0) {
         tail.end = 0;
     }
