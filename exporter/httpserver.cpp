@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <list>
 #include <microhttpd.h>
+#include <netinet/in.h>
 #include <optional>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -28,6 +29,11 @@ using samples::Failure;
 
 constexpr auto requestLimit = 5s;
 constexpr auto answerLimit = 30s;
+/* While somebody waits for a connection's end. */
+constexpr auto crowdedRequestLimit = 500ms;
+constexpr auto crowdedAnswerLimit = 5s;
+/* How often it is looked whether somebody does. */
+constexpr int64_t lookPauseMs = 100;
 constexpr unsigned mostConnections = 64;
 constexpr unsigned mostOfAnAddress = 16;
 constexpr size_t headerRoom = 32768;
@@ -95,9 +101,9 @@ public:
         wake = samples::Descriptor(eventfd(0, EFD_CLOEXEC));
         fcntl(socket.get(), F_SETFL, fcntl(socket.get(), F_GETFL) | O_NONBLOCK);
         /* The daemon closes the socket. */
-        const int taken = fcntl(socket.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+        listener = fcntl(socket.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
         daemon = MHD_start_daemon(
-            MHD_USE_EPOLL, 0, nullptr, nullptr, onRequest, this, MHD_OPTION_LISTEN_SOCKET, taken,
+            MHD_USE_EPOLL, 0, nullptr, nullptr, onRequest, this, MHD_OPTION_LISTEN_SOCKET, listener,
             MHD_OPTION_CONNECTION_LIMIT, mostConnections, MHD_OPTION_PER_IP_CONNECTION_LIMIT,
             mostOfAnAddress, MHD_OPTION_CONNECTION_MEMORY_LIMIT, headerRoom,
             MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_NOTIFY_CONNECTION, onConnection, this,
@@ -106,7 +112,7 @@ public:
         if (daemon == nullptr || wake.get() < 0) {
             const int error = errno;
             if (daemon == nullptr) {
-                close(taken);
+                close(listener);
             }
             return Failure{ExitStatus::Failure, "the HTTP server can't be started: " +
                                                     std::generic_category().message(error)};
@@ -116,10 +122,12 @@ public:
     }
 
 private:
-    /* What a connection is doing, and until when. */
+    /* What a connection is doing, and since when. */
     struct Peer {
         int fd;
-        Clock::time_point deadline;
+        std::string address; /* without the port; empty for a socket that isn't of the internet */
+        Clock::time_point since;
+        bool isAnswered = false; /* else its request is waited for */
         bool isCutOff = false;
     };
 
@@ -130,21 +138,25 @@ private:
         while ((watched[1].revents & POLLIN) == 0) {
             poll(watched.data(), watched.size(), timeout());
             MHD_run(daemon);
+            pollfd waiting{listener, POLLIN, 0};
+            isWaitedFor = peers.size() >= mostConnections && poll(&waiting, 1, 0) == 1;
             cutOffLatePeers();
         }
     }
 
     /* Until the next deadline, in milliseconds rounded up; -1: for ever. */
     int timeout() const {
-        int64_t wait = -1;
+        int64_t wait = peers.size() < mostConnections ? -1 : lookPauseMs;
         unsigned long long ownWait = 0;
         if (MHD_get_timeout(daemon, &ownWait) == MHD_YES) {
-            wait = static_cast<int64_t>(std::min(ownWait, 60'000ULL));
+            const auto bounded = static_cast<int64_t>(std::min(ownWait, 60'000ULL));
+            wait = wait < 0 ? bounded : std::min(wait, bounded);
         }
         const auto now = Clock::now();
         for (const Peer& peer : peers) {
             if (!peer.isCutOff) {
-                const auto left = std::chrono::ceil<std::chrono::milliseconds>(peer.deadline - now);
+                const auto left =
+                    std::chrono::ceil<std::chrono::milliseconds>(deadlineOf(peer) - now);
                 const int64_t bounded = std::max<int64_t>(left.count(), 0);
                 wait = wait < 0 ? bounded : std::min(wait, bounded);
             }
@@ -152,13 +164,40 @@ private:
         return static_cast<int>(wait);
     }
 
-    /* The daemon notices that such a connection is closed. */
+    /* Connections, or those of an address. */
+    size_t countOpen(const std::string* address) const {
+        return static_cast<size_t>(std::ranges::count_if(peers, [&](const Peer& peer) {
+            return !peer.isCutOff && (address == nullptr || peer.address == *address);
+        }));
+    }
+
+    /* Whether the daemon takes no further connection, which one has come for already; or would
+     * refuse one of this address. */
+    bool isCrowded(const Peer& peer) const {
+        if (peers.size() < mostOfAnAddress) {
+            return false;
+        }
+        return (isWaitedFor && countOpen(nullptr) >= mostConnections) ||
+               (!peer.address.empty() && countOpen(&peer.address) >= mostOfAnAddress);
+    }
+
+    /* Who is slow must shut nobody out: where it is crowded, there is less time. */
+    Clock::time_point deadlineOf(const Peer& peer) const {
+        const bool hasLess = isCrowded(peer);
+        if (peer.isAnswered) {
+            return peer.since + (hasLess ? crowdedAnswerLimit : answerLimit);
+        }
+        return hasLess ? peer.since + crowdedRequestLimit : peer.since + requestLimit;
+    }
+
+    /* The oldest first, as long as it is crowded. The daemon notices that such a connection is
+     * closed. */
     void cutOffLatePeers() {
         const auto now = Clock::now();
-        for (Peer& peer : peers) {
-            if (!peer.isCutOff && now >= peer.deadline) {
-                shutdown(peer.fd, SHUT_RDWR);
-                peer.isCutOff = true;
+        for (auto peer = peers.rbegin(); peer != peers.rend(); ++peer) {
+            if (!peer->isCutOff && now >= deadlineOf(*peer)) {
+                shutdown(peer->fd, SHUT_RDWR);
+                peer->isCutOff = true;
                 traffic.cutOff++;
             }
         }
@@ -172,7 +211,7 @@ private:
         if (code == MHD_CONNECTION_NOTIFY_STARTED) {
             const auto* info =
                 MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-            self.peers.push_front({info->connect_fd, Clock::now() + requestLimit});
+            self.peers.push_front({info->connect_fd, addressOf(connection), Clock::now()});
             self.traffic.connections++;
             self.traffic.connectionsTotal++;
             *context = &self.peers.front();
@@ -192,7 +231,31 @@ private:
         }
         delete size;
         *request = nullptr;
-        peerOf(connection).deadline = Clock::now() + requestLimit;
+        startPhase(peerOf(connection), false);
+    }
+
+    static void startPhase(Peer& peer, bool isAnswered) {
+        peer.since = Clock::now();
+        peer.isAnswered = isAnswered;
+    }
+
+    static std::string addressOf(MHD_Connection* connection) {
+        const auto* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+        if (info == nullptr || info->client_addr == nullptr) {
+            return "";
+        }
+        const sockaddr* address = info->client_addr;
+        const auto bytes = [&](const auto& part) {
+            return std::string(reinterpret_cast<const char*>(&part), sizeof part);
+        };
+        switch (address->sa_family) {
+        case AF_INET:
+            return bytes(reinterpret_cast<const sockaddr_in*>(address)->sin_addr);
+        case AF_INET6:
+            return bytes(reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr);
+        default:
+            return "";
+        }
     }
 
     static Peer& peerOf(MHD_Connection* connection) {
@@ -216,7 +279,7 @@ private:
             *uploadSize = 0; /* a body is of no interest */
             return MHD_YES;
         }
-        peerOf(connection).deadline = Clock::now() + answerLimit;
+        startPhase(peerOf(connection), true);
         HttpAnswer answer = isServed ? self.answerTo(connection, url) : refusal();
         uint64_t size = 0;
         for (const auto& piece : answer.body) {
@@ -259,7 +322,9 @@ private:
     Handler handler;
     samples::Descriptor wake;
     MHD_Daemon* daemon = nullptr;
-    std::list<Peer> peers;
+    int listener = -1;     /* the daemon's */
+    std::list<Peer> peers; /* the newest first */
+    bool isWaitedFor = false;
     HttpTraffic traffic;
     std::thread thread;
 };

@@ -3,6 +3,7 @@
  * can keep it from serving others: a client that isn't done with its request 5 seconds after its
  * connection (or its last answer), or with the answer 30 seconds after its request, is cut off,
  * however busy it seems; there are at most 64 connections, 16 an address, and 32 KB of header.
+ * While there are that many, half a second and 5 seconds are all: somebody else is waiting.
  *
  * The library has a time-out of its own, which begins anew with every byte; so the deadlines are
  * kept here.
