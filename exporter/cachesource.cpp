@@ -224,12 +224,15 @@ void CacheSource::takeSample(samples::Sample sample) {
     state.picture = sums.picture();
     state.taken = Clock::now();
     state.collectionTime = state.taken - begun;
-    /* How often a reader behind a socket samples is told by its samples alone. */
+    /* How often a reader behind a socket samples is told by its samples alone; until there are two,
+     * the next one is not waited for in vain. */
     constexpr std::chrono::nanoseconds longest = 24h;
-    state.interval = wanted.by == Target::By::Socket && distance > 0ns
-                         ? std::clamp<Clock::duration>(distance, interval, longest)
-                         : interval;
-    due = state.taken + 2 * state.interval + samples::silenceLimit;
+    const bool isSocket = wanted.by == Target::By::Socket;
+    if (isSocket && distance > 0ns) {
+        state.interval = std::clamp<Clock::duration>(distance, interval, longest);
+    }
+    due = state.taken + samples::silenceLimit +
+          (isSocket && distance == 0ns ? longest : 2 * state.interval);
     changes++;
 }
 

@@ -16,6 +16,18 @@ Number nanoseconds(Clock::duration duration) {
     return Number::ofSigned(std::chrono::nanoseconds(duration).count());
 }
 
+/* Why a cache isn't live. */
+std::string reasonOf(const CacheStatus& cache, Clock::time_point now) {
+    if (!cache.problem.empty()) {
+        return cache.problem;
+    }
+    if (cache.picture == nullptr) {
+        return cache.title + " has sent no sample yet";
+    }
+    const auto age = std::chrono::floor<std::chrono::seconds>(now - cache.taken);
+    return cache.title + " has sent no sample for " + std::to_string(age.count()) + " seconds";
+}
+
 void addByReason(MetricWriter& writer, const BoardState& state,
                  std::map<std::string, uint64_t> CacheStatus::*counts) {
     for (const CacheStatus& cache : state.caches) {
@@ -189,8 +201,7 @@ HttpAnswer Scraper::readiness() const {
     }
     std::string text;
     for (const CacheStatus& cache : state->caches) {
-        text += cache.problem.empty() ? cache.title + " has sent no sample yet" : cache.problem;
-        text += '\n';
+        text += reasonOf(cache, now) + "\n";
     }
     if (state->caches.empty()) {
         text = (state->problem.empty() ? "no cache has been found yet" : state->problem) + "\n";
