@@ -4,6 +4,7 @@
 #include "printable.h"
 
 #include <algorithm>
+#include <set>
 
 namespace exporter {
 namespace {
@@ -24,6 +25,41 @@ bool isChosen(const SeriesChoice& choice, const Figure& figure, const MetricPlac
         isIn = pattern.matches(figure) ? isIncluded : isIn;
     }
     return isIn;
+}
+
+bool isSameOwner(const Record& one, const Record& other) {
+    return one.pid == other.pid && one.statType == other.statType && one.session == other.session &&
+           (one.startedNs == other.startedNs || one.startedNs == 0 || other.startedNs == 0);
+}
+
+/* The records before, for each now. A process that has another name since, or whose start has
+ * become known, has not come: what it had counted already is no gain. */
+std::vector<const Record*> ownersBefore(std::span<const Record> now,
+                                        std::span<const Record* const> matches,
+                                        std::span<const Record> before) {
+    std::vector<const Record*> found(matches.begin(), matches.end());
+    if (before.empty() || std::ranges::find(found, nullptr) == found.end()) {
+        return found;
+    }
+    std::multimap<int32_t, const Record*> left; /* by process id */
+    const std::set<const Record*> taken(matches.begin(), matches.end());
+    for (const Record& record : before) {
+        if (!taken.contains(&record)) {
+            left.emplace(record.pid, &record);
+        }
+    }
+    for (size_t i = 0; i < now.size() && !left.empty(); i++) {
+        if (found[i] == nullptr) {
+            const auto [first, end] = left.equal_range(now[i].pid);
+            const auto own = std::find_if(
+                first, end, [&](const auto& entry) { return isSameOwner(*entry.second, now[i]); });
+            if (own != end) {
+                found[i] = own->second;
+                left.erase(own);
+            }
+        }
+    }
+    return found;
 }
 
 /* Different processes may be alike in them. */
@@ -100,8 +136,9 @@ std::optional<samples::Sample> Accumulation::add(samples::Sample sample) {
         members.processes.clear();
     }
     const auto records = last->records();
-    const auto matches =
-        matcher.match(records, before ? before->records() : std::span<const Record>());
+    const auto recordsBefore = before ? before->records() : std::span<const Record>();
+    const auto matches = matcher.match(records, recordsBefore);
+    const auto owners = ownersBefore(records, matches, recordsBefore);
     for (size_t i = 0; i < records.size(); i++) {
         const Record& record = records[i];
         if (record.kind == nullptr || (record.kind->bit & choice.processes.kinds) == 0) {
@@ -109,7 +146,7 @@ std::optional<samples::Sample> Accumulation::add(samples::Sample sample) {
         }
         Members& kind = byKind[static_cast<size_t>(record.kind->index)];
         kind.kind = record.kind;
-        kind.processes.push_back({&record, matches[i]});
+        kind.processes.push_back({&record, owners[i]});
         if (choice.isPerProcess && choice.processes.includes(record)) {
             Members& own = byLabels[processLabels(record)];
             own.kind = record.kind;
