@@ -239,6 +239,10 @@ int setrlimit(int, const struct rlimit*);
 
 CALL_TABLE(INTERPOSE)
 
+/* What realpath is called where the compiler knows the size of the buffer. */
+__asm__(".pushsection .text\n.globl __realpath_chk\n.type __realpath_chk, @function\n"
+        "__realpath_chk:\n\tjmp realpath\n.size __realpath_chk, .-__realpath_chk\n.popsection\n");
+
 /* vfork returns twice into the frame of its caller and can't be called from a function of ours:
    the decision is made first, and the real one jumped to. */
 static constinit Entry entry_vfork = {"vfork", Reports::minusOne, &typeid(int())};
@@ -303,7 +307,9 @@ const std::map<std::string, std::vector<int>>& interposedCalls() {
    families. That output is lost is nobody's business: tested with a full device. fputs, htonl,
    ntohl and pthread_equal are called where nothing is optimised. */
 const char* callsThatCannotFail() {
-    return "__cpu_indicator_init __cpu_model __errno_location __stack_chk_fail _exit atexit "
+    return "__cpu_indicator_init __cpu_model __errno_location __fprintf_chk __printf_chk "
+           "__realpath_chk __snprintf_chk __stack_chk_fail __vfprintf_chk __vsnprintf_chk _exit "
+           "atexit "
            "closedir exit fprintf fputs free freeaddrinfo getegid geteuid getgid getpid getuid "
            "htonl inet_ntop inet_pton memcpy memmove memrchr memset nl_langinfo ntohl printf "
            "pthread_attr_destroy pthread_equal pthread_mutexattr_destroy pthread_once pthread_self "

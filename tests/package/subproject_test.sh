@@ -48,6 +48,23 @@ build/parent
 build/tvsi/src/libtvsi-$version-64.so
 BUILT
 
+# FetchContent takes it in as well, and what asks for the package then finds it there.
+mkdir fetching
+mv parent.c fetching
+cat >fetching/CMakeLists.txt <<'CMAKE'
+cmake_minimum_required(VERSION 3.25)
+project(fetching LANGUAGES C)
+include(FetchContent)
+FetchContent_Declare(tvsi SOURCE_DIR ${TVSI} OVERRIDE_FIND_PACKAGE)
+find_package(tvsi 3.7 REQUIRED)
+add_executable(parent parent.c)
+target_link_libraries(parent PRIVATE tvsi::tvsi)
+CMAKE
+cmake -G "$generator" -S fetching -B fetched -DTVSI="$source_dir" -DFETCHCONTENT_FULLY_DISCONNECTED=ON \
+    &>>log || { cat log; exit 1; }
+cmake --build fetched >>log || { cat log; exit 1; }
+fetched/parent
+
 # At top level, too, the library needs a compiler and nothing else.
 cmake -G "$generator" -S "$source_dir" -B alone -DCMAKE_PROJECT_INCLUDE="$PWD/no_packages.cmake" \
     -DTVSI_BUILD_{TOOLS,STANDIN,TESTS}=OFF &>>log || { cat log; exit 1; }
