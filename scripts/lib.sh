@@ -14,7 +14,7 @@ declare -A packages=(
     [coverage]="gcovr"
     [bench]="libbenchmark-dev python3 varnish"
     [lint]="clang clang-format clang-tidy git shellcheck"
-    [monitoring]="nginx-light openssl prometheus"
+    [monitoring]="chromium chromium-driver nginx-light openssl prometheus python3-selenium"
     [package]="debhelper debootstrap dh-python dpkg-dev fakeroot git lintian mandoc piuparts python3
         util-linux xz-utils"
 )

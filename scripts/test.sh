@@ -12,7 +12,7 @@ Usage: scripts/test.sh [STAGE...] [-- CTEST-ARGUMENT...]
 
 Stages, all of ${all_stages[*]} unless some are named:
   optimised  the tests in an optimised build, and a smoke run of each benchmark
-  monitoring the exporter with Prometheus, in an optimised build
+  monitoring the exporter with Prometheus and a browser, in an optimised build
   debug      the tests in a build without optimisation
   unit       the unit tests, built with clang and without optimisation
   asan       the tests under the address, leak and undefined-behaviour sanitizers

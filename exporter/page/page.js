@@ -690,7 +690,7 @@
       }, ...wordsOf(figure.name));
       const unit = unitText(figure, false);
       const cells = heads.map(() => make("td", { class: "number" }));
-      const line = make("tr", { "data-field": figure.name }, make("th", { scope: "row", class: "text" }, button,
+      const line = make("tr", { "data-field": figure.name }, make("th", { scope: "row", class: "text" }, button, " ",
         make("span", { class: "unit" }, unit)), ...cells);
       detail.rows.push({ figure, at, line, cells, button });
       body.append(line);
