@@ -958,7 +958,7 @@
     }
     const { cache, process } = view;
     const [sampled, detailed] = await Promise.all([
-      ask(query("api/sample", { cache, fields: chartedFields().join(",") })),
+      ask(query("api/sample", { cache, fields: chartedFields().join(","), brief: 1 })),
       process ? ask(query("api/process", { cache, process })) : null,
       kindPast.follow({ cache, fields: view.chart, seconds: view.span }),
       process ? detail.past.follow({ cache, fields: view.charts.join(","), seconds: view.span, process }) : null,

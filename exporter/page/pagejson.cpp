@@ -88,11 +88,16 @@ void appendHead(std::string& text, const CacheStatus& cache, CacheState state,
     appendNumber(text, "seconds", hasBefore ? Number::ofDecimal(view->moment().seconds) : Number());
 }
 
-/* "values" and "rates" of groups of processes, field by field; rates of counters alone. */
+/* "values" and "rates" of groups of processes, field by field; rates of counters alone, in brief
+ * their only numbers. */
 template <class Groups>
 void appendNumbers(std::string& text, const SampleView& view, std::span<const ChosenField> fields,
-                   const Groups& groups) {
+                   const Groups& groups, bool isBrief) {
     appendList(text, "values", fields, [&](const ChosenField& field) {
+        if (isBrief && field.isCounter()) {
+            text += "null";
+            return;
+        }
         appendJsonList(text, groups,
                        [&](const auto& group) { appendJson(text, view.value(field, group)); });
     });
@@ -117,12 +122,12 @@ void appendKinds(std::string& text, const SampleView& view, std::span<const Chos
                    [&](const Kind* kind) { appendJsonString(text, kind->shortName.view()); });
     appendList(text, "processes", groups,
                [&](const auto& group) { appendInteger(text, uint64_t{group.size()}); });
-    appendNumbers(text, view, fields, groups);
+    appendNumbers(text, view, fields, groups, false);
     text += '}';
 }
 
 void appendProcesses(std::string& text, const SampleView& view, std::span<const ChosenField> fields,
-                     std::span<const Kind* const> kinds) {
+                     std::span<const Kind* const> kinds, bool isBrief) {
     std::vector<std::span<const Process>> groups; /* of one */
     for (const Process& process : view.processes()) {
         if (process.now->kind != nullptr) {
@@ -146,7 +151,7 @@ void appendProcesses(std::string& text, const SampleView& view, std::span<const 
     add("session", [&](const Record& record) { appendInteger(text, int64_t{record.session}); });
     add("name", [&](const Record& record) { appendJsonString(text, record.name); });
     add("state", [&](const Record& record) { appendJsonString(text, nameOf(record.state)); });
-    appendNumbers(text, view, fields, groups);
+    appendNumbers(text, view, fields, groups, isBrief);
     text += '}';
 }
 
@@ -222,7 +227,7 @@ std::string cachesJson(const BoardState& state, Clock::time_point now, bool hasR
 }
 
 std::string sampleJson(const CacheStatus& cache, CacheState state, const SampleView* view,
-                       std::span<const ChosenField> fields) {
+                       std::span<const ChosenField> fields, bool isBrief) {
     std::string text;
     appendHead(text, cache, state, view);
     appendList(text, "fields", fields,
@@ -238,7 +243,7 @@ std::string sampleJson(const CacheStatus& cache, CacheState state, const SampleV
         text.reserve(text.size() +
                      view->processes().size() * (5 + 2 * fields.size()) * bytesOfNumber);
         appendKinds(text, *view, fields, kinds);
-        appendProcesses(text, *view, fields, kinds);
+        appendProcesses(text, *view, fields, kinds, isBrief);
     }
     return text + '}';
 }

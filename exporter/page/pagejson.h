@@ -24,9 +24,10 @@ std::string catalogueJson();
 
 std::string cachesJson(const BoardState& state, Clock::time_point now, bool hasRecording);
 
-/* The kinds and processes of a sample, with the chosen fields; nothing of them without a view. */
+/* The kinds and processes of a sample, with the chosen fields; nothing of them without a view. In
+ * brief processes have no values where they have rates, as in a table. */
 std::string sampleJson(const CacheStatus& cache, CacheState state, const SampleView* view,
-                       std::span<const ChosenField> fields);
+                       std::span<const ChosenField> fields, bool isBrief);
 
 /* All figures of a process, in the order of the catalogue. */
 std::string processJson(const CacheStatus& cache, CacheState state, const SampleView* view,

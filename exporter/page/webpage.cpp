@@ -194,7 +194,7 @@ HttpAnswer WebPage::ofCache(const HttpRequest& request, const CacheStatus& cache
     const CacheState state = stateOf(cache, now);
     const Shown shown{cache.labels,       cache.problem, cache.picture, cache.sample,
                       cache.sampleBefore, state,         cache.attaches};
-    std::string key = keyOf(request, {"cache", "fields", "process"});
+    std::string key = keyOf(request, {"cache", "fields", "brief", "process"});
     auto at = std::ranges::find(renderings, key, &Rendering::key);
     if (at == renderings.end() || at->shown != shown) {
         std::string text;
@@ -210,7 +210,8 @@ HttpAnswer WebPage::ofCache(const HttpRequest& request, const CacheStatus& cache
                 return refusal(400, "fields: " + bad->sentence);
             }
             text =
-                sampleJson(cache, state, viewOf(shown), std::get<std::vector<ChosenField>>(fields));
+                sampleJson(cache, state, viewOf(shown), std::get<std::vector<ChosenField>>(fields),
+                           request.argument("brief") == "1");
         }
         if (at != renderings.end()) {
             renderings.erase(at);
