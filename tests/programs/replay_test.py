@@ -3,14 +3,16 @@
 once of caches that run, while they are recorded, and once of the recording.
 """
 
+import contextlib
 import json
+import os
 import pathlib
 import shutil
 import signal
 import subprocess
 import sys
 
-from running import PATIENCE, Server, attempt, server_directory
+from running import PATIENCE, Server, Tool, attempt, children_of, eventually, server_directory
 
 PROGRAMS = pathlib.Path(sys.argv[1])
 QUESTIONS = [
@@ -132,6 +134,44 @@ def damage(server, directory):
         yield f"damaged: {read}"
 
 
+def fill_disk(server, directory):
+    """The disk is full, and then no more: that is said, the view goes on, what was recorded is good."""
+    disk, kept = pathlib.Path(directory) / "disk", pathlib.Path(directory) / "kept"
+    disk.mkdir()
+    mount = ["unshare", "--mount", "sh", "-c", f"mount -t tmpfs -o size=400k none {disk} && exec \"$@\"", "sh"]
+    if subprocess.run([*mount, "true"], capture_output=True, check=False).returncode != 0:
+        return  # nobody may mount here
+    script = f"{PROGRAMS}/tvsistat --write {disk}/r -j -k monitor demo 0.1; status=$?; cp -r {disk} {kept}; exit $status"
+    tool = Tool([*mount, "sh", "-c", script], env=server.environment)
+    inside = pathlib.Path(f"/proc/{tool.pid}/root{disk}")
+
+    def wait(condition, what):
+        eventually(lambda: [tool.read(0.1), condition()][1], f"{what}: {tool.err}")
+
+    def recorded():
+        return [(inside / name).stat().st_size for name in ("r", "r.tail")]
+
+    try:
+        tool.until(r"version")
+        wait(lambda: recorded()[1], "the tail is empty")
+        with contextlib.suppress(OSError), (inside / "ballast").open("wb", buffering=0) as ballast:
+            while True:
+                ballast.write(bytes(4096))
+        wait(lambda: "recording waits until it can" in tool.err, "no complaint")
+        tool.until(r"(?s)(version.*){9}", len(tool.out))
+        (inside / "ballast").unlink()
+        before = recorded()
+        wait(lambda: "can be written again" in tool.err, "no recovery")
+        wait(lambda: recorded() != before, "nothing more is recorded")
+        os.kill(eventually(lambda: children_of(tool.pid), "no child")[0], signal.SIGINT)
+    finally:
+        status = tool.end()
+    seen = [json.loads(line)["time"] for line in tool.out.splitlines()]
+    status, lines = rows(server, "-R", kept / "r")
+    if status or [line["time"] for line in lines] != seen or "No space left" not in tool.err:
+        yield f"disk full: {status}, {len(lines)} of {len(seen)}, {tool.err}"
+
+
 def rows(server, *words):
     """What is shown, as JSON has it, of one kind of process that each sample has; how it ended."""
     run = tvsistat(server, "-j", "-k", "monitor", *words)
@@ -211,6 +251,7 @@ def main():
             faults += [fault for question in QUESTIONS[:4] for fault in attempt(ask_alone, servers[0], directory, question)]
             faults += attempt(merge, directory) + attempt(history, servers[0], directory)
             faults += attempt(cut, servers[0], directory) + attempt(damage, servers[0], directory)
+            faults += attempt(fill_disk, servers[0], directory)
             faults += [fault for form in ("-j", "", "-c") for fault in attempt(see_an_end, directory, form)]
             faults += attempt(stream_again, servers[0], directory)
         finally:
