@@ -130,15 +130,22 @@ class Collecting(Case):
             exporter.end()
             server.kill()
 
+    def test_a_cache_that_is_named_twice_is_shown_once(self):
+        self.serve()
+        exporter = self.export("--interval", "0.5", "--brox", "demo", "--cache", "demo~1f2e", "--all")
+        self.assertTrue(until(lambda: exporter.said().count("is attached") == 2))
+        self.assertEqual([name for name in exporter.series() if name.startswith("tvsi_up")], ["tvsi_up" + DEMO])
+
     def test_series_of_processes_and_their_limit(self):
         self.serve()
-        for most, limited in [("20000", 0), ("1000", 1)]:
-            exporter = self.export("--interval", "0.5", "--per-process", "--kinds", "vok,brox", "--max-series", most)
+        for most, name, limited, voks in [("20000", ".", 0, 4), ("20000", "[13]$", 0, 2), ("1000", ".", 1, 0)]:
+            exporter = self.export("--interval", "0.5", "--per-process", "--kinds", "vok,brox", "--name", name,
+                                   "--max-series", most)
             self.assertTrue(until(lambda: COMMITS in exporter.series()))
             series = exporter.series()
             self.assertEqual(series[OWN + "limited"], limited)
             own = [name for name in series if name.startswith("tvsi_process_vok_commit_total")]
-            self.assertEqual(len(own), 0 if limited else 4)
+            self.assertEqual(len(own), voks)
             self.assertFalse([name for name in series if name.startswith("tvsi_monitor_")])
             self.assertEqual(exporter.end(signal.SIGINT), 0)
 
@@ -169,6 +176,14 @@ class Scraping(Case):
             self.assertTrue(head.startswith(f"HTTP/1.1 {status} "), (path, head))
             self.assertIn("nosniff", head)
             self.assertEqual(body == b"", method == "HEAD")
+        sent = OWN + "sent_bytes_total"
+        for method, counts in [("GET", True), ("HEAD", False)]:
+            before = exporter.series()[sent]
+            text = exporter.get("/metrics")[1]
+            head, _ = exporter.get("/", method=method)
+            own = int(re.search(r"Content-Length: (\d+)", head)[1]) if counts else 0
+            after = exporter.series()[sent]
+            self.assertLess(abs(after - before - 2 * len(text) - own), 30, method)  # a few digits
         with exporter.connect() as connection:  # several requests on a connection, sent at once
             connection.sendall(b"GET /healthz HTTP/1.1\r\nHost: a\r\n\r\n" * 3)
             self.assertEqual(exporter.rest(connection).count(b"ok\n"), 3)
@@ -213,6 +228,17 @@ class Attacks(Case):
         self.assertTrue(exporter.answers())
         for connection in connections:
             connection.close()
+
+    def test_where_it_is_crowded_idle_clients_make_room_early(self):
+        for addresses in [["127.0.0.1"], ["127.0.0.2", "127.0.0.3", "127.0.0.4", "127.0.0.5"]]:
+            exporter = self.export()
+            began = time.monotonic()
+            idle = [exporter.connect(address) for address in addresses for _ in range(16)]
+            self.assertTrue(until(exporter.answers, 4))  # without room they have 5 seconds
+            self.assertLess(time.monotonic() - began, 4.5)
+            for connection in idle:
+                connection.close()
+            exporter.end()
 
     def test_a_header_that_is_too_large(self):
         exporter = self.export()
