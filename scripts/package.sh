@@ -90,7 +90,7 @@ build_neighbour() {
 find_mirror() {
     # shellcheck disable=SC2016 # for apt-get
     mirror=${DEBIAN_MIRROR:-$(apt-get indextargets --format '$(REPO_URI)' 'Codename: bookworm' \
-        'Component: main' 'Created-By: Packages' | sed 1q)}
+        'Component: main' 'Created-By: Packages' | sed -n 1p)}
     [ -n "$mirror" ] || fail "apt knows no place of Debian 12 (bookworm): name one in DEBIAN_MIRROR"
 }
 
