@@ -9,6 +9,7 @@ declare -A packages=(
         libzstd-dev ninja-build rapidjson-dev zlib1g-dev"
     [test]="abigail-tools binutils libgmock-dev libgtest-dev mandoc mypy pkg-config procps python3
         python3-jsonschema python3-numpy python3-pip python3-setuptools python3-wheel tidy tmux zsh"
+    [doc]="mandoc"
     [clang]="clang"
     [fuzz]="clang libclang-rt-14-dev"
     [coverage]="gcovr"
