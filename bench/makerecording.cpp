@@ -14,6 +14,7 @@
 #include "streamencoder.h"
 #include "versions.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -50,7 +51,7 @@ public:
         mover_.start(startNs / secondNs);
         shown_ = live_;
         std::minstd_rand random(static_cast<unsigned>(number));
-        isMoving_.resize(sizeof(ShrPcStatsSType::u) / sizeof(uint32_t));
+        isMoving_.resize((sizeof live_.stats - offsetof(ShrPcStatsSType, cmn)) / sizeof(uint32_t));
         for (size_t i = 0; i < isMoving_.size(); i++) {
             isMoving_[i] = random() % 100 < moving;
         }
@@ -60,8 +61,8 @@ public:
         for (int i = 0; i < times; i++) {
             mover_.update(now);
         }
-        const auto* from = reinterpret_cast<const std::byte*>(&live_.stats.u);
-        auto* to = reinterpret_cast<std::byte*>(&shown_.stats.u);
+        const auto* from = reinterpret_cast<const std::byte*>(&live_.stats.cmn);
+        auto* to = reinterpret_cast<std::byte*>(&shown_.stats.cmn);
         for (size_t i = 0; i < isMoving_.size(); i++) {
             if (isMoving_[i]) {
                 std::memcpy(to + i * sizeof(uint32_t), from + i * sizeof(uint32_t),
