@@ -5,7 +5,7 @@ set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "$0")/lib.sh"
 
-all_benchmarks=(queries cpp python attach load reader tvsistat)
+all_benchmarks=(queries cpp python attach load reader tvsistat exporter)
 
 usage() {
     cat <<USAGE

@@ -15,6 +15,7 @@ BEGIN = "<!-- made by scripts/figures.py -->"
 END = "<!-- end of what scripts/figures.py made -->"
 SIZES = ("50", "1000", "10000")
 PROGRAM_SIZES = ("200", "1000")
+SESSIONS = ("10", "200", "1000")
 
 # The rows of the page, in its order; the others stay in bench/figures.
 BY_SIZE = (
@@ -52,6 +53,13 @@ OF_PROGRAMS = (
         for measure in ("processor time", "page faults", "context switches")
     ),
 )
+OF_THE_EXPORTER = (
+    "a series of a kind rendered",
+    "the series of all kinds rendered",
+    "a sample summed up",
+    "a scrape, compressed, for each series",
+    "a scrape, uncompressed, for each series",
+)
 OF_ANY_SIZE = (
     "TvsiCacheIsAlive",
     "TvsiFetchMaxProcessesInCache",
@@ -62,6 +70,9 @@ OF_ANY_SIZE = (
     "`tvsistat -V`, processor time",
     "tvsi-reader's memory after 100,000 samples",
     "tvsistat's memory after 100,000 samples",
+    "a series of a process rendered",
+    "tvsi-exporter's memory, 100,000 series, compressed",
+    "tvsi-exporter's memory, 100,000 series, uncompressed",
 )
 
 SCALES = {
@@ -144,6 +155,7 @@ def tables(rows, places):
     text = [BEGIN, "", *(f"- {', '.join(files)}: {remark}" for remark, files in places.items()), ""]
     text += table(rows, BY_SIZE, SIZES)
     text += ["", *table(rows, OF_PROGRAMS, PROGRAM_SIZES)]
+    text += ["", "By sessions of the server:", "", *table(rows, OF_THE_EXPORTER, SESSIONS)]
     text += ["", "| Operation | Compared with | Whatever the size |", "|---|---|--:|"]
     for subject in OF_ANY_SIZE:
         row = find(rows, subject, ("",))[0]
