@@ -45,8 +45,8 @@ const Times& timesOf(const Message& message) {
 std::optional<StreamEvent> eventOf(const Message& message) {
     using Kind = StreamEvent::Kind;
     const Times& times = timesOf(message);
-    if (std::holds_alternative<StreamHeader>(message)) {
-        return StreamEvent{Kind::Attached, times, ""};
+    if (const auto* header = std::get_if<StreamHeader>(&message)) {
+        return StreamEvent{Kind::Attached, times, "", header->monitorPid};
     }
     if (const auto* lost = std::get_if<Lost>(&message)) {
         return StreamEvent{Kind::Lost, times, lost->sentence};

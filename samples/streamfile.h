@@ -22,7 +22,8 @@ const Times& timesOf(const Message& message);
 struct StreamEvent {
     enum class Kind : uint8_t { Attached, Lost, Ended, Mark } kind;
     Times times;
-    std::string text; /* of Lost and Mark */
+    std::string text;       /* of Lost and Mark */
+    int32_t monitorPid = 0; /* of Attached; 0: it could not be attached */
 };
 /* The event that a message tells of, if it does. */
 std::optional<StreamEvent> eventOf(const Message& message);

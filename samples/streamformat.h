@@ -52,7 +52,7 @@ inline constexpr uint32_t markType = typeOf("TVSM");
 
 constexpr bool isMessageType(uint32_t type) {
     return type == headerType || type == sampleType || type == lostType || type == noticeType ||
-           type == endType;
+           type == endType || type == markType;
 }
 
 struct MessageHead {

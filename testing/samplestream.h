@@ -24,7 +24,8 @@ struct StreamProcess {
 /* A stream of a cache of 64 slots, whose samples come at whole seconds from 18:20:07 UTC on. */
 class SampleStream {
 public:
-    explicit SampleStream(const std::string& location = "prod~1f2e", int monitorPid = 100) {
+    explicit SampleStream(const std::string& location = "prod~1f2e", int monitorPid = 100,
+                          double second = 0) {
         samples::StreamHeader header;
         header.interfaceVersion = samples::serverVersion();
         header.readerVersion = samples::releaseVersion();
@@ -34,7 +35,7 @@ public:
         header.monitorPid = monitorPid;
         header.monitorStartedNs = 1794853000000000000;
         header.slots = 64;
-        header.times = timesAt(0);
+        header.times = timesAt(second);
         encoder.add(header);
     }
     SampleStream& sample(double second, const std::vector<StreamProcess>& processes) {
@@ -51,8 +52,12 @@ public:
         encoder.endSample();
         return *this;
     }
-    SampleStream& lost(int status, const std::string& sentence) {
-        encoder.add(samples::Lost{status, sentence, timesAt(9)});
+    SampleStream& lost(int status, const std::string& sentence, double second = 9) {
+        encoder.add(samples::Lost{status, sentence, timesAt(second)});
+        return *this;
+    }
+    SampleStream& mark(const std::string& text, double second) {
+        encoder.add(samples::Mark{text, timesAt(second)});
         return *this;
     }
     SampleStream& notice(const std::string& text) {

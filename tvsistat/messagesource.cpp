@@ -243,6 +243,7 @@ public:
             part.ahead.reset();
             part.isAttached.clear();
         }
+        lastSamples.assign(known.size(), {});
         hasNothing = false;
     }
     std::optional<int64_t> sampleBefore(int64_t realNs, size_t count) override {
@@ -404,10 +405,15 @@ std::optional<SourceMessage> MergedSource::next() {
 std::vector<Landmark> MergedSource::landmarks() {
     std::vector<Landmark> all;
     for (Part& part : parts) {
-        for (Landmark& landmark : part.source->landmarks()) {
-            part.caches.resize(std::max(part.caches.size(), landmark.cache + 1));
-            landmark.cache = part.caches[landmark.cache];
-            all.push_back(std::move(landmark));
+        std::vector<Landmark> own = part.source->landmarks();
+        if (!part.ahead && part.source->caches().empty()) {
+            part.ahead = part.source->next(); /* with it the source knows its cache */
+        }
+        for (Landmark& landmark : own) {
+            if (landmark.cache < part.source->caches().size()) {
+                landmark.cache = place(part.source->caches()[landmark.cache]);
+                all.push_back(std::move(landmark));
+            }
         }
     }
     std::ranges::stable_sort(all, {}, [](const Landmark& each) { return each.event.times.realNs; });
@@ -444,6 +450,11 @@ Opened openOne(const std::string& name) {
 }
 
 } // namespace
+
+std::unique_ptr<MessageSource> openStream(Descriptor descriptor) {
+    const int input = descriptor.get();
+    return std::make_unique<PipeSource>(input, std::move(descriptor), "on standard input");
+}
 
 Opened openSource(std::span<const std::string> names) {
     if (names.size() == 1 && names[0] == "-") {

@@ -90,6 +90,9 @@ public:
     virtual std::vector<Landmark> landmarks() { return {}; }
 };
 
+/* A stream that comes through a descriptor: what "-" names, when that isn't standard input. */
+std::unique_ptr<MessageSource> openStream(samples::Descriptor descriptor);
+
 /* Opens what --read names: "-" for standard input (alone), files that hold a sample stream or a
  * recording, and directories of recordings. Failure: one can't be opened, or holds neither. */
 std::variant<std::unique_ptr<MessageSource>, samples::Failure>

@@ -23,6 +23,9 @@ void RecentSamples::add(const samples::Sample& sample, int64_t heldNs) {
     const auto distance =
         std::max(closestNs, static_cast<int64_t>(static_cast<double>(spanNs) *
                                                  (static_cast<double>(sample.size()) / maxBytes)));
+    if (!kept.empty() && nowNs < kept.back().sample.times.monotonicNs) {
+        kept.clear(); /* another start of the host */
+    }
     if (!kept.empty() && !isBroken && nowNs - kept.back().sample.times.monotonicNs < distance) {
         return;
     }

@@ -548,16 +548,16 @@ void RequestMaker::exclude(OptionId one, OptionId other) const {
 void RequestMaker::checkExclusions() const {
     using enum OptionId;
     constexpr std::pair<OptionId, OptionId> pairs[] = {
-        {Long, Json},      {Long, Csv},       {Json, Csv},      {Rate, Total},
-        {Rate, Delta},     {Total, Delta},    {Width, Wide},    {Fields, Include},
-        {Fields, Exclude}, {Fields, Group},   {Read, History},  {Merge, History},
-        {History, Wait},   {History, Follow}, {History, Align}, {Live, History},
-        {Merge, Wait},     {Merge, Follow},   {Merge, Align},   {Live, Merge},
-        {Read, Wait},      {Read, Follow},    {Once, Follow},   {Export, Long},
-        {Export, Json},    {Export, Csv},     {Export, Rate},   {Export, Total},
-        {Export, Delta},   {Read, Align},     {Live, Once},     {Live, Long},
-        {Live, Json},      {Live, Csv},       {Live, Sum},      {Live, Top},
-        {Live, Read},      {Live, Export},    {Live, Quiet},    {ListFields, Fields},
+        {Long, Json},      {Long, Csv},          {Json, Csv},      {Rate, Total},
+        {Rate, Delta},     {Total, Delta},       {Width, Wide},    {Fields, Include},
+        {Fields, Exclude}, {Fields, Group},      {Read, History},  {Merge, History},
+        {History, Wait},   {History, Follow},    {History, Align}, {Merge, Wait},
+        {Merge, Follow},   {Merge, Align},       {Live, Merge},    {Read, Wait},
+        {Read, Follow},    {Once, Follow},       {Export, Long},   {Export, Json},
+        {Export, Csv},     {Export, Rate},       {Export, Total},  {Export, Delta},
+        {Read, Align},     {Live, Once},         {Live, Long},     {Live, Json},
+        {Live, Csv},       {Live, Sum},          {Live, Top},      {Live, Export},
+        {Live, Quiet},     {ListFields, Fields},
     };
     for (const auto& [one, other] : pairs) {
         exclude(one, other);

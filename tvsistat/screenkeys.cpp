@@ -14,8 +14,10 @@ constexpr auto table = std::to_array<KeyEntry>({
     {Command::Right, Moving, {keys::right, 'l'}, "Right, l", "columns further right"},
     {Command::PageUp, Moving, {keys::pageUp}, "PgUp", "a page up"},
     {Command::PageDown, Moving, {keys::pageDown}, "PgDn", "a page down"},
-    {Command::First, Moving, {'g', keys::home}, "g, Home", "the first process"},
-    {Command::Last, Moving, {'G', keys::end}, "G, End", "the last process"},
+    {Command::First, Moving, {'g'}, "g", "the first process"},
+    {Command::Last, Moving, {'G'}, "G", "the last process"},
+    {Command::Home, Moving, {keys::home}, "Home", "as g; of a recording, its first sample"},
+    {Command::End, Moving, {keys::end}, "End", "as G; of a recording, its last sample"},
     {Command::NextView, Moving, {keys::tab}, "Tab", "the next view"},
     {Command::View,
      Moving,
@@ -39,11 +41,27 @@ constexpr auto table = std::to_array<KeyEntry>({
     {Command::Reverse, Choosing, {'r'}, "r", "sort the other way round"},
 
     {Command::Pause, Numbers, {' '}, "Space", "keep the picture, or go on; sampling never stops"},
-    {Command::Slower, Numbers, {'+'}, "+", "a longer interval"},
-    {Command::Faster, Numbers, {'-'}, "-", "a shorter interval"},
+    {Command::LongerInterval, Numbers, {'+'}, "+", "a longer interval"},
+    {Command::ShorterInterval, Numbers, {'-'}, "-", "a shorter interval"},
     {Command::Printing, Numbers, {'t'}, "t", "counters as rate, growth or total"},
     {Command::Scaled, Numbers, {'u'}, "u", "numbers scaled or in full"},
 
+    {Command::SampleBack, Replay, {'['}, "[", "the sample before"},
+    {Command::SampleForward, Replay, {']'}, "]", "the next sample"},
+    {Command::MinuteBack, Replay, {'{'}, "{", "a minute back"},
+    {Command::MinuteForward, Replay, {'}'}, "}", "a minute forward"},
+    {Command::Play, Replay, {'p'}, "p", "play, or stand still; Space does the same"},
+    {Command::Faster, Replay, {'x'}, "x", "play faster: 1, 2, 5, 10, 60 or 300 times"},
+    {Command::Slower, Replay, {'X'}, "X", "play slower"},
+    {Command::GoTo, Replay, {'b'}, "b", "go to a time, which is typed as for --start"},
+    {Command::NextEvent, Replay, {'n'}, "n", "the next event or mark"},
+    {Command::PreviousEvent, Replay, {'N'}, "N", "the event or mark before"},
+
+    {Command::Events,
+     General,
+     {'e'},
+     "e",
+     "all events; in a replay, Enter goes to the selected one"},
     {Command::Record, General, {'w'}, "w", "begin or end a recording"},
     {Command::Mark, General, {'m'}, "m", "set a mark, with a text, into events and recording"},
     {Command::Help, General, {'?'}, "?", "this help"},
@@ -54,7 +72,8 @@ constexpr auto table = std::to_array<KeyEntry>({
 } // namespace
 
 std::string_view nameOf(KeyGroup group) {
-    constexpr std::array<std::string_view, 4> names{"Moving", "Choosing", "Numbers", "General"};
+    constexpr std::array<std::string_view, 5> names{"Moving", "Choosing", "Numbers", "Replay",
+                                                    "General"};
     return names[static_cast<size_t>(group)];
 }
 

@@ -33,6 +33,8 @@ enum class Command : uint8_t {
     PageDown,
     First,
     Last,
+    Home,
+    End,
     NextView,
     View,
     Detail,
@@ -44,12 +46,23 @@ enum class Command : uint8_t {
     Reverse,
     HideIdle,
     Pause,
-    Slower,
-    Faster,
+    LongerInterval,
+    ShorterInterval,
     Printing,
     Scaled,
     Columns,
     NextCache,
+    SampleBack,
+    SampleForward,
+    MinuteBack,
+    MinuteForward,
+    Play,
+    Faster,
+    Slower,
+    GoTo,
+    PreviousEvent,
+    NextEvent,
+    Events,
     Record,
     Mark,
     Help,
@@ -57,7 +70,7 @@ enum class Command : uint8_t {
     Quit
 };
 
-enum class KeyGroup : uint8_t { Moving, Choosing, Numbers, General };
+enum class KeyGroup : uint8_t { Moving, Choosing, Numbers, Replay, General };
 /* "Moving", ... */
 std::string_view nameOf(KeyGroup group);
 

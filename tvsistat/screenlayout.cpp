@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <span>
 
 namespace tvsistat {
 namespace {
@@ -27,14 +28,17 @@ constexpr std::string_view legend[] = {
     "   abort% > 20, fail% > 5)",
     "=  behind a number: its owner has ended or is stopped, it stands still",
     "-  there is nothing; ? is a unit that nobody recorded",
-    "v  sorted, the greatest first; ^ the smallest first; > there are more columns",
+    "an arrow (v) behind a title: sorted, the greatest first; up (^): the smallest first",
+    "> there are more columns at the right, < at the left",
+    "x + m  on the line of a recording: a cache was gone, was there (again), a mark",
 };
 
 class Layouter {
 public:
     Layouter(ScreenModel& shown, const Surface& on)
         : model(shown), surface(on), width(on.size.width), height(on.size.height),
-          times(shown.request.layout.isUtc), grid(on.size.width, on.size.height) {}
+          nowNs(shown.replay ? shown.replay->atNs : on.nowNs), times(shown.request.layout.isUtc),
+          grid(on.size.width, on.size.height) {}
 
     Picture make();
 
@@ -57,16 +61,27 @@ private:
     void detailLine(const Figure& figure, const Row& shown, size_t begin, size_t at,
                     const std::vector<RecentSamples::Sighting>& sightings);
     void eventLog(size_t at);
+    void eventLine(size_t index, size_t at);
+    void eventList();
     void lastLine();
     void help();
     void columnChoice();
     std::string clock(int64_t realNs);
+    std::string longClock(int64_t realNs);
+    std::string replayText();
+    std::string replayState();
+    bool hasTimeLine() const {
+        return model.canSeek() && height >= lowHeight &&
+               model.replay->lastNs > model.replay->firstNs;
+    }
+    void timeLine();
     bool isStill(const statscatalogue::Kind* kind) const;
     uint8_t dimmed() const { return cache != nullptr && cache->goneNs != 0 ? dimLook : plainLook; }
 
     ScreenModel& model;
     const Surface& surface;
     const size_t width, height;
+    const int64_t nowNs; /* what is shown is of this moment */
     TimeText times;
     Grid grid;
     Picture picture;
@@ -76,8 +91,49 @@ private:
 
 std::string Layouter::clock(int64_t realNs) {
     std::string text;
-    times.appendShort(text, realNs / 1'000'000'000, surface.nowNs);
+    times.appendShort(text, realNs / 1'000'000'000, nowNs);
     return text;
+}
+
+/* "10:59:59"; on another day than today with the date, and with tenths where samples come fast. */
+std::string Layouter::longClock(int64_t realNs) {
+    std::string text;
+    times.append(text, realNs, 0);
+    std::string today;
+    times.append(today, surface.nowNs, 0);
+    constexpr size_t dateLength = 10;
+    const bool isToday = text.substr(0, dateLength) == today.substr(0, dateLength);
+    text[dateLength] = ' ';
+    text = text.substr(isToday ? dateLength + 1 : 0, isToday ? 8 : dateLength + 9);
+    if (model.replay && model.replay->distance > 0 && model.replay->distance < 1) {
+        text += fmt::format(".{}", realNs / 100'000'000 % 10);
+    }
+    return text;
+}
+
+std::string Layouter::replayState() {
+    const ScreenReplay& replay = *model.replay;
+    return replay.isReading ? "reads"
+           : replay.isAtEnd
+               ? "at its end"
+               : fmt::format("{} x{:g}", replay.isPlaying ? "plays" : "stands", replay.speed);
+}
+
+/* What kind of replay it is, its moment, and where that is when no line shows it. */
+std::string Layouter::replayText() {
+    const ScreenReplay& replay = *model.replay;
+    if (!replay.canSeek) {
+        return fmt::format("STREAM {} {}", replay.isAtEnd ? "has ended" : "last at",
+                           longClock(replay.atNs));
+    }
+    if (hasTimeLine()) {
+        return "REPLAY " + longClock(replay.atNs);
+    }
+    const auto length = static_cast<double>(replay.lastNs - replay.firstNs);
+    const double share =
+        length > 0 ? static_cast<double>(replay.atNs - replay.firstNs) / length : 1;
+    return fmt::format("REPLAY {} {} {:.0f}%", replayState(), longClock(replay.atNs),
+                       std::clamp(share * 100, 0.0, 100.0));
 }
 
 void Layouter::tooSmall() {
@@ -91,7 +147,7 @@ void Layouter::tooSmall() {
 
 /* Cache, Brox, age, slots, interval; at the right what is going on, and the clock. */
 void Layouter::titleLine() {
-    std::string right = clock(surface.nowNs);
+    std::string right = model.replay ? replayText() : clock(surface.nowNs);
     if (!model.recordedTo.empty()) {
         right = "REC  " + right;
     }
@@ -111,7 +167,7 @@ void Layouter::titleLine() {
         if (header.monitorStartedNs != 0 && cache->goneNs == 0) {
             parts.emplace_back("up ");
             appendShortSeconds(parts.back(),
-                               static_cast<double>(surface.nowNs - header.monitorStartedNs) / 1e9);
+                               static_cast<double>(nowNs - header.monitorStartedNs) / 1e9);
         }
         if (model.table.numUsed() >= 0) {
             parts.push_back(
@@ -132,6 +188,47 @@ void Layouter::titleLine() {
     y++;
 }
 
+/* The time of a recording, what happened in it, and where the replay stands. */
+void Layouter::timeLine() {
+    const ScreenReplay& replay = *model.replay;
+    const std::string first = longClock(replay.firstNs);
+    const std::string last = longClock(replay.lastNs);
+    constexpr size_t stateWidth = 12; /* "stands x300", and a blank */
+    const size_t begin = first.size() + 1;
+    const size_t end = width - std::min(width - begin - 2, last.size() + 1 + stateWidth);
+    const auto place = [&](int64_t realNs) {
+        const double share = static_cast<double>(realNs - replay.firstNs) /
+                             static_cast<double>(replay.lastNs - replay.firstNs);
+        return begin + static_cast<size_t>(std::clamp(share, 0.0, 1.0) *
+                                           static_cast<double>(end - begin - 1));
+    };
+    const size_t at = place(replay.atNs);
+    grid.put(0, y, first);
+    grid.put(end + 1, y, last);
+    grid.putBefore(width, y, replayState(), boldLook);
+    for (size_t x = begin; x < end; x++) {
+        const bool isPassed = x < at;
+        grid.set(x, y,
+                 surface.takesUnicode ? (isPassed ? U'\u2501' : U'\u2500')
+                 : isPassed           ? U'='
+                                      : U'-',
+                 isPassed ? accentLook : dimLook);
+    }
+    for (const ScreenEvent& event : model.events) {
+        constexpr std::u32string_view signs = U" x+m";
+        const char32_t sign = signs[static_cast<size_t>(event.kind)];
+        if (sign != U' ') {
+            grid.set(place(event.realNs), y, sign, boldLook);
+        }
+    }
+    grid.add(at, y, 1, reverseLook | boldLook);
+    if (grid.at(at, y).glyph == U'-' || grid.at(at, y).glyph == U'\u2500') {
+        grid.set(at, y, surface.takesUnicode ? U'\u25cf' : U'o', boldLook);
+    }
+    picture.timeline = {y, begin, end};
+    y++;
+}
+
 void Layouter::banner(std::string_view text, uint8_t look) {
     grid.put(0, y, text, look, width);
     grid.add(0, y, width, look);
@@ -140,15 +237,19 @@ void Layouter::banner(std::string_view text, uint8_t look) {
 
 void Layouter::banners() {
     if (cache == nullptr) {
-        banner("no cache runs on this host; looking for one", boldLook | alarmLook);
+        banner(model.replay ? "no sample has come yet"
+                            : "no cache runs on this host; looking for one",
+               boldLook | alarmLook);
         return;
     }
     if (cache->goneNs != 0) {
-        banner(fmt::format("GONE since {}: {}; it is looked for", clock(cache->goneNs),
-                           cache->goneWhy),
+        banner(fmt::format("GONE since {}: {}{}", clock(cache->goneNs), cache->goneWhy,
+                           model.replay ? "" : "; it is looked for"),
                boldLook | alarmLook);
     } else if (!cache->waitingFor.empty()) {
         banner(cache->waitingFor, boldLook | alarmLook);
+    } else if (model.replay && cache->showing.taken().isEmpty()) {
+        banner("nothing was recorded of it until now", boldLook | alarmLook);
     }
     for (const std::string& warning : model.table.warnings()) {
         banner("! " + warning, boldLook | alarmLook);
@@ -296,8 +397,11 @@ size_t Layouter::heading(const Row& row, size_t rowIndex, size_t at, size_t end,
         grid.put(from, at, column.title, boldLook);
         if (isSorted) {
             const bool isUp = column.identity.has_value() != model.table.isReversed();
-            grid.put(column.isText() ? x + column.title.size() : x + column.width, at,
-                     isUp ? "^" : "v", boldLook);
+            const char32_t mark = surface.takesUnicode ? (isUp ? U'\u2191' : U'\u2193')
+                                  : isUp               ? U'^'
+                                                       : U'v';
+            grid.set(column.isText() ? x + column.title.size() : x + column.width, at, mark,
+                     boldLook);
         }
         const std::string unit = model.table.unitOf(column);
         if (hasUnits) {
@@ -463,19 +567,62 @@ void Layouter::detail(size_t begin, size_t bottom) {
 void Layouter::eventLog(size_t at) {
     grid.put(0, at, "events", boldLook | accentLook);
     const size_t room = linesOfEvents - 1;
-    const size_t first = model.events.size() - std::min(model.events.size(), room);
-    for (size_t i = first; i < model.events.size(); i++) {
-        const ScreenEvent& event = model.events[i];
-        grid.put(0, at + 1 + i - first, clock(event.realNs) + "  " + event.text, plainLook, width);
+    const size_t passed = model.numPassedEvents();
+    const size_t end = std::min(model.events.size(), std::max(passed + 1, room));
+    const size_t first = end - std::min(end, room);
+    for (size_t i = first; i < end; i++) {
+        eventLine(i, at + 1 + i - first);
     }
+}
+
+/* In a replay, a sign stands before those that have happened by the moment that is shown. */
+void Layouter::eventLine(size_t index, size_t at) {
+    const ScreenEvent& event = model.events[index];
+    const bool isPassed = index < model.numPassedEvents();
+    const std::string_view sign = !model.canSeek() ? "" : isPassed ? "* " : "  ";
+    grid.put(0, at, fmt::format("{}{}  {}", sign, clock(event.realNs), event.text),
+             isPassed ? plainLook : dimLook, width);
+}
+
+void Layouter::eventList() {
+    const size_t room = height - 2;
+    const auto& events = model.events;
+    model.pageSize = room;
+    model.chosenEvent =
+        std::min(model.chosenEvent, events.size() - std::min<size_t>(events.size(), 1));
+    model.topEvent =
+        std::clamp(model.topEvent, model.chosenEvent - std::min(model.chosenEvent, room - 1),
+                   model.chosenEvent);
+    grid.clear(0, 0, width, height);
+    grid.put(0, 0, "Events", boldLook);
+    grid.putBefore(width, 0, model.replay ? replayText() : clock(surface.nowNs), boldLook);
+    grid.add(0, 0, width, reverseLook);
+    if (events.empty()) {
+        grid.put(0, 1, "nothing has happened yet");
+    }
+    for (size_t i = 0; i < room && model.topEvent + i < events.size(); i++) {
+        eventLine(model.topEvent + i, 1 + i);
+        if (model.topEvent + i == model.chosenEvent) {
+            grid.add(0, 1 + i, width, reverseLook);
+        }
+    }
+    grid.put(0, height - 1,
+             model.canSeek() ? "Enter goes to that moment, Esc goes back" : "Esc goes back",
+             dimLook);
+    picture.rows.clear();
+    picture.titles.clear();
+    picture.timeline = {};
 }
 
 void Layouter::lastLine() {
     const size_t at = height - 1;
     if (model.prompt != Prompt::None) {
         constexpr std::string_view leads[] = {"",
-                                              "processes that match: ", "fields whose name holds: ",
-                                              "record to the file: ", "mark: "};
+                                              "processes that match: ",
+                                              "fields whose name holds: ",
+                                              "record to the file: ",
+                                              "mark: ",
+                                              "time (10:00, yesterday 23:50, 5m): "};
         const std::string_view lead = leads[static_cast<size_t>(model.prompt)];
         const size_t x = grid.put(0, at, lead, boldLook);
         const size_t room = width - std::min(width, x + 1);
@@ -493,8 +640,13 @@ void Layouter::lastLine() {
     constexpr std::string_view hints[] = {"? help",      "q quit",       "Enter detail",
                                           "/ filter",    "Tab view",     "< > sort",
                                           "Space pause", "+ - interval", "t total/rate"};
+    constexpr std::string_view inReplay[] = {
+        "? help", "q quit",   "[ ] sample", "{ } minute", "p play",   "x speed",  "n N event",
+        "b time", "e events", "Home End",   "/ filter",   "Tab view", "< > sort", "Enter detail"};
     size_t x = 0;
-    for (const auto hint : hints) {
+    const std::span<const std::string_view> shown =
+        model.canSeek() ? std::span<const std::string_view>(inReplay) : hints;
+    for (const auto hint : shown) {
         if (x + hint.size() <= width) {
             x = grid.put(x, at, hint, dimLook) + gap;
         }
@@ -530,6 +682,7 @@ void Layouter::help() {
              dimLook);
     picture.rows.clear();
     picture.titles.clear();
+    picture.timeline = {};
 }
 
 void Layouter::columnChoice() {
@@ -563,6 +716,7 @@ void Layouter::columnChoice() {
     grid.put(0, height - 1, "Space chooses, d takes the usual ones, Enter goes back", dimLook);
     picture.rows.clear();
     picture.titles.clear();
+    picture.timeline = {};
 }
 
 Picture Layouter::make() {
@@ -573,6 +727,9 @@ Picture Layouter::make() {
     }
     cache = model.caches.empty() ? nullptr : &model.cache();
     titleLine();
+    if (hasTimeLine()) {
+        timeLine();
+    }
     banners();
     headlines();
     if (height >= lowHeight) {
@@ -602,6 +759,8 @@ Picture Layouter::make() {
         help();
     } else if (model.overlay == Overlay::Columns) {
         columnChoice();
+    } else if (model.overlay == Overlay::Events) {
+        eventList();
     }
     picture.grid = std::move(grid);
     return std::move(picture);

@@ -34,7 +34,12 @@ struct Picture {
         size_t row; /* one of the section */
         size_t column;
     };
+    /* The line on which the time of a recording is drawn. */
+    struct TimelinePlace {
+        size_t y = 0, begin = 0, end = 0;
+    };
     Grid grid;
+    TimelinePlace timeline;
     std::vector<RowPlace> rows;
     std::vector<TitlePlace> titles;
 };

@@ -15,6 +15,7 @@ constexpr size_t longestCourse = 600;
 constexpr size_t maxEvents = 500;
 constexpr size_t longestTyped = 200;
 
+constexpr std::array<double, 6> speeds{1, 2, 5, 10, 60, 300};
 constexpr std::array<double, 13> intervals{0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60, 300, 900, 3600};
 
 /* The kind that has a figure of a whole cache. */
@@ -49,6 +50,18 @@ ScreenCache::ScreenCache(const Request& request, View& view) : showing(request, 
     }
 }
 
+void ScreenCache::forget() {
+    showing.forget();
+    for (Headline& headline : headlines) {
+        headline.course.clear();
+    }
+    recent = {};
+    heldNs = goneNs = lastNs = 0;
+    goneWhy.clear();
+    waitingFor.clear();
+    lastMonitor = 0;
+}
+
 samples::Number valueIn(const Headline& headline, const samples::History& history) {
     std::vector<samples::Process> own;
     for (const auto& process : history.processes()) {
@@ -61,10 +74,20 @@ samples::Number valueIn(const Headline& headline, const samples::History& histor
 
 ScreenModel::ScreenModel(Request& asked) : request(asked), table(asked) {}
 
-ScreenCache& ScreenModel::addCache(std::string title) {
-    ScreenCache& cache = *caches.emplace_back(std::make_unique<ScreenCache>(request, table));
+ScreenCache& ScreenModel::addCache(std::string title, size_t place) {
+    place = std::min(place, caches.size());
+    current += !caches.empty() && place <= current ? 1U : 0U;
+    const auto at = caches.begin() + static_cast<std::ptrdiff_t>(place);
+    ScreenCache& cache = **caches.insert(at, std::make_unique<ScreenCache>(request, table));
     cache.title = std::move(title);
     return cache;
+}
+
+void ScreenModel::forgetSamples() {
+    table.forgetRows();
+    for (const auto& cache : caches) {
+        cache->forget();
+    }
 }
 
 void ScreenModel::dropCache(const ScreenCache& cache) {
@@ -81,7 +104,10 @@ void ScreenModel::dropCache(const ScreenCache& cache) {
 void ScreenModel::sampleTaken(ScreenCache& cache) {
     const samples::History& taken = cache.showing.taken();
     const samples::Sample& sample = taken.now();
-    if (cache.goneNs != 0 || !taken.hasBaseline()) {
+    /* Nobody knows what was between samples that are much further apart than they should be. */
+    const auto mostNs = static_cast<int64_t>(3 * interval() * 1e9) + 2'000'000'000;
+    const bool isLate = cache.lastNs != 0 && sample.times.monotonicNs - cache.lastNs > mostNs;
+    if (cache.goneNs != 0 || !taken.hasBaseline() || isLate) {
         noteGap(cache, sample.times.monotonicNs);
         cache.recent.breakOff();
     }
@@ -120,20 +146,45 @@ void ScreenModel::noteGap(ScreenCache& cache, int64_t monotonicNs) {
     cache.lastNs = std::max(cache.lastNs, monotonicNs - stepNs * 3 / 2);
 }
 
+void ScreenModel::tick(ScreenCache& cache, int64_t monotonicNs) {
+    if (cache.goneNs != 0) {
+        noteGap(cache, monotonicNs);
+    }
+}
+
 void ScreenModel::tick(int64_t monotonicNs) {
-    for (const auto& owned : caches) {
-        ScreenCache& cache = *owned;
-        if (cache.goneNs != 0) {
-            noteGap(cache, monotonicNs);
-        }
+    for (const auto& cache : caches) {
+        tick(*cache, monotonicNs);
     }
 }
 
 void ScreenModel::tell(int64_t realNs, std::string text) {
-    events.push_back({realNs, std::move(text)});
-    if (events.size() > maxEvents) {
+    insert({realNs, std::move(text)});
+}
+
+void ScreenModel::insert(ScreenEvent event) {
+    const auto isSame = [&](const ScreenEvent& other) {
+        return other.realNs == event.realNs && other.text == event.text;
+    };
+    const auto [first, at] =
+        std::ranges::equal_range(events, event.realNs, {}, &ScreenEvent::realNs);
+    if (std::any_of(first, at, isSame)) {
+        return;
+    }
+    const auto place = static_cast<size_t>(at - events.begin());
+    if (replay && replay->event && place <= *replay->event) {
+        ++*replay->event;
+    }
+    events.insert(at, std::move(event));
+    if (events.size() > maxEvents && !canSeek()) {
         events.pop_front();
     }
+}
+
+size_t ScreenModel::numPassedEvents() const {
+    const int64_t untilNs = canSeek() ? replay->atNs : INT64_MAX;
+    const auto end = std::ranges::upper_bound(events, untilNs, {}, &ScreenEvent::realNs);
+    return static_cast<size_t>(end - events.begin());
 }
 
 void ScreenModel::note(int64_t realNs, std::string_view sentence) {
@@ -141,13 +192,17 @@ void ScreenModel::note(int64_t realNs, std::string_view sentence) {
     tell(realNs, message);
 }
 
+void ScreenModel::lose(ScreenCache& cache, int64_t realNs, std::string_view sentence) {
+    cache.goneNs = realNs;
+    cache.goneWhy = shortReason(sentence);
+    cache.recent.breakOff();
+}
+
 void ScreenModel::happened(ScreenCache& cache, const Event& event) {
     const std::string sentence = samples::printable(event.sentence);
     switch (event.kind) {
     case Event::Kind::Gone:
-        cache.goneNs = event.times.realNs;
-        cache.goneWhy = shortReason(sentence);
-        cache.recent.breakOff();
+        lose(cache, event.times.realNs, sentence);
         tell(event.times.realNs, "GONE: " + sentence);
         break;
     case Event::Kind::Back:
@@ -212,6 +267,8 @@ void ScreenModel::move(int64_t rows) {
     };
     if (overlay == Overlay::Help) {
         topHelp = moved(topHelp);
+    } else if (overlay == Overlay::Events) {
+        chosenEvent = std::min(moved(chosenEvent), std::max<size_t>(events.size(), 1) - 1);
     } else if (overlay == Overlay::Columns) {
         chosenFigure = std::min(moved(chosenFigure), std::max<size_t>(choosable().size(), 1) - 1);
     } else if (isDetail) {
@@ -260,7 +317,12 @@ void ScreenModel::pause(bool isOn) {
     }
 }
 
+/* In a replay, samples that come earlier are passed over. */
 ScreenModel::Wish ScreenModel::changeInterval(int step) {
+    if (replay && !replay->canSeek) {
+        message = "the interval is that of the reader at the other end of the stream";
+        return Wish::Nothing;
+    }
     const double now = interval();
     double next = now;
     if (step > 0) {
@@ -278,6 +340,11 @@ ScreenModel::Wish ScreenModel::changeInterval(int step) {
         return Wish::Nothing;
     }
     request.interval = next;
+    if (replay && next <= replay->distance * 1.01) {
+        request.interval.reset();
+        message = "every sample that was recorded";
+        return now > replay->distance * 1.01 ? Wish::Interval : Wish::Nothing;
+    }
     message = "every " + intervalText(next);
     return Wish::Interval;
 }
@@ -307,11 +374,13 @@ void ScreenModel::applyFilter() {
 }
 
 ScreenModel::Wish ScreenModel::acceptAnswer() {
-    const Wish wish = prompt == Prompt::Mark ? Wish::Mark : Wish::Record;
+    const Wish wish = prompt == Prompt::Mark   ? Wish::Mark
+                      : prompt == Prompt::Time ? Wish::GoToTyped
+                                               : Wish::Record;
     prompt = Prompt::None;
     answer = std::move(typed);
     typed.clear();
-    return wish == Wish::Record && answer.empty() ? Wish::Nothing : wish;
+    return wish != Wish::Mark && answer.empty() ? Wish::Nothing : wish;
 }
 
 /* A filter is at work with each key; a file or a mark with the last one. */
@@ -339,7 +408,8 @@ void ScreenModel::openPrompt(Command command) {
     constexpr std::pair<Command, Prompt> prompts[] = {{Command::FilterRows, Prompt::Rows},
                                                       {Command::FilterFields, Prompt::Fields},
                                                       {Command::Record, Prompt::Recording},
-                                                      {Command::Mark, Prompt::Mark}};
+                                                      {Command::Mark, Prompt::Mark},
+                                                      {Command::GoTo, Prompt::Time}};
     prompt = std::ranges::find(prompts, command, &std::pair<Command, Prompt>::first)->second;
     typed = prompt == Prompt::Rows        ? table.rowFilter()
             : prompt == Prompt::Fields    ? table.fieldFilter()
@@ -368,11 +438,139 @@ ScreenModel::Wish ScreenModel::press(Key key) {
         chooseColumn(key);
     } else if (overlay == Overlay::Columns && (key == keys::enter || key == 'c')) {
         overlay = Overlay::None;
+    } else if (overlay == Overlay::Events && (key == keys::enter || key == 'e')) {
+        overlay = Overlay::None;
+        if (key == keys::enter && canSeek() && chosenEvent < events.size()) {
+            wish = goToEvent(chosenEvent);
+        }
     } else if (const auto command = commandOf(key)) {
         wish = obey(*command, key);
     }
     refresh();
     return wish;
+}
+
+void ScreenModel::refuseKey(Command command) {
+    message =
+        command == Command::Record
+            ? "it is recorded already; --read FILE --start A --end B --write NEW copies a part"
+        : command == Command::Mark
+            ? "marks are set while caches are watched; what is recorded stays as it is"
+        : replay ? "a stream from a pipe goes forwards only; record it (w) to look back"
+                 : "that key moves in what was recorded: tvsistat -i --read FILE";
+    isMessageProblem = true;
+}
+
+ScreenModel::Wish ScreenModel::goTo(int64_t realNs, ScreenGoal::Sample sample) {
+    goal = {std::clamp(realNs, replay->firstNs, std::max(replay->firstNs, replay->lastNs)), sample};
+    replay->event.reset();
+    return Wish::GoTo;
+}
+
+void ScreenModel::showCache(size_t place) {
+    current = place;
+    followed.reset();
+    standIn.reset();
+    selected = topItem = 0;
+}
+
+/* Of a cache that has come, its first sample is shown. */
+ScreenModel::Wish ScreenModel::goToEvent(size_t event) {
+    const ScreenEvent& chosen = events[event];
+    const bool isArrival = chosen.kind == ScreenEvent::Kind::There;
+    goTo(chosen.realNs, isArrival ? ScreenGoal::Sample::After : ScreenGoal::Sample::Any);
+    replay->event = event;
+    const auto own = std::ranges::find_if(
+        caches, [&](const auto& cache) { return cache->title == chosen.cache; });
+    const auto place = static_cast<size_t>(own - caches.begin());
+    if (place < caches.size() && place != current) {
+        showCache(place);
+    }
+    message = chosen.text;
+    return Wish::GoTo;
+}
+
+ScreenModel::Wish ScreenModel::chooseMoment(size_t cell, size_t cells) {
+    if (!canSeek() || overlay != Overlay::None || cells < 2) {
+        return Wish::Nothing;
+    }
+    const double share = static_cast<double>(cell) / static_cast<double>(cells - 1);
+    const auto distance = static_cast<double>(replay->lastNs - replay->firstNs);
+    return goTo(replay->firstNs + static_cast<int64_t>(distance * share),
+                cell + 1 == cells ? ScreenGoal::Sample::Before : ScreenGoal::Sample::After);
+}
+
+void ScreenModel::play(bool isOn) {
+    replay->isPlaying = isOn;
+    replay->event.reset();
+}
+
+void ScreenModel::changeSpeed(int step) {
+    double& speed = replay->speed;
+    double next = speed;
+    if (step > 0) {
+        const auto found = std::ranges::find_if(speeds, [&](double s) { return s > speed; });
+        next = found == speeds.end() ? speed : *found;
+    } else {
+        for (const double s : speeds) {
+            next = s < speed ? s : next;
+        }
+    }
+    message = next == speed ? fmt::format("that is the {} speed", step > 0 ? "greatest" : "lowest")
+                            : fmt::format("{:g} times as fast as it was{}", next,
+                                          replay->isPlaying ? "" : ": p plays");
+    speed = next;
+}
+
+ScreenModel::Wish ScreenModel::obeyReplay(Command command) {
+    using Sample = ScreenGoal::Sample;
+    constexpr int64_t minuteNs = 60'000'000'000;
+    if (!canSeek()) {
+        refuseKey(command);
+        return Wish::Nothing;
+    }
+    const size_t passed = numPassedEvents();
+    switch (command) {
+    case Command::SampleBack:
+    case Command::SampleForward:
+        play(false);
+        return command == Command::SampleBack ? Wish::SampleBack : Wish::SampleForward;
+    case Command::MinuteBack:
+        return goTo(replay->atNs - minuteNs, Sample::Before);
+    case Command::MinuteForward:
+        return goTo(replay->atNs + minuteNs, Sample::After);
+    case Command::Play:
+        if (replay->isAtEnd && !replay->isPlaying) {
+            message = "this is the end: Home goes to the beginning";
+        } else {
+            play(!replay->isPlaying);
+        }
+        return Wish::Nothing;
+    case Command::Faster:
+    case Command::Slower:
+        changeSpeed(command == Command::Faster ? 1 : -1);
+        return Wish::Nothing;
+    case Command::GoTo:
+        openPrompt(command);
+        return Wish::Nothing;
+    case Command::NextEvent: {
+        const size_t next = replay->event ? *replay->event + 1 : passed;
+        if (next < events.size()) {
+            return goToEvent(next);
+        }
+        message = "no event or mark comes later";
+        return Wish::Nothing;
+    }
+    default: {
+        const bool isOnOne = passed > 0 && events[passed - 1].realNs == replay->atNs;
+        const size_t end = replay->event ? *replay->event : passed - (isOnOne ? 1U : 0U);
+        if (end > 0) {
+            return goToEvent(end - 1);
+        }
+        message = "no event or mark is earlier";
+        return Wish::Nothing;
+    }
+    }
 }
 
 ScreenModel::Wish ScreenModel::obey(Command command, Key key) {
@@ -390,6 +588,14 @@ ScreenModel::Wish ScreenModel::obey(Command command, Key key) {
         return Wish::Nothing;
     case Command::PageDown:
         move(page);
+        return Wish::Nothing;
+    case Command::Home:
+    case Command::End:
+        if (canSeek() && overlay == Overlay::None) {
+            return command == Command::Home ? goTo(replay->firstNs, ScreenGoal::Sample::After)
+                                            : goTo(replay->lastNs, ScreenGoal::Sample::Before);
+        }
+        move(command == Command::Home ? -far : far);
         return Wish::Nothing;
     case Command::First:
         move(-far);
@@ -439,12 +645,33 @@ ScreenModel::Wish ScreenModel::obey(Command command, Key key) {
         topField = 0;
         break;
     case Command::NextCache:
-        current = (current + 1) % std::max<size_t>(caches.size(), 1);
-        followed.reset();
-        standIn.reset();
-        selected = topItem = 0;
+        showCache((current + 1) % std::max<size_t>(caches.size(), 1));
+        break;
+    case Command::SampleBack:
+    case Command::SampleForward:
+    case Command::MinuteBack:
+    case Command::MinuteForward:
+    case Command::Play:
+    case Command::Faster:
+    case Command::Slower:
+    case Command::GoTo:
+    case Command::PreviousEvent:
+    case Command::NextEvent:
+        return obeyReplay(command);
+    case Command::Events:
+        overlay = Overlay::Events;
+        chosenEvent = numPassedEvents() - std::min<size_t>(numPassedEvents(), 1);
         break;
     case Command::Record:
+    case Command::Mark:
+        if (canSeek()) {
+            refuseKey(command);
+            break;
+        }
+        if (command == Command::Mark) {
+            openPrompt(command);
+            break;
+        }
         if (!recordedTo.empty()) {
             answer.clear();
             return Wish::Record;
@@ -452,7 +679,6 @@ ScreenModel::Wish ScreenModel::obey(Command command, Key key) {
         [[fallthrough]];
     case Command::FilterRows:
     case Command::FilterFields:
-    case Command::Mark:
         openPrompt(command);
         break;
     case Command::HideIdle:
@@ -472,11 +698,14 @@ ScreenModel::Wish ScreenModel::obey(Command command, Key key) {
         table.reverse();
         break;
     case Command::Pause:
+        if (canSeek()) {
+            return obeyReplay(Command::Play);
+        }
         pause(!isPaused);
         break;
-    case Command::Slower:
+    case Command::LongerInterval:
         return changeInterval(1);
-    case Command::Faster:
+    case Command::ShorterInterval:
         return changeInterval(-1);
     case Command::Printing:
         table.nextPrinting();

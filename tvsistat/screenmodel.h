@@ -20,8 +20,35 @@ namespace tvsistat {
 
 /* A line of the event log. */
 struct ScreenEvent {
+    /* What a line is marked with where many stand beside one another. */
+    enum class Kind : uint8_t { Note, Gone, There, Mark };
+
     int64_t realNs;
     std::string text; /* harmless on a terminal */
+    Kind kind = Kind::Note;
+    std::string cache = {}; /* title of the one that has come or gone */
+};
+
+/* What is replayed, and where it stands. Real times, since the epoch. */
+struct ScreenReplay {
+    bool canSeek = false;            /* else it is a stream, and shown as it comes */
+    int64_t firstNs = 0, lastNs = 0; /* of what there is to be shown */
+    int64_t atNs = 0;                /* the moment that is shown */
+    bool isPlaying = false;
+    double speed = 1;            /* recorded seconds a second; 0: as they come */
+    bool isAtEnd = false;        /* there is nothing behind the moment */
+    bool isReading = false;      /* it is on its way to another moment */
+    double distance = 0;         /* seconds between samples; 0: not known yet */
+    std::optional<size_t> event; /* that the moment is one of, in the log */
+};
+
+/* A moment to go to. */
+struct ScreenGoal {
+    /* A moment at which no sample was taken stands for that of the nearest one on a side, or for
+     * what was known by then. */
+    enum class Sample : uint8_t { Before, After, Any };
+    int64_t realNs = 0;
+    Sample sample = Sample::After;
 };
 
 /* One of the six figures of a whole cache. */
@@ -36,6 +63,8 @@ samples::Number valueIn(const Headline& headline, const samples::History& histor
 /* A cache on the screen. */
 struct ScreenCache {
     ScreenCache(const Request& request, View& view);
+    /* Its samples, and what they told. */
+    void forget();
 
     Showing showing;
     std::string title; /* while nothing better is known of it */
@@ -51,16 +80,30 @@ struct ScreenCache {
 
 class ScreenModel {
 public:
-    enum class Overlay : uint8_t { None, Help, Columns };
-    enum class Prompt : uint8_t { None, Rows, Fields, Recording, Mark };
+    enum class Overlay : uint8_t { None, Help, Columns, Events };
+    enum class Prompt : uint8_t { None, Rows, Fields, Recording, Mark, Time };
     /* What the loop has to do about a key. */
-    enum class Wish : uint8_t { Nothing, Quit, Interval, Redraw, Record, Mark };
+    enum class Wish : uint8_t {
+        Nothing,
+        Quit,
+        Interval,
+        Redraw,
+        Record,
+        Mark,
+        SampleBack,
+        SampleForward,
+        GoTo,     /* `goal` */
+        GoToTyped /* the moment in `answer` */
+    };
 
     /* The request must outlive it; order, filters and interval are changed here. */
     explicit ScreenModel(Request& asked);
 
-    ScreenCache& addCache(std::string title);
+    /* The new one stands before that place. */
+    ScreenCache& addCache(std::string title, size_t place = SIZE_MAX);
     void dropCache(const ScreenCache& cache);
+    /* Forgets all that was known of the caches, but which there are. */
+    void forgetSamples();
 
     /* What a cache's watch tells. */
     void sampleTaken(ScreenCache& cache);
@@ -69,12 +112,19 @@ public:
     void note(int64_t realNs, std::string_view sentence);
     /* Time goes on without samples of a cache that is gone: a gap in its courses. */
     void tick(int64_t monotonicNs);
+    void tick(ScreenCache& cache, int64_t monotonicNs);
+    /* The cache is away, from that moment on. */
+    void lose(ScreenCache& cache, int64_t realNs, std::string_view sentence);
+    /* Puts an event at its place in the log. */
+    void insert(ScreenEvent event);
 
     Wish press(Key key);
     /* The mouse: a row of the table, a title, the wheel. */
     void chooseRow(size_t row);
     void chooseTitle(size_t row, size_t column);
     void scroll(int lines);
+    /* The cell of so many on which the time of a recording is drawn. */
+    Wish chooseMoment(size_t cell, size_t cells);
 
     /* Makes the rows anew; the selected process stays selected. */
     void refresh();
@@ -93,10 +143,12 @@ public:
     std::string typed;   /* in the prompt */
     std::string message; /* for once, in the last line */
     bool isMessageProblem = false;
-    std::deque<ScreenEvent> events;
-    std::string recordedTo;   /* a file; empty: nothing is recorded */
-    std::string fileToRecord; /* what is asked for when a recording begins */
-    std::string answer;       /* of the last prompt: the file, or the mark's text */
+    std::deque<ScreenEvent> events;     /* in the order of time */
+    std::optional<ScreenReplay> replay; /* nothing: caches are watched */
+    ScreenGoal goal;                    /* of Wish::GoTo */
+    std::string recordedTo;             /* a file; empty: nothing is recorded */
+    std::string fileToRecord;           /* what is asked for when a recording begins */
+    std::string answer; /* of the last prompt: the file, the mark's text, the moment */
 
     /* Settled by the layout, which alone knows how much fits. */
     size_t topItem = 0;     /* of the table */
@@ -106,13 +158,23 @@ public:
     size_t pageSize = 1;     /* rows, fields or lines that are seen */
     size_t chosenFigure = 0; /* in the choice of columns */
     size_t topFigure = 0;
+    size_t chosenEvent = 0; /* in the log */
+    size_t topEvent = 0;
 
     const samples::Row* selectedRow() const {
         return selected < table.allRows().size() ? &table.allRows()[selected] : nullptr;
     }
     /* The figures among which columns are chosen: those of the selected process's kind. */
     std::vector<samples::Figure> choosable() const;
-    double interval() const { return request.interval.value_or(1); }
+    /* Between samples, in seconds. */
+    double interval() const {
+        const double usual = replay && replay->distance > 0 ? replay->distance : 1;
+        return request.interval.value_or(usual);
+    }
+    /* Whether the time can be moved about in. */
+    bool canSeek() const { return replay && replay->canSeek; }
+    /* How many events are of the moment that is shown or of earlier ones. */
+    size_t numPassedEvents() const;
 
 private:
     /* What the selected process is known by when rows come and go. */
@@ -135,6 +197,13 @@ private:
     void chooseColumn(Key key);
     void pause(bool isOn);
     Wish changeInterval(int step);
+    Wish obeyReplay(Command command);
+    Wish goTo(int64_t realNs, ScreenGoal::Sample sample);
+    Wish goToEvent(size_t event);
+    void showCache(size_t place);
+    void play(bool isOn);
+    void changeSpeed(int step);
+    void refuseKey(Command command);
     void back();
     void tell(int64_t realNs, std::string text);
     void noteGap(ScreenCache& cache, int64_t monotonicNs);

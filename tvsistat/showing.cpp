@@ -33,6 +33,13 @@ void Showing::begin(const samples::StreamHeader& header) {
     history.begin(header);
 }
 
+void Showing::forget() {
+    history = {};
+    held.reset();
+    behind = 0;
+    attached = {};
+}
+
 void Showing::findWarnings(std::span<const samples::Process> processes) {
     warnings.clear();
     for (const auto& process : processes) {

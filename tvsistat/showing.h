@@ -18,6 +18,8 @@ public:
     Showing(const Request& asked, View& shownBy) : request(asked), view(shownBy) {}
 
     void begin(const samples::StreamHeader& header);
+    /* Forgets its samples, and whose they were. */
+    void forget();
     const samples::StreamHeader& header() const { return attached; }
 
     /* Takes a sample without showing it: a baseline for the next one. Lets whoever it is from have

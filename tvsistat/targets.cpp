@@ -63,4 +63,11 @@ std::variant<std::vector<Target>, Failure> findTargets(const Request& request) {
     return targets;
 }
 
+size_t placeAmong(std::span<const Target> targets, const samples::StreamHeader& header) {
+    const auto found = std::ranges::find_if(targets, [&](const Target& target) {
+        return target.name == (target.isBrox ? header.brox : header.location);
+    });
+    return static_cast<size_t>(found - targets.begin());
+}
+
 } // namespace tvsistat

@@ -8,6 +8,7 @@
 #include "stopsignal.h"
 #include "streamexport.h"
 #include "streamfile.h"
+#include "targets.h"
 #include "verdict.h"
 #include "watch.h"
 
@@ -176,7 +177,6 @@ private:
     void record(const SourceMessage& message);
     void writeStream(const SourceMessage& message);
     void meetCaches();
-    size_t placeOf(const samples::StreamHeader& header) const;
     bool isChosen(const samples::StreamHeader& header) const;
     void showRound();
     int flush();
@@ -288,16 +288,9 @@ void InputWatcher::meetCaches() {
     }
 }
 
-/* The place of the header's cache among those that were asked for; behind all when it wasn't. */
-size_t InputWatcher::placeOf(const samples::StreamHeader& header) const {
-    const auto found = std::ranges::find_if(request.targets, [&](const Target& target) {
-        return target.name == (target.isBrox ? header.brox : header.location);
-    });
-    return static_cast<size_t>(found - request.targets.begin());
-}
-
 bool InputWatcher::isChosen(const samples::StreamHeader& header) const {
-    return request.takesAll || request.targets.empty() || placeOf(header) < request.targets.size();
+    return request.takesAll || request.targets.empty() ||
+           placeAmong(request.targets, header) < request.targets.size();
 }
 
 /* The watch over the message's cache; null when that isn't shown. */
@@ -307,7 +300,8 @@ InputWatch* InputWatcher::watchOf(const SourceMessage& message) {
     const auto* header = std::get_if<samples::StreamHeader>(&message.message);
     if (!watch && header != nullptr && isChosen(*header)) {
         watch = std::make_unique<InputWatch>(request, *view, source->isRecording());
-        inOrder[{placeOf(*header), header->location, message.cache}] = watch.get();
+        inOrder[{placeAmong(request.targets, *header), header->location, message.cache}] =
+            watch.get();
     }
     return watch.get();
 }

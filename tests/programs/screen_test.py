@@ -58,13 +58,20 @@ class Screen:
         self.send(*keys.split(" ") if len(keys) > 1 else [keys])
         return self.wait(*patterns, without=without)
 
+    def run(self, words):
+        """In the shell, after the screen that runs has been quit."""
+        if not re.search(r"^ready *$", self.text(), re.M):
+            self.send("q")
+            self.wait("^(ready|status)")
+        self.send(f"clear; {words}", "Enter")
+
     def end(self):
         self.tmux("kill-server")
 
 
 class Server:
-    def __init__(self, directory):
-        command = [STANDIN, "--brox", "demo", "--dir", directory, "--sessions", "30"]
+    def __init__(self, directory, brox="demo", sessions=30):
+        command = [STANDIN, "--brox", brox, "--dir", directory, "--sessions", str(sessions)]
         self.launcher = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
         ready = self.launcher.stdout.readline()
         self.monitor, self.brox = (int(re.search(f"{who}=(\\d+)", ready)[1])
@@ -106,8 +113,8 @@ def check_keys(screen):
     screen.press("1", r"\[1 Voks\]")
     screen.press("/ k 2 [ 4 5 ] Enter", "/k2", "Vok24", "Vok25", "2 shown", without=["Vok1 "])
     screen.press("Escape", "Vok1 ", without=["/k2"])
-    screen.press("> > > r", r"namev")
-    screen.press("r", r"name\^", "Vok1 ")
+    screen.press("> > > r", "name↓")
+    screen.press("r", "name↑", "Vok1 ")
     screen.press("Enter", "^vok .*1-[0-9]+ of", "^localPageCacheMisses")
     screen.press("\\", "fields whose name holds:")
     screen.press("h i t P Enter", "^hitPercent", without=["^localPageCacheMisses"])
@@ -140,6 +147,90 @@ def check_recording(screen):
         sys.exit(f"no recording, but {len(recorded)} bytes that begin with {recorded[:16]}")
     screen.send("w", "C-u", "/nonexistent/r", "Enter")
     screen.wait("/nonexistent/r.*(No such|cannot)", without=["REC "])
+
+
+def check_replay(screen):
+    """What was recorded is moved about in; damage is said, and is the exit status."""
+    file = f"{screen.directory}/r"
+    screen.run(f"{TVSISTAT} -i --read {file}; echo status $?")
+    screen.wait(r"^demo~.* Brox demo .* REPLAY \d\d:\d\d:\d\d", "^vok .* Vok1 ")
+    screen.press("End", "at its end")
+    last = screen.press("[", "stands x1")
+    screen.press("]", "at its end")
+    if (again := screen.press("[", "stands x1")) != last:
+        sys.exit(f"another picture of the same moment:\n{last}\n{again}")
+    screen.press("N", "^mark: slow here", "m")
+    screen.press("Home", "stands x1 *$")
+    screen.press("x x x", "^10 times as fast")
+    screen.press("p", "at its end", "this is the end of what was recorded")
+    screen.press("w", "recorded already")
+    screen.press("e", "^Events", "mark: slow here")
+    screen.press("Enter", "^mark: slow here")
+    screen.press("b", "^time ")
+    screen.press("n o Enter", "'no' is no time")
+    screen.press("/ k 2 [ 4 5 ] Enter", "/k2", "2 shown")
+    screen.press("q", "^status 0$")
+    content = bytearray(pathlib.Path(file).read_bytes())
+    content[content.index(b"TVRM") + 200] ^= 1
+    pathlib.Path(file + "x").write_bytes(content)
+    screen.run(f"{TVSISTAT} -i -R {file}x -R {file}; echo status $?")
+    screen.wait("REPLAY")
+    screen.press("End", "at its end")
+    screen.press("Home", "stands x1")
+    screen.press("e", "rx is damaged")
+    screen.press("q")
+    screen.press("q", "^status 10$")
+
+
+def check_stream(screen):
+    """A stream through a pipe, with keys from the terminal."""
+    reader = pathlib.Path(TVSISTAT).with_name("tvsi-reader")
+    screen.run(f"{reader} -i 0.2 -b demo 2>&1 | {TVSISTAT} -i --read -; echo status $?")
+    screen.wait("^demo~.* Brox demo .* STREAM last at", "^vok .* Vok1 ")
+    screen.press("Space", r"PAUSED \+[1-9]\d* behind")
+    screen.press("Space", "Vok1 ", without=["PAUSED"])
+    screen.press("[", "goes forwards only")
+    screen.press("q", "^status 0$")
+    screen.run(f"{reader} -n 2 -b demo | {TVSISTAT} -i -R -; echo status $?")
+    screen.wait("STREAM has ended", "the stream has come to its end", "Vok1 ")
+    screen.press("q", "^status 0$")
+    screen.run(f"setsid -w {TVSISTAT} -i -R - < /dev/null; echo status $?")
+    screen.wait("takes its keys from the terminal", "^status 2$")
+
+
+def check_mouse(screen):
+    """A row, a title and the wheel, as the terminal sends them."""
+    def mouse(button, x, y):
+        screen.tmux("send-keys", "-H", "1b", "5b", "4d", *(f"{32 + n:x}" for n in (button, x + 1, y + 1)))
+
+    lines = screen.press("1", r"\[1 Voks\]", "Vok3 ").splitlines()
+    title = next(i for i, line in enumerate(lines) if line.startswith("kind "))
+    mouse(0, lines[title].index("pid"), title)
+    mouse(3, lines[title].index("pid"), title)
+    screen.wait("pid↑")
+    row = next(i for i, line in enumerate(screen.text().splitlines()) if " Vok3 " in line)
+    mouse(0, 3, row)
+    screen.press("Enter", "^vok .* Vok3 .*1-")
+    mouse(65 - 32 + 32, 3, 12)
+    screen.wait("^vok .* Vok3 .* 4-")
+    screen.press("Escape", "^kind ")
+    screen.press("< <", without=["pid↑"])
+
+
+def check_caches(screen):
+    """Two caches, one after the other."""
+    other = Server(screen.directory, "other", 2)
+    try:
+        screen.run(f"{TVSISTAT} -i demo other")
+        screen.wait("^demo~.*1 of 2 caches", "Vok25 ")
+        screen.press("B", "^other~.*2 of 2 caches", "3 sh", without=["Vok25 "])
+        screen.press("B", "^demo~.*1 of 2 caches", "Vok25 ")
+        screen.run(f"{TVSISTAT} -i")
+        screen.wait("^(demo|other)~.* of 2 caches")
+        screen.run(f"{TVSISTAT} -i demo")
+        screen.wait("^demo~", "^vok .* Vok1 ", without=["caches"])
+    finally:
+        other.end()
 
 
 def check_death_and_return(screen, server):
@@ -212,6 +303,12 @@ def main():
             check_sizes(screen)
             check_keys(screen)
             check_recording(screen)
+            check_replay(screen)
+            check_stream(screen)
+            screen.send(f"clear; {TVSISTAT} -i demo", "Enter")
+            screen.wait("^vok .* Vok1 ")
+            check_mouse(screen)
+            check_caches(screen)
             server = check_death_and_return(screen, server)
             check_ends(screen, shell)
             check_refusals(screen)

@@ -7,8 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "samplestream.h"
-#include "screenlayout.h"
+#include "modelscreen.h"
 #include "sparkline.h"
 #include "streamdecoder.h"
 
@@ -18,15 +17,11 @@ using namespace tvsistat;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
-using testsupport::SampleStream;
-using testsupport::StreamProcess;
+using namespace testsupport;
 
-class Screen {
+class Screen : public ModelScreen {
 public:
-    Screen() : model(request), cache(model.addCache("Brox prod")) {
-        request.layout.isUtc = true;
-        request.interval = 1;
-    }
+    Screen() : cache(model.addCache("Brox prod")) { request.interval = 1; }
 
     /* Samples a second apart, as a reader sends them. */
     Screen& take(const std::vector<std::vector<StreamProcess>>& samples, int monitor = 100) {
@@ -44,30 +39,6 @@ public:
         }
         return *this;
     }
-    ScreenModel::Wish press(std::string_view typed) {
-        ScreenModel::Wish wish{};
-        for (const char key : typed) {
-            wish = model.press(key == '\n' ? keys::enter : key);
-        }
-        return wish;
-    }
-    std::string text(size_t width = 80, size_t height = 24) {
-        model.refresh();
-        picture = layOut(model, {{width, height}, nowNs(), false});
-        std::string all;
-        for (size_t y = 0; y < height; y++) {
-            all += picture.grid.textOf(y) + '\n';
-        }
-        return all;
-    }
-    /* The first line with this text. */
-    std::string line(std::string_view part, size_t width = 80, size_t height = 24) {
-        std::istringstream all(text(width, height));
-        std::string one;
-        while (std::getline(all, one) && one.find(part) == std::string::npos) {
-        }
-        return one;
-    }
     uint8_t lookOf(std::string_view part) {
         text();
         for (size_t y = 0; y < picture.grid.height(); y++) {
@@ -79,30 +50,15 @@ public:
         ADD_FAILURE() << part << " isn't there";
         return 0;
     }
-    int64_t nowNs() const { return SampleStream::timesAt(second).realNs; }
+    int64_t nowNs() const override { return SampleStream::timesAt(second).realNs; }
     void happens(Event::Kind kind, std::string_view sentence) {
         model.happened(cache, {kind, cache.showing.header(), SampleStream::timesAt(second),
                                samples::ExitStatus::CacheGone, sentence});
     }
 
-    Request request;
-    ScreenModel model;
     ScreenCache& cache;
-    Picture picture;
     double second = 0;
 };
-
-StreamProcess vok(int pid, std::int64_t commits, std::int64_t hits = 0) {
-    return {SHRPC_VOK,
-            pid,
-            pid - 200,
-            "Vok" + std::to_string(pid),
-            {{"commitCount", commits}, {"localPageCacheHits", hits}}};
-}
-StreamProcess brox(std::int64_t commits,
-                   samples::ProcessState state = samples::ProcessState::Alive) {
-    return {SHRPC_BROX, 101, 0, "prod", {{"totalCommits", commits}}, state};
-}
 
 TEST(Sparkline, ShowsEachValueAsABarAndGapsAsBlanks) {
     const std::optional<double> none;
