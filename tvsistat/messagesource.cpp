@@ -243,7 +243,7 @@ public:
             part.ahead.reset();
             part.isAttached.clear();
         }
-        lastSamples.assign(known.size(), {});
+        told.assign(known.size(), {});
         hasNothing = false;
     }
     std::optional<int64_t> sampleBefore(int64_t realNs, size_t count) override {

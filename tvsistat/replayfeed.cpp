@@ -8,7 +8,6 @@
 #include "timetext.h"
 
 #include <algorithm>
-#include <cmath>
 #include <deque>
 #include <fmt/format.h>
 #include <utility>
@@ -38,6 +37,15 @@ constexpr int64_t sameMarkNs = 100'000'000;
 
 Deadline now() {
     return std::chrono::steady_clock::now();
+}
+
+/* To two digits: 0.9993 is 1, 0.0204 is 0.02. */
+double roundedTo2(double seconds) {
+    double unit = 0.0001;
+    while (unit * 99.5 <= seconds) {
+        unit *= 10;
+    }
+    return static_cast<double>(static_cast<int64_t>(seconds / unit + 0.5)) * unit;
 }
 
 std::chrono::nanoseconds nanoseconds(double ns) {
@@ -423,8 +431,7 @@ void ReplayFeed::takeSample(Track& track, samples::Sample sample) {
         const double before = replay().distance;
         /* Of what was recorded, the closest distance counts: there are pauses, too. */
         if (!request.interval && (before == 0 || seconds < before * 0.9 || !replay().canSeek)) {
-            replay().distance = seconds < 1 ? std::max(0.001, std::round(seconds * 1000) / 1000)
-                                            : std::round(seconds * 10) / 10;
+            replay().distance = roundedTo2(seconds);
         }
     }
     track.last = times;
@@ -501,6 +508,9 @@ void ReplayFeed::arrive() {
     replay().isReading = false;
     replay().atNs = atNs;
     replay().isAtEnd = !fetch();
+    if (atNs > replay().lastNs) {
+        findSpan();
+    }
     const bool lacksSamples =
         own != nullptr && own->screen->goneNs == 0 && own->sampleTimes.size() < samplesWanted;
     const auto backNs = std::exchange(returnsTo, std::nullopt);

@@ -123,8 +123,7 @@ std::string Layouter::replayState() {
 std::string Layouter::replayText() {
     const ScreenReplay& replay = *model.replay;
     if (!replay.canSeek) {
-        return fmt::format("STREAM {} {}", replay.isAtEnd ? "has ended" : "last at",
-                           longClock(replay.atNs));
+        return fmt::format("STREAM {}{}", replay.isAtEnd ? "ended " : "", longClock(replay.atNs));
     }
     if (hasTimeLine()) {
         return "REPLAY " + longClock(replay.atNs);
@@ -140,8 +139,12 @@ void Layouter::tooSmall() {
     const std::string text =
         fmt::format("The screen has {} x {} characters; it needs {} x {}. (q quits)", width, height,
                     smallestScreen.width, smallestScreen.height);
-    for (size_t i = 0, line = 0; width > 0 && i < text.size(); i += width, line++) {
-        grid.put(0, line, std::string_view(text).substr(i, width), boldLook);
+    std::string_view left = text;
+    for (size_t line = 0; width > 0 && !left.empty(); line++) {
+        const size_t blank = left.size() > width ? left.rfind(' ', width) : left.size();
+        const size_t end = blank == std::string_view::npos ? width : blank;
+        grid.put(0, line, left.substr(0, end), boldLook);
+        left.remove_prefix(std::min(left.size(), end + (blank == end ? 1U : 0U)));
     }
 }
 

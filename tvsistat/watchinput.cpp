@@ -56,6 +56,7 @@ public:
         shown.append(text);
     }
     unsigned numReports() const { return shown.numReports(); }
+    const samples::StreamHeader& header() const { return shown.header(); }
     WatchEnd end() const { return {isEnough() ? std::nullopt : lost, shown.hasMatched()}; }
 
 private:
@@ -184,6 +185,7 @@ private:
     bool isOver() const;
     unsigned numReports() const;
     ExitStatus verdictOnNothing() const;
+    bool isAnAttemptAt(const InputWatch& watch) const;
     ExitStatus verdict(int error) const;
 
     const Request& request;
@@ -484,6 +486,16 @@ ExitStatus InputWatcher::verdictOnNothing() const {
     return ExitStatus::NoCache;
 }
 
+/* Attempts to attach a cache again that has been shown: where it would be was not known then, so
+ * that they stand for themselves in what was recorded. */
+bool InputWatcher::isAnAttemptAt(const InputWatch& watch) const {
+    const samples::StreamHeader& header = watch.header();
+    return source->isRecording() && header.location.empty() &&
+           std::ranges::any_of(watches, [&](const auto& other) {
+               return other && other->numReports() > 0 && other->header().brox == header.brox;
+           });
+}
+
 ExitStatus InputWatcher::verdict(int error) const {
     if (error == 0 && request.form == Form::Stream && numReports() > 0) {
         return wasDamaged ? ExitStatus::DamagedInput : ExitStatus::Ok; /* it has the rest */
@@ -491,7 +503,7 @@ ExitStatus InputWatcher::verdict(int error) const {
     std::vector<WatchEnd> ends;
     bool hasFailure = false;
     for (const auto& watch : watches) {
-        if (!watch) {
+        if (!watch || isAnAttemptAt(*watch)) {
             continue;
         }
         ends.push_back(watch->end());

@@ -78,6 +78,26 @@ def see_an_end(directory, form):
         yield f"{form}: {status} {tool.out[-700:]} {tool.err} is not {got}"
 
 
+def see_a_return(directory, form):
+    """The cache goes and comes back while it is followed and recorded."""
+    words = [form] * bool(form) + ["-f", "pid,commitCount", "-k", "vok"]
+    file = pathlib.Path(directory) / f"return{form}"
+    server = Server(PROGRAMS, directory, brox="phoenix")
+    tool = server.watch("--write", file, *words, "-F", "phoenix", "0.1", "25")
+    try:
+        tool.until(r"(?s)commitCount.*\n.*\d+.*\n")
+        server.end()
+        server = Server(PROGRAMS, directory, brox="phoenix")
+        status = tool.end()
+    finally:
+        tool.kill()
+        server.end()
+    replayed = tvsistat(server, "--read", file, *words, "phoenix")
+    got = (replayed.returncode, replayed.stdout.decode(), replayed.stderr.decode())
+    if status != 0 or "back" not in tool.out + tool.err or got != (status, tool.out, tool.err):
+        yield f"{form}: {status} {tool.out[-700:]} {tool.err} is not {got}"
+
+
 def cut(server, directory):
     """What a question to a part of a recording finds; the whole of it as Prometheus's blocks."""
     file = pathlib.Path(directory) / "parts"
@@ -252,7 +272,8 @@ def main():
             faults += attempt(merge, directory) + attempt(history, servers[0], directory)
             faults += attempt(cut, servers[0], directory) + attempt(damage, servers[0], directory)
             faults += attempt(fill_disk, servers[0], directory)
-            faults += [fault for form in ("-j", "", "-c") for fault in attempt(see_an_end, directory, form)]
+            faults += [fault for form in ("-j", "", "-c") for see in (see_an_end, see_a_return)
+                       for fault in attempt(see, directory, form)]
             faults += attempt(stream_again, servers[0], directory)
         finally:
             for server in servers:

@@ -272,7 +272,7 @@ TEST(ScreenKeys, EachHasOneMeaningAndStandsInTheManual) {
         for (const Key key : entry.keys) {
             EXPECT_TRUE(key == keys::none || all.insert(key).second) << entry.text;
         }
-        const bool isMark = entry.text == "?"; /* else taken for the end of a sentence */
+        const bool isMark = entry.text.find_first_of("?[]") == 0; /* else punctuation */
         const std::string text =
             (isMark ? "\\&" : "") + std::string(entry.text == "\\" ? "\\e" : entry.text);
         list += ".It Ic \"" + text + "\"\n";
