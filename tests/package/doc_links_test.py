@@ -4,7 +4,7 @@
 Every relative link leads to a file, and to a heading of it where it names one. Every path of a
 folder, file or script, and every file name, between backticks that looks like one of the repository
 is one; a star stands for anything. Every page can be reached from the README. Every name and text
-of docs/frozen.md is in the library's source, and the changelog begins with the release.
+of docs/frozen.md is in the library's source.
 """
 
 import pathlib
@@ -73,9 +73,6 @@ def main():
     for span in re.findall(r"`([^`\n]+)`", (ROOT / "docs/frozen.md").read_text()):
         if "/" not in span and span.strip("(). ").replace("...", "") not in source:
             faults.append(f"docs/frozen.md: `{span}` is not in the source")
-    release = re.search(r'define TVSI_RELEASE "(.*)"', (ROOT / "include/tvsi.h").read_text())[1]
-    if not re.search("^## (.*)", (ROOT / "CHANGELOG.md").read_text(), re.M)[1].startswith(release):
-        faults.append(f"CHANGELOG.md doesn't begin with {release}")
     if count < FEWEST_LINKS:
         faults.append(f"only {count} links were found: the search has stopped working")
     if faults:
