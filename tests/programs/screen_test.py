@@ -229,6 +229,7 @@ def check_caches(screen):
         screen.wait("^(demo|other)~.* of 2 caches")
         screen.run(f"{TVSISTAT} -i demo")
         screen.wait("^demo~", "^vok .* Vok1 ", without=["caches"])
+        screen.press("G", "^vokthr .*VokThr15 ")
     finally:
         other.end()
 
