@@ -415,7 +415,7 @@ TEST(Recording, WhatIsNoRecordingIsRefusedWithASentence) {
     put(directory.file("swapped"),
         changed([](auto& head) { head.magic = __builtin_bswap64(head.magic); }));
     mkfifo(directory.file("pipe").c_str(), 0600);
-    symlink(path.c_str(), directory.file("link").c_str());
+    std::filesystem::create_symlink(path, directory.file("link"));
     forEachRow(
         std::vector<std::tuple<const char*, ExitStatus, const char*, const char*>>{
             {"none", ExitStatus::Failure, "No such file", ""},
