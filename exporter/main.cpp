@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <malloc.h>
 #include <optional>
 #include <sys/signalfd.h>
 
@@ -91,7 +92,16 @@ ExitStatus serve(const Settings& settings) {
     return ExitStatus::Ok;
 }
 
+/* Large blocks go back to the system as soon as they are free: samples, pictures and texts are
+ * replaced all the time, and between them nothing is to stay. */
+void keepMemorySmall() {
+    constexpr int largeBlock = 128 * 1024;
+    mallopt(M_MMAP_THRESHOLD, largeBlock);
+    mallopt(M_TRIM_THRESHOLD, largeBlock);
+}
+
 ExitStatus run(int argc, char** argv) {
+    keepMemorySmall();
     std::signal(SIGPIPE, SIG_IGN);
     const auto settings = settingsFrom(argc, argv);
     if (const auto* failure = std::get_if<Failure>(&settings)) {

@@ -71,50 +71,50 @@ void appendCacheSeries(MetricWriter& writer, const BoardState& state, Clock::tim
                  [](const CacheStatus& cache) { return cache.collectionTime; });
 }
 
-} // namespace
-
-/* That of these caches' last samples; a new one when one of them has changed. */
-Scraper::Rendering& Scraper::renderingOf(TextForm form, const BoardState& state,
-                                         Clock::time_point now) {
-    Rendering wanted;
+std::vector<LiveCache> liveCaches(const BoardState& state, Clock::time_point now) {
     std::vector<LiveCache> live;
     for (const CacheStatus& cache : state.caches) {
         if (cache.isLive(now)) {
-            wanted.pictures.push_back(cache.picture);
-            wanted.labels.push_back(cache.labels);
             live.push_back({cache.labels, cache.picture.get()});
         }
     }
+    return live;
+}
+
+} // namespace
+
+/* That of the live caches' last samples; a new one when one of them has changed. */
+Scraper::Rendering& Scraper::renderingOf(TextForm form, const BoardState& state,
+                                         Clock::time_point now) {
+    std::vector<Rendering::Source> sources;
+    for (const CacheStatus& cache : state.caches) {
+        if (cache.isLive(now)) {
+            sources.push_back({cache.labels, cache.taken});
+        }
+    }
     Rendering& rendering = renderings[static_cast<size_t>(form)];
-    if (rendering.pictures != wanted.pictures || rendering.labels != wanted.labels) {
-        wanted.isLimited =
-            choice.isPerProcess && Exposition::seriesOf(live, true) > choice.maxSeries;
-        rendering = std::move(wanted);
+    if (rendering.sources != sources) {
+        rendering = {};
+        rendering.sources = std::move(sources);
+        rendering.isLimited = choice.isPerProcess &&
+                              Exposition::seriesOf(liveCaches(state, now), true) > choice.maxSeries;
     }
     return rendering;
 }
 
-void Scraper::append(std::string& text, const Rendering& rendering, TextForm form,
-                     const Exposition::Sink& sink) {
-    std::vector<LiveCache> live;
-    for (size_t i = 0; i < rendering.pictures.size(); i++) {
-        live.push_back({rendering.labels[i], rendering.pictures[i].get()});
-    }
-    exposition.append(text, form, live, choice.isPerProcess && !rendering.isLimited, sink);
-}
-
-void Scraper::render(Rendering& rendering, TextForm form) {
+void Scraper::render(Rendering& rendering, TextForm form, std::span<const LiveCache> live) {
     if (rendering.text == nullptr) {
         std::string text;
         text.reserve(textSize + textSize / 64);
-        append(text, rendering, form, [](std::string& /*grows*/) {});
+        exposition.append(text, form, live, choice.isPerProcess && !rendering.isLimited,
+                          [](std::string& /*grows*/) {});
         textSize = text.size();
         rendering.text = std::make_shared<const std::string>(std::move(text));
     }
 }
 
 /* Piece by piece, so that the text as a whole needs no room. */
-void Scraper::compress(Rendering& rendering, TextForm form) {
+void Scraper::compress(Rendering& rendering, TextForm form, std::span<const LiveCache> live) {
     if (rendering.compressed == nullptr) {
         GzipBeginning beginning;
         const auto take = [&](std::string& piece) {
@@ -122,7 +122,7 @@ void Scraper::compress(Rendering& rendering, TextForm form) {
             piece.clear();
         };
         std::string text;
-        append(text, rendering, form, take);
+        exposition.append(text, form, live, choice.isPerProcess && !rendering.isLimited, take);
         take(text);
         rendering.compressed = beginning.end();
     }
@@ -168,6 +168,7 @@ HttpAnswer Scraper::metrics(const HttpRequest& request, const HttpTraffic& traff
     const auto begun = Clock::now();
     const auto state = board.state();
     const TextForm form = formFor(request.accept);
+    const auto live = liveCaches(*state, begun);
     Rendering& rendering = renderingOf(form, *state, begun);
     auto own = std::make_shared<const std::string>(
         ownSeries(form, *state, traffic, rendering.isLimited, begun));
@@ -177,14 +178,14 @@ HttpAnswer Scraper::metrics(const HttpRequest& request, const HttpTraffic& traff
                              : "text/plain; version=0.0.4; charset=utf-8";
     answer.headers.emplace_back("Vary", "Accept, Accept-Encoding");
     if (takesGzip(request.acceptEncoding)) {
-        compress(rendering, form);
+        compress(rendering, form, live);
         if (auto end = endGzip(rendering.compressed, *own)) {
             answer.headers.emplace_back("Content-Encoding", "gzip");
             answer.body = {{rendering.compressed, &rendering.compressed->bytes}, std::move(end)};
         }
     }
     if (answer.body.empty()) {
-        render(rendering, form);
+        render(rendering, form, live);
         answer.body = {rendering.text, std::move(own)};
     }
     lastDuration = Clock::now() - begun;

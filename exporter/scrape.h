@@ -12,6 +12,7 @@
 
 #include <array>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -28,19 +29,22 @@ public:
     HttpAnswer readiness() const;
 
 private:
-    /* The caches' series in one form, and what was made of them: null until somebody wants it. */
+    /* The live caches' series in one form, and what was made of them: null until somebody wants it.
+     * Their samples aren't kept for it. */
     struct Rendering {
-        std::vector<std::shared_ptr<const Picture>> pictures;
-        std::vector<std::string> labels; /* of the caches */
+        struct Source {
+            std::string labels;
+            Clock::time_point taken;
+            bool operator==(const Source&) const = default;
+        };
+        std::vector<Source> sources{};
         bool isLimited = false;
-        std::shared_ptr<const std::string> text;
-        std::shared_ptr<const GzipPiece> compressed;
+        std::shared_ptr<const std::string> text{};
+        std::shared_ptr<const GzipPiece> compressed{};
     };
     Rendering& renderingOf(TextForm form, const BoardState& state, Clock::time_point now);
-    void render(Rendering& rendering, TextForm form);
-    void compress(Rendering& rendering, TextForm form);
-    void append(std::string& text, const Rendering& rendering, TextForm form,
-                const Exposition::Sink& sink);
+    void render(Rendering& rendering, TextForm form, std::span<const LiveCache> live);
+    void compress(Rendering& rendering, TextForm form, std::span<const LiveCache> live);
     std::string ownSeries(TextForm form, const BoardState& state, const HttpTraffic& traffic,
                           bool isLimited, Clock::time_point now) const;
 
