@@ -71,8 +71,9 @@ OF_ANY_SIZE = (
     "tvsi-reader's memory after 100,000 samples",
     "tvsistat's memory after 100,000 samples",
     "a series of a process rendered",
-    "tvsi-exporter's memory, 100,000 series, compressed",
-    "tvsi-exporter's memory, 100,000 series, uncompressed",
+    "tvsi-exporter's memory, 100,000 series, at its peak",
+    "tvsi-exporter's memory, 100,000 series, between scrapes",
+    "tvsi-exporter's memory, 100,000 series, at its peak, uncompressed",
 )
 
 SCALES = {
