@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <fcntl.h>
+#include <filesystem>
 #include <netdb.h>
 #include <optional>
 #include <poll.h>
@@ -210,9 +211,10 @@ TEST_F(NetInfoLocal, WhatCannotBeReadIsReportedAtOnce) {
         {[&] { writer = open(path.c_str(), O_RDWR); }, // and is silent
          "0 read of 52 bytes failed on file " + path +
              " failed with EAGAIN Resource temporarily unavailable EWOULDBLOCK"},
-        {[&] { remove(path.c_str()), symlink(path.c_str(), path.c_str()); },
+        {[&] { remove(path.c_str()), std::filesystem::create_symlink(path, path); },
          "1 file not found: " + path + " errno = -1"},
-        {[&] { remove(path.c_str()), symlink("/dev/zero", path.c_str()); }, "9 "}, // without end
+        {[&] { remove(path.c_str()), std::filesystem::create_symlink("/dev/zero", path); },
+         "9 "}, // without end
         {[&] { remove(path.c_str()), mkdir(path.c_str(), 0700); },
          "0 read of 52 bytes failed on file " + path + " failed with EISDIR Is a directory"},
         /* The form of 48 bytes is opened and read twice. */
