@@ -352,12 +352,16 @@ class Browser(PageCase):
         hide = ("Object.defineProperty(document, 'hidden', {configurable: true, get: () => arguments[0]});"
                 "document.dispatchEvent(new Event('visibilitychange'))")
         self.driver.execute_script(hide.replace("arguments[0]", "true"))
-        self.driver.execute_async_script("setTimeout(arguments[0], 2000)")  # what was under way
-        before = self.driver.execute_script(count)
-        self.driver.execute_async_script("setTimeout(arguments[0], 3000)")
-        self.assertEqual(self.driver.execute_script(count), before)
+
+        def is_quiet():
+            counts.append(self.driver.execute_script(count))
+            self.driver.execute_async_script("setTimeout(arguments[0], 3000)")
+            return self.driver.execute_script(count) == counts[-1]
+
+        counts = []
+        self.wait(is_quiet)  # once what was under way has come
         self.driver.execute_script(hide.replace("arguments[0]", "false"))
-        self.wait(lambda: self.driver.execute_script(count) > before)
+        self.wait(lambda: self.driver.execute_script(count) > counts[-1])
 
     def test_several_caches_and_a_recorded_past(self):
         first = self.serve("demo")
