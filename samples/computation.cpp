@@ -1,6 +1,8 @@
 #include "computation.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <optional>
 
 namespace samples {
@@ -38,6 +40,25 @@ Number numberOf(Wide value) {
 
 Value fieldOf(const Figure& figure, const Record& record) {
     return read(record.blocks + figure.packedOffset, figure.field->type);
+}
+
+/* The end of what a gauge has been, below its value or above it. */
+Number besideValue(const Figure& figure, std::span<const Process> processes, bool isAbove) {
+    if (processes.size() != 1 || figure.field == nullptr ||
+        figure.meaning != statscatalogue::Meaning::Gauge) {
+        return {};
+    }
+    const Record& record = *processes[0].now;
+    uint64_t bits = fieldOf(figure, record).bits;
+    if (record.merged > 0) {
+        const std::byte* distances = isAbove ? record.above() : record.below();
+        const uint64_t distance =
+            statscatalogue::read(distances + figure.packedOffset, figure.field->type).bits;
+        bits += isAbove ? distance : -distance;
+    }
+    std::array<std::byte, sizeof bits> bytes{};
+    std::memcpy(bytes.data(), &bits, sizeof bits);
+    return numberOf(statscatalogue::read(bytes.data(), figure.field->type));
 }
 
 Number fieldValue(const Figure& figure, std::span<const Process> processes) {
@@ -192,6 +213,14 @@ Number growthOf(const Figure& figure, std::span<const Process> processes) {
         isKnown = true;
     }
     return isKnown ? numberOf(sum) : Number();
+}
+
+Number minimumOf(const Figure& figure, std::span<const Process> processes) {
+    return besideValue(figure, processes, false);
+}
+
+Number maximumOf(const Figure& figure, std::span<const Process> processes) {
+    return besideValue(figure, processes, true);
 }
 
 Number rateOf(const Figure& figure, std::span<const Process> processes, const Moment& moment) {

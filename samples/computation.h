@@ -86,6 +86,11 @@ Number valueOf(const Figure& figure, std::span<const Process> processes, const M
  * anew) has no growth. Gauges and positions also fall. */
 Number growthOf(const Figure& figure, std::span<const Process> processes);
 
+/* The least and the greatest that a gauge of one process has been over the samples that this one
+ * stands for; of one look they are its value. Nothing for several processes, and other figures. */
+Number minimumOf(const Figure& figure, std::span<const Process> processes);
+Number maximumOf(const Figure& figure, std::span<const Process> processes);
+
 /* A counter's growth per second; nothing for other figures. */
 Number rateOf(const Figure& figure, std::span<const Process> processes, const Moment& moment);
 

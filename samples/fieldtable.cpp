@@ -133,6 +133,14 @@ std::optional<FieldTable> FieldTable::from(std::string_view text) {
     return table;
 }
 
+bool FieldTable::isKnown() const {
+    return std::ranges::all_of(kinds, [](const RecordedKind& kind) {
+        return kind.kind != nullptr &&
+               std::ranges::none_of(
+                   kind.runs, [](const RecordedKind::Run& run) { return run.packedOffset < 0; });
+    });
+}
+
 const RecordedKind* FieldTable::kindOf(uint32_t statType) const {
     const auto found = std::ranges::find(kinds, statType, &RecordedKind::bit);
     return found == kinds.end() ? nullptr : &*found;

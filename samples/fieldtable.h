@@ -45,6 +45,9 @@ public:
     /* The kind with this bit, or null: its records hold no elements. */
     const RecordedKind* kindOf(uint32_t statType) const;
 
+    /* This program has a place for every element. */
+    bool isKnown() const;
+
 private:
     std::string written;
     uint32_t checksum = 0;

@@ -1,4 +1,5 @@
-/* Thins samples out without losing what lay between: gauges become averages. For one thread. */
+/* Thins samples out without losing what lay between: gauges become averages, with their minimum and
+ * maximum. For one thread. */
 #ifndef GAUGEAVERAGES_H
 #define GAUGEAVERAGES_H
 
@@ -23,8 +24,11 @@ public:
     void add(const Sample& sample);
     /* Nothing was added since the last clear(). */
     bool isEmpty() const { return numSamples == 0; }
-    /* Writes into the sample, which was added as the last one, the average of each gauge over the
-     * samples that its process was in, rounded to a whole number. */
+    /* Lets the sample, which was added as the last one, stand for all of them: it gets the average
+     * of each gauge over the samples that its process was in, rounded to a whole number, and the
+     * minimum and maximum. One that stands for several already counts as so many. Of what
+     * applications keep it has these, too, but an average only where annotations call it a gauge.
+     */
     void applyTo(Sample& sample);
     void clear();
 
@@ -32,24 +36,30 @@ private:
     struct GaugePlace {
         uint16_t packedOffset;
         statscatalogue::FieldType type;
+        bool isAveraged;
     };
     /* One process. */
     struct Entry {
         std::vector<uint64_t> first; /* of each gauge */
         std::vector<double> growth;  /* since the first, summed over the samples */
-        unsigned count = 0;          /* samples */
+        std::vector<uint64_t> lowest;
+        std::vector<uint64_t> highest;
+        uint64_t count = 0; /* samples */
         unsigned lastSample = 0;
     };
 
     const std::vector<GaugePlace>& placesOf(const statscatalogue::Kind& kind);
     Entry& entryOf(const Record& record);
+    void addRecord(const Record& record, Entry& entry);
 
     const Annotations& known;
     std::array<std::optional<std::vector<GaugePlace>>, SHRPC_numStatTypes> places;
     std::unordered_map<std::string, Entry> entries; /* by what tells processes apart */
     std::vector<Entry*> lastEntries;                /* by the last sample's records */
     std::string key;                                /* scratch */
-    unsigned numSamples = 0;
+    std::vector<uint32_t> counts;                   /* scratch */
+    unsigned numSamples = 0;                        /* that were added */
+    uint64_t numMerged = 0;                         /* that these stand for */
 };
 
 } // namespace samples

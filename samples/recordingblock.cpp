@@ -19,7 +19,16 @@ using format::maxPayload;
 
 namespace {
 
-enum class MessageType : uint8_t { CarriedHeader, Header, Sample, Lost, Notice, End, Mark };
+enum class MessageType : uint8_t {
+    CarriedHeader,
+    Header,
+    Sample,
+    Lost,
+    Notice,
+    End,
+    Mark,
+    Summary
+};
 enum class RosterForm : uint8_t { Changed, AsBefore };
 enum class RosterStep : uint8_t { Run, Record };
 
@@ -30,6 +39,13 @@ constexpr size_t largestArena = size_t{4} << 20;
 /* Records of the sample before that are compared when several are alike. */
 constexpr int mostCandidates = 8;
 constexpr uint32_t nowhere = UINT32_MAX;
+/* What a reader needs of each record besides the record itself, about. */
+constexpr size_t decodedPlaceSize = 32;
+
+/* Records of summaries have their blocks thrice: what they hold, what is below, what is above. */
+constexpr size_t partsOf(bool isOfSummaries) {
+    return isOfSummaries ? 3 : 1;
+}
 
 template <class Unsigned> constexpr Unsigned zigzag(Unsigned growth) {
     using Signed = std::make_signed_t<Unsigned>;
@@ -192,6 +208,7 @@ struct BlockEncoder::KeptRecord {
     ProcessState state;
     uint8_t nameBytes;
     std::array<char, maxNameBytes> name;
+    uint32_t merged;          /* as Record::merged */
     uint32_t from;            /* place in the sample before; or nowhere */
     bool isAsBefore;          /* all but the statistics is the same there */
     const RecordedKind* kind; /* null: no statistics */
@@ -215,6 +232,7 @@ struct BlockEncoder::KeptSample {
     int64_t lateNs = 0;
     int32_t slots = 0;
     int32_t used = 0;
+    uint32_t merged = 0; /* as Sample::merged */
     size_t firstRecord = 0;
     size_t numRecords = 0;
 };
@@ -222,6 +240,7 @@ struct BlockEncoder::KeptSample {
 struct BlockEncoder::Series {
     const RecordedKind* kind;
     uint32_t baseAt; /* in the arena: what it continues; or nowhere */
+    bool isOfSummaries;
     uint32_t count = 0;
     uint32_t firstOffset = 0;
 };
@@ -277,8 +296,8 @@ void BlockEncoder::addSample(const Sample& sample) {
         closeChunk();
     }
     const KeptSample before = samples.empty() ? KeptSample{} : samples.back();
-    KeptSample kept{sample.times, sample.sequence, sample.lateNs,          sample.slots,
-                    sample.used,  records.size(),  sample.records().size()};
+    KeptSample kept{sample.times, sample.sequence, sample.lateNs,  sample.slots,
+                    sample.used,  sample.merged,   records.size(), sample.records().size()};
     records.reserve(records.size() + kept.numRecords);
     uint64_t numValues = 0;
     for (const Record& record : sample.records()) {
@@ -290,6 +309,7 @@ void BlockEncoder::addSample(const Sample& sample) {
                         record.state,
                         static_cast<uint8_t>(record.name.size()),
                         {},
+                        record.merged,
                         nowhere,
                         false,
                         record.kind == nullptr ? nullptr
@@ -298,11 +318,12 @@ void BlockEncoder::addSample(const Sample& sample) {
         std::ranges::copy(record.name, copy.name.begin());
         if (copy.kind != nullptr) {
             numValues += copy.kind->numElements;
-            const std::span blocks(record.blocks, record.kind->packedSize());
+            const std::span blocks(record.blocks, record.blocksSize());
             arena.insert(arena.end(), blocks.begin(), blocks.end());
         }
         records.push_back(copy);
     }
+    decodedSize += sample.size() + kept.numRecords * decodedPlaceSize;
     linkRecords(kept, before);
     samples.push_back(kept);
     putSample(kept, before);
@@ -319,6 +340,9 @@ void BlockEncoder::addSample(const Sample& sample) {
 
 /* Finds each record's place in the sample before: mostly the same one. A place is taken once. */
 void BlockEncoder::linkRecords(const KeptSample& now, const KeptSample& before) {
+    if ((now.merged > 0) != (before.merged > 0)) {
+        return;
+    }
     std::vector<bool> isTaken;
     std::unordered_multimap<size_t, uint32_t> places;
     const auto join = [&](KeptRecord& record, size_t place) {
@@ -355,15 +379,27 @@ void BlockEncoder::linkRecords(const KeptSample& now, const KeptSample& before) 
 }
 
 void BlockEncoder::putSample(const KeptSample& now, const KeptSample& before) {
-    putByte(messages, static_cast<uint8_t>(MessageType::Sample));
+    const bool isSummary = now.merged > 0;
+    putByte(messages, static_cast<uint8_t>(isSummary ? MessageType::Summary : MessageType::Sample));
     putGrowth(messages, now.times.realNs, before.times.realNs);
     putGrowth(messages, now.times.monotonicNs, before.times.monotonicNs);
     putGrowth(messages, now.sequence, before.sequence);
     putGrowth(messages, now.lateNs, int64_t{0});
     putGrowth(messages, now.slots, before.slots);
     putGrowth(messages, now.used, before.used);
+    putRoster(now, before);
+    if (isSummary) {
+        putNumber(messages, now.merged);
+        for (size_t i = now.firstRecord; i < records.size(); i++) {
+            putGrowth(messages, records[i].merged, now.merged);
+        }
+    }
+}
+
+void BlockEncoder::putRoster(const KeptSample& now, const KeptSample& before) {
     const std::span own(records.data() + now.firstRecord, now.numRecords);
-    bool isAsBefore = now.numRecords == before.numRecords;
+    bool isAsBefore =
+        now.numRecords == before.numRecords && (now.merged > 0) == (before.merged > 0);
     for (size_t i = 0; isAsBefore && i < own.size(); i++) {
         isAsBefore = own[i].from == i && own[i].isAsBefore;
     }
@@ -401,6 +437,10 @@ void BlockEncoder::putRecord(const KeptRecord& record) {
     putNumber(messages, record.uid);
     putByte(messages, static_cast<uint8_t>(record.state));
     putText(messages, record.text());
+}
+
+bool BlockEncoder::isFull() const {
+    return decodedSize > maxPayload / 2;
 }
 
 /* Encodes the samples at hand; the last one stays as what the next chunk continues. */
@@ -456,7 +496,7 @@ void BlockEncoder::findSeries() {
             }
             if (seriesOf[j] == nowhere) {
                 seriesOf[j] = static_cast<uint32_t>(series.size());
-                series.push_back({record.kind, baseAt});
+                series.push_back({record.kind, baseAt, sample.merged > 0});
             }
             series[seriesOf[j]].count++;
         }
@@ -479,11 +519,15 @@ void BlockEncoder::putColumns() {
     findSeries();
     growths.resize(samples.size());
     for (const Series& each : series) {
-        for (const RecordedKind::Run& run : each.kind->runs) {
-            for (size_t i = 0; i < run.count; i++) {
-                const size_t at = static_cast<size_t>(run.packedOffset) + i * run.width;
-                run.width == sizeof(uint32_t) ? putColumn<uint32_t>(each, at)
-                                              : putColumn<uint64_t>(each, at);
+        const size_t packed = each.kind->kind->packedSize();
+        for (size_t part = 0; part < partsOf(each.isOfSummaries); part++) {
+            for (const RecordedKind::Run& run : each.kind->runs) {
+                for (size_t i = 0; i < run.count; i++) {
+                    const size_t at =
+                        part * packed + static_cast<size_t>(run.packedOffset) + i * run.width;
+                    run.width == sizeof(uint32_t) ? putColumn<uint32_t>(each, at)
+                                                  : putColumn<uint64_t>(each, at);
+                }
             }
         }
     }
@@ -556,6 +600,7 @@ void BlockEncoder::clear() {
     arena.clear();
     hasBase = false;
     lastSampleNs = 0;
+    decodedSize = 0;
     whole = {};
     partIsWritten();
 }
@@ -580,6 +625,7 @@ private:
     };
     struct Series {
         const RecordedKind* kind;
+        bool isOfSummaries;
         bool hasBase; /* it continues one of a chunk before */
         const std::byte* base;
         std::vector<std::byte*> blocks;
@@ -589,12 +635,15 @@ private:
                      const std::array<uint32_t, numSections>& sizes);
     void beginChunk();
     bool takeMessage(Section& from);
-    bool takeSample(Section& from);
+    bool takeSample(Section& from, bool isSummary);
+    static bool takeCounts(Section& from, Sample& sample, std::vector<Record>& roster);
     bool takeRoster(Section& from, const Sample& before, std::vector<Record>& roster);
     bool linksDiffer(size_t numEarlier) const;
     bool takeRecord(Section& from, Record& record);
     bool place(Sample& sample, const std::vector<Record>& roster);
     bool fillColumns(Section& firsts, Section& widths, Section& planes) const;
+    static bool fillPart(const Series& of, size_t part, Section& firsts, Section& widths,
+                         Section& planes);
     template <class Unsigned>
     static bool fillColumn(const Series& of, int32_t at, Section& firsts, Section& widths,
                            Section& planes);
@@ -681,7 +730,8 @@ bool BlockDecoder::takeMessage(Section& from) {
         messages.push_back({false, from.header()});
         break;
     case MessageType::Sample:
-        return takeSample(from);
+    case MessageType::Summary:
+        return takeSample(from, type == MessageType::Summary);
     case MessageType::Lost: {
         Lost lost;
         lost.times = from.times();
@@ -709,7 +759,7 @@ bool BlockDecoder::takeMessage(Section& from) {
     return from.isGood();
 }
 
-bool BlockDecoder::takeSample(Section& from) {
+bool BlockDecoder::takeSample(Section& from, bool isSummary) {
     static const Sample none;
     const Sample* const last = lastSample();
     const Sample& before = last == nullptr ? none : *last;
@@ -722,12 +772,25 @@ bool BlockDecoder::takeSample(Section& from) {
     sample.slots = from.grown(before.slots);
     sample.used = from.grown(usedBefore);
     std::vector<Record> roster;
-    if (!takeRoster(from, before, roster) || !from.isGood() || !place(sample, roster)) {
+    const bool continues = (before.merged > 0) == isSummary;
+    if (!takeRoster(from, continues ? before : none, roster) ||
+        (isSummary && !takeCounts(from, sample, roster)) || !from.isGood() ||
+        !place(sample, roster)) {
         return false;
     }
     lastSampleAt = messages.size();
     messages.push_back({false, std::move(sample)});
     return true;
+}
+
+/* How many samples a summary and its records stand for. */
+bool BlockDecoder::takeCounts(Section& from, Sample& sample, std::vector<Record>& roster) {
+    sample.merged = from.numberUpTo(UINT32_MAX);
+    for (Record& record : roster) {
+        record.merged = from.grown(sample.merged);
+    }
+    return sample.merged > 0 &&
+           std::ranges::all_of(roster, [](const Record& each) { return each.merged > 0; });
 }
 
 /* Records without their statistics; `links` tells where in the sample before they come from. */
@@ -809,7 +872,8 @@ bool BlockDecoder::place(Sample& sample, const std::vector<Record>& roster) {
         const RecordedKind* const kind = table.kindOf(record.statType);
         const bool isKnown = kind != nullptr && kind->kind != nullptr;
         placed.push_back({kind, nullptr, nullptr, nowhere});
-        size += record.name.size() + (isKnown ? kind->kind->packedSize() : 0);
+        size += record.name.size() +
+                (isKnown ? partsOf(sample.merged > 0) * kind->kind->packedSize() : 0);
     }
     const uint64_t cost = size + roster.size() * (sizeof(Record) + sizeof(Place)) + sizeof(Sample);
     if (cost > budget) {
@@ -830,8 +894,8 @@ bool BlockDecoder::place(Sample& sample, const std::vector<Record>& roster) {
         here.blocks = free;
         here.contents = free;
         if (record.kind != nullptr) {
-            std::memset(free, 0, record.kind->packedSize());
-            free += record.kind->packedSize();
+            std::memset(free, 0, record.blocksSize());
+            free += record.blocksSize();
         }
         if (here.kind == nullptr) {
             continue;
@@ -840,8 +904,11 @@ bool BlockDecoder::place(Sample& sample, const std::vector<Record>& roster) {
         here.series = before == nullptr ? nowhere : before->series;
         if (here.series == nowhere) {
             here.series = static_cast<uint32_t>(series.size());
-            series.push_back(
-                {here.kind, before != nullptr, before == nullptr ? nullptr : before->contents, {}});
+            series.push_back({here.kind,
+                              sample.merged > 0,
+                              before != nullptr,
+                              before == nullptr ? nullptr : before->contents,
+                              {}});
         }
         series[here.series].blocks.push_back(here.blocks);
     }
@@ -850,16 +917,29 @@ bool BlockDecoder::place(Sample& sample, const std::vector<Record>& roster) {
 }
 
 bool BlockDecoder::fillColumns(Section& firsts, Section& widths, Section& planes) const {
-    for (const Series& each : series) {
-        for (const RecordedKind::Run& run : each.kind->runs) {
-            for (int32_t i = 0; i < run.count; i++) {
-                const int32_t at = run.packedOffset < 0 ? -1 : run.packedOffset + i * run.width;
-                const bool isGood = run.width == sizeof(uint32_t)
-                                        ? fillColumn<uint32_t>(each, at, firsts, widths, planes)
-                                        : fillColumn<uint64_t>(each, at, firsts, widths, planes);
-                if (!isGood) {
-                    return false;
-                }
+    return std::ranges::all_of(series, [&](const Series& each) {
+        for (size_t part = 0; part < partsOf(each.isOfSummaries); part++) {
+            if (!fillPart(each, part, firsts, widths, planes)) {
+                return false;
+            }
+        }
+        return true;
+    });
+}
+
+bool BlockDecoder::fillPart(const Series& of, size_t part, Section& firsts, Section& widths,
+                            Section& planes) {
+    const size_t begin = of.kind->kind == nullptr ? 0 : part * of.kind->kind->packedSize();
+    for (const RecordedKind::Run& run : of.kind->runs) {
+        for (int32_t i = 0; i < run.count; i++) {
+            const int32_t at = run.packedOffset < 0
+                                   ? -1
+                                   : static_cast<int32_t>(begin) + run.packedOffset + i * run.width;
+            const bool isGood = run.width == sizeof(uint32_t)
+                                    ? fillColumn<uint32_t>(of, at, firsts, widths, planes)
+                                    : fillColumn<uint64_t>(of, at, firsts, widths, planes);
+            if (!isGood) {
+                return false;
             }
         }
     }

@@ -12,14 +12,17 @@
  *
  *   messages   what isn't a statistic, one message after the other: each begins with its type. Of a
  *              sample, times and numbers as differences to the sample before, and its records: one
- *              byte when they are those of the sample before, else how they come from it
+ *              byte when they are those of the sample before, else how they come from it; of a
+ *              summary, a sample that stands for several, for how many as well
  *   firsts     first values of the columns that continue none
  *   widths     for each column, bytes that the greatest growth takes; 0: it stands still
  *   planes     for each column that moves, its growths in zigzag form: the lowest byte of all of
  *              them, then the next one of all
  *
- * A column is one element of the statistics of one process, over the samples of the chunk. Numbers
- * in sections are varints.
+ * A column is one element of the statistics of one process, over the samples of the chunk; behind
+ * those of a process in summaries come as many that say how far below its value each element has
+ * been, and then above. Samples and summaries don't continue each other. Numbers in sections are
+ * varints.
  */
 #ifndef RECORDINGBLOCK_H
 #define RECORDINGBLOCK_H
@@ -78,6 +81,8 @@ public:
     const BlockContents& part() const { return current; }
     /* Bytes that the minute takes: what bounds it besides its time. */
     size_t size() const { return chunks.size() + arena.size(); }
+    /* It takes a good part of what a reader would make of one block. */
+    bool isFull() const;
 
     /* The payload of the part; it stays the part until it is said to be written. */
     void makePart(BlockPayload& payload);
@@ -96,6 +101,7 @@ private:
     void addSample(const Sample& sample);
     void linkRecords(const KeptSample& now, const KeptSample& before);
     void putSample(const KeptSample& now, const KeptSample& before);
+    void putRoster(const KeptSample& now, const KeptSample& before);
     void putRecord(const KeptRecord& record);
     void closeChunk();
     void findSeries();
@@ -107,6 +113,7 @@ private:
     BlockContents whole;
     BlockContents current;
     int64_t lastSampleNs = 0;
+    uint64_t decodedSize = 0; /* bytes that a reader makes of the minute */
 
     std::vector<std::byte> chunks; /* of the minute, not compressed */
     size_t partAt = 0;             /* where the part begins in it */

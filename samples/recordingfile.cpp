@@ -79,6 +79,13 @@ Failure fileFailure(const std::string& path, const char* what, int error) {
             printable(path) + " cannot be " + what + ": " + std::generic_category().message(error)};
 }
 
+void syncDirectoryOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    const Descriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    fsync(opened.get());
+}
+
 bool lockForWriting(int descriptor) {
     struct flock lock = wholeFile(F_WRLCK);
     return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;

@@ -77,6 +77,9 @@ private:
 /* A sentence of a failed system call on a file. */
 Failure fileFailure(const std::string& path, const char* what, int error);
 
+/* So that a new file's name outlives a power cut, too. */
+void syncDirectoryOf(const std::string& path);
+
 /* A lock that ends with the process and can be looked at without taking it. False when somebody
  * else holds it. */
 bool lockForWriting(int descriptor);

@@ -10,7 +10,8 @@
  *   fields     the catalogue by which the following blocks were made; heads each file and comes
  *              again with its first minute or the second one, and every hour. A block names its
  *              catalogue by the checksum of that payload.
- *   messages   messages of one cache, of one minute (recordingblock.h)
+ *   messages   messages of one cache, of one minute (recordingblock.h); of an hour in a file
+ *              that was made anew with fewer samples
  *
  * `FILE.tail` beside it has the parts of the minute under way, of 5 seconds each. When the minute
  * is in the file, and synced, the tail is cut. So a reader that reads the tail first, and then the
@@ -39,8 +40,8 @@ inline constexpr std::array<uint64_t, 4> backDistances{1, 16, 256, 4096};
 
 struct BlockHead {
     uint64_t magic;
-    uint16_t version; /* these first two never change */
-    uint16_t zero;
+    uint16_t version;        /* these first two never change */
+    uint16_t thinnedSeconds; /* samples stand for so long an interval; 0: each for itself */
     uint32_t type;
     uint64_t offset;              /* of this block in its file */
     uint64_t sequence;            /* in its file, from 1 */

@@ -389,10 +389,11 @@ RecordingSurvey RecordingReader::survey(Check check) {
     RecordingSurvey survey;
     Surveyor surveyor(*state, survey);
     for (auto group = state->line.first(); group; group = state->line.next(*group)) {
+        BlockGroup readable = *group;
         if (check == Check::Payloads) {
-            state->line.check(*group);
+            state->line.dropDamaged(readable);
         }
-        surveyor.add(*group);
+        surveyor.add(readable);
     }
     std::tie(survey.numBytes, survey.numFiles) = state->line.sizes();
     std::ranges::stable_sort(survey.gaps, {}, &RecordingGap::fromNs);

@@ -104,7 +104,8 @@ public:
     std::optional<int64_t> sampleAfter(int64_t realNs, size_t count = 1);
 
     /* Walks over the whole recording, on its heads where these say enough; with Payloads all bytes
-     * are read, so that damages() is complete. The place of next() stays. */
+     * are read, so that damages() is complete and only what can be read is counted. The place of
+     * next() stays. */
     enum class Check : uint8_t { Heads, Payloads };
     RecordingSurvey survey(Check check);
 

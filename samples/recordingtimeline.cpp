@@ -84,6 +84,21 @@ std::optional<std::vector<std::string>> recordingFiles(const std::string& direct
     return names;
 }
 
+/* Such names sort by time. */
+std::string recordingName(int64_t realNs) {
+    const time_t seconds = realNs / 1'000'000'000;
+    struct tm parts {};
+    gmtime_r(&seconds, &parts);
+    std::array<char, 32> text{};
+    const size_t size = strftime(text.data(), text.size(), "%Y-%m-%dT%H-%M-%SZ", &parts);
+    return std::string(text.data(), size) + std::string(recordingSuffix);
+}
+
+bool endsBefore(const std::vector<std::string>& files, size_t index, int64_t realNs) {
+    const std::string& next = files[index + 1];
+    return next.substr(next.rfind('/') + 1) < recordingName(realNs);
+}
+
 std::variant<RecordingTimeline, Failure> RecordingTimeline::open(const std::string& path) {
     RecordingTimeline line;
     line.path = path;
@@ -548,14 +563,23 @@ std::vector<CacheMessages> RecordingTimeline::load(const BlockGroup& group) {
     return caches;
 }
 
-void RecordingTimeline::check(const BlockGroup& group) {
+void RecordingTimeline::dropDamaged(BlockGroup& group) {
     RecordingFile* const file = open(group.file);
-    for (const GroupBlock& each : group.blocks) {
-        if (file != nullptr && !payloadOf(*file, each)) {
-            load(group); /* says it */
-            return;
-        }
+    const auto isDamaged = [&](const GroupBlock& each) {
+        return file == nullptr || !payloadOf(*file, each) || tableOf(*file, each.block) == nullptr;
+    };
+    if (std::ranges::any_of(group.blocks, isDamaged)) {
+        load(group); /* says it */
+        std::erase_if(group.blocks, isDamaged);
     }
+}
+
+bool RecordingTimeline::isKnown(const BlockGroup& group) {
+    RecordingFile* const file = open(group.file);
+    return file == nullptr || std::ranges::all_of(group.blocks, [&](const GroupBlock& each) {
+               const FieldTable* const table = tableOf(*file, each.block);
+               return table == nullptr || table->isKnown();
+           });
 }
 
 uint64_t RecordingTimeline::headReads() const {

@@ -74,8 +74,11 @@ public:
 
     /* The group's messages by cache. What is damaged is left out and noted. */
     std::vector<CacheMessages> load(const BlockGroup& group);
-    /* Notes what of it is damaged, without unpacking it. */
-    void check(const BlockGroup& group);
+    /* Drops the blocks that are damaged, without unpacking the others, and notes them. */
+    void dropDamaged(BlockGroup& group);
+
+    /* Nothing of it is lost when this program writes it anew. */
+    bool isKnown(const BlockGroup& group);
 
     const std::vector<RecordingDamage>& damages() const { return found; }
     uint64_t headReads() const;
@@ -132,6 +135,11 @@ inline constexpr std::string_view recordingSuffix = ".tvsrec";
 std::string tailPath(const std::string& path);
 /* The files of a directory in the order of time; nothing when it can't be read. */
 std::optional<std::vector<std::string>> recordingFiles(const std::string& directory);
+/* What a directory's file that begins at that time is called. */
+std::string recordingName(int64_t realNs);
+/* Whether one of its files, not the last one, holds nothing from that time on: what it holds ends
+ * where the next one begins. */
+bool endsBefore(const std::vector<std::string>& files, size_t index, int64_t realNs);
 
 } // namespace samples
 

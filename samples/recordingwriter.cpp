@@ -37,19 +37,6 @@ constexpr size_t largestMinute = size_t{32} << 20;
 /* A file of a directory that is bounded takes such a part of it at most. */
 constexpr uint64_t filesOfDirectory = 8;
 
-/* The time as the name of a file; such names sort by time. */
-std::string nameOf(int64_t realNs) {
-    const time_t seconds = realNs / secondNs;
-    tm parts{};
-    gmtime_r(&seconds, &parts);
-    char text[32];
-    return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H-%M-%SZ", &parts)};
-}
-
-std::string baseName(const std::string& path) {
-    return path.substr(path.rfind('/') + 1);
-}
-
 int writeAll(int descriptor, std::span<const std::byte> bytes, uint64_t offset) {
     while (!bytes.empty()) {
         const ssize_t done =
@@ -62,14 +49,6 @@ int writeAll(int descriptor, std::span<const std::byte> bytes, uint64_t offset) 
         offset += count;
     }
     return 0;
-}
-
-/* So that a new file's name outlives a power cut, too. */
-void syncDirectoryOf(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    const Descriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    fsync(opened.get());
 }
 
 uint64_t sizeOf(const std::string& path) {
@@ -150,6 +129,8 @@ private:
         uint32_t parts = 0; /* in the tail */
     };
 
+    bool isThinned() const { return options.thinnedNs != 0; }
+    int64_t periodNs() const { return isThinned() ? hourNs : minuteNs; }
     mode_t mode() const { return options.isReadableByGroup ? 0640 : 0600; }
     std::optional<Failure> openDirectory();
     std::optional<Failure> openFile(const std::string& name);
@@ -219,8 +200,9 @@ std::optional<Failure> RecordingWriter::State::openDirectory() {
      * not. */
     const auto files = recordingFiles(path).value_or(std::vector<std::string>());
     if (!files.empty()) {
-        if (openFile(files.back())) {
-            main = Output(); /* it can't be carried on: a new one begins */
+        if (const auto failure = openFile(files.back())) {
+            problem = failure->sentence + "; a new file is begun";
+            main = Output();
             tail = Output();
             return std::nullopt;
         }
@@ -266,6 +248,9 @@ std::optional<Failure> RecordingWriter::State::continueFile() {
             return fileFailure(main.path, "written", errno);
         }
         main.end = end;
+    }
+    if (isThinned()) {
+        return std::nullopt;
     }
     if (auto failure = tail.open(tailPath(main.path), mode())) {
         return failure;
@@ -330,7 +315,7 @@ int RecordingWriter::State::openFileAt(int64_t realNs) {
         return 0;
     }
     const auto files = recordingFiles(path).value_or(std::vector<std::string>());
-    std::string name = path + "/" + nameOf(realNs) + std::string(recordingSuffix);
+    std::string name = path + "/" + recordingName(realNs);
     if (!files.empty() && name <= files.back()) {
         name = files.back(); /* the clock was set back */
     }
@@ -358,10 +343,8 @@ void RecordingWriter::State::dropOldFiles(int64_t realNs) const {
     for (const std::string& file : files) {
         bytes += sizeOf(file) + sizeOf(tailPath(file));
     }
-    const std::string oldest = options.keepNs > 0 ? nameOf(realNs - options.keepNs) : "";
     for (size_t i = 0; i + 1 < files.size() && files[i] != main.path; i++) {
-        /* What a file holds ends where the next one begins. */
-        const bool isOld = baseName(files[i + 1]) < oldest;
+        const bool isOld = options.keepNs > 0 && endsBefore(files, i, realNs - options.keepNs);
         const bool isTooMuch = options.mostBytes > 0 && bytes > options.mostBytes;
         if (!isOld && !isTooMuch) {
             break;
@@ -389,7 +372,7 @@ void RecordingWriter::State::add(uint32_t number, const Message& message) {
         return;
     }
     if (!hasMinute) {
-        minuteBegin = times.realNs / minuteNs;
+        minuteBegin = times.realNs / periodNs();
         hasMinute = true;
     }
     if (!firstOfPart) {
@@ -397,7 +380,7 @@ void RecordingWriter::State::add(uint32_t number, const Message& message) {
     }
     cache.encoder.add(message);
     samplesAdded += std::holds_alternative<Sample>(message) ? 1U : 0U;
-    if (!retryAtNs && memory() > largestMinute) {
+    if (!retryAtNs && (memory() > largestMinute || cache.encoder.isFull())) {
         endMinute();
     }
 }
@@ -424,9 +407,9 @@ void RecordingWriter::State::advance(const Times& now) {
         }
         retryAtNs.reset();
         endMinute();
-    } else if (now.realNs / minuteNs != minuteBegin) {
+    } else if (now.realNs / periodNs() != minuteBegin) {
         endMinute();
-    } else if (firstOfPart) {
+    } else if (firstOfPart && !isThinned()) {
         const int64_t passedNs = now.monotonicNs - firstOfPart->monotonicNs;
         if (passedNs >= partNs || passedNs < 0) {
             const int error = writePart();
@@ -452,6 +435,7 @@ void RecordingWriter::State::appendBlock(uint64_t fileEnd, BlockHead head,
     head.magic = recordingMagic;
     head.version = recordingVersion;
     head.type = head.type != 0 ? head.type : messagesType;
+    head.thinnedSeconds = static_cast<uint16_t>(options.thinnedNs / secondNs);
     head.offset = fileEnd + blocks.size();
     head.firstNs = contents.firstNs;
     head.lastNs = contents.lastNs;
@@ -601,7 +585,7 @@ int RecordingWriter::State::writeMinute() {
     if (const int error = appendToMain(); error != 0) {
         return error;
     }
-    if (ftruncate(tail.file.get(), 0) == 0) {
+    if (tail.file.get() >= 0 && ftruncate(tail.file.get(), 0) == 0) {
         tail.end = 0;
     }
     dropOldFiles(lastNs);
@@ -611,7 +595,9 @@ int RecordingWriter::State::writeMinute() {
 void RecordingWriter::State::endMinute() {
     const int error = writeMinute();
     tell(error);
-    if (error != 0 && memory() < 2 * largestMinute) {
+    const bool isFull =
+        std::ranges::any_of(caches, [](auto& each) { return each.second.encoder.isFull(); });
+    if (error != 0 && memory() < 2 * largestMinute && !isFull) {
         return; /* once more later */
     }
     for (auto& [number, cache] : caches) {

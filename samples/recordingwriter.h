@@ -27,6 +27,9 @@ struct RecordingOptions {
     int64_t keepNs = 0;       /* of a directory: hours that are older are unlinked; 0: none is */
     uint64_t mostBytes = 0;   /* of a directory: the oldest hours are unlinked; 0: none is */
     bool isReadableByGroup = false; /* files are created 0640 rather than 0600 */
+    /* Of a file that is made anew from another one, with fewer samples: how far these are apart.
+     * What is added is written when its hour is over. 0: the recording is under way. */
+    int64_t thinnedNs = 0;
 };
 
 class RecordingWriter {

@@ -24,6 +24,11 @@ bool isBefore(SortIdentity identity, const Row& one, const Row& other) {
 
 } // namespace
 
+std::string_view suffixOf(Printing printing) {
+    constexpr std::array<std::string_view, 5> suffixes{"", ":rate", ":delta", ":min", ":max"};
+    return suffixes[static_cast<size_t>(printing)];
+}
+
 Printing printingOf(const Figure& figure, std::optional<Printing> own, Printing ofCounters) {
     if (own) {
         return *own;
@@ -40,6 +45,10 @@ Number printed(const Figure& figure, Printing printing, std::span<const Process>
         return rateOf(figure, processes, moment);
     case Printing::Delta:
         return growthOf(figure, processes);
+    case Printing::Minimum:
+        return minimumOf(figure, processes);
+    case Printing::Maximum:
+        return maximumOf(figure, processes);
     case Printing::Total:
         break;
     }

@@ -12,19 +12,24 @@
 #include <functional>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <variant>
 #include <vector>
 
 namespace samples {
 
-/* How a counter's number is taken. */
-enum class Printing : uint8_t { Total, Rate, Delta };
+/* How a counter's number is taken; of a gauge the value is its average where a sample stands for
+ * several. */
+enum class Printing : uint8_t { Total, Rate, Delta, Minimum, Maximum };
+
+/* ":rate" and so on, as a person writes it behind a field; empty for Total. */
+std::string_view suffixOf(Printing printing);
 
 /* How a figure is printed: as was asked for it in particular, else as counters are printed. Of
  * other figures only a position follows them, in showing its growth. */
 Printing printingOf(const Figure& figure, std::optional<Printing> own, Printing ofCounters);
 
-/* The figure's value, rate or growth; nothing where it has none. */
+/* The figure's value, rate, growth, minimum or maximum; nothing where it has none. */
 Number printed(const Figure& figure, Printing printing, std::span<const Process> processes,
                const Moment& moment);
 

@@ -38,7 +38,7 @@ void Bytes::reserve(size_t size, size_t kept) {
 size_t Sample::size() const {
     size_t size = sizeof(Sample) + list.size() * sizeof(Record);
     for (const Record& record : list) {
-        size += record.name.size() + (record.kind != nullptr ? record.kind->packedSize() : 0);
+        size += record.name.size() + record.blocksSize();
     }
     return size;
 }
@@ -50,6 +50,7 @@ Sample Sample::copy() const {
     other.slots = slots;
     other.used = used;
     other.lateNs = lateNs;
+    other.merged = merged;
     other.list = list;
     other.bytes.reserve(size(), 0);
     std::byte* free = other.bytes.data();
@@ -64,10 +65,36 @@ Sample Sample::copy() const {
     for (Record& record : other.list) {
         const size_t length = record.name.size();
         record.name = {reinterpret_cast<const char*>(place(record.name.data(), length)), length};
-        record.blocks =
-            place(record.blocks, record.kind != nullptr ? record.kind->packedSize() : 0);
+        record.blocks = place(record.blocks, record.blocksSize());
     }
     return other;
+}
+
+void Sample::merge(uint32_t numSamples, std::span<const uint32_t> byRecord) {
+    if (merged == 0) {
+        size_t size = 0;
+        for (const Record& record : list) {
+            size += record.name.size() + 3 * record.blocksSize();
+        }
+        Bytes roomier;
+        roomier.reserve(size, 0);
+        std::byte* free = roomier.data();
+        for (Record& record : list) {
+            std::ranges::copy(std::as_bytes(std::span(record.name)), free);
+            record.name = {reinterpret_cast<const char*>(free), record.name.size()};
+            free += record.name.size();
+            const size_t packed = record.blocksSize();
+            std::copy_n(record.blocks, packed, free);
+            std::fill_n(free + packed, 2 * packed, std::byte{});
+            record.blocks = free;
+            free += 3 * packed;
+        }
+        bytes = std::move(roomier);
+    }
+    merged = std::max(numSamples, 1U);
+    for (size_t i = 0; i < list.size(); i++) {
+        list[i].merged = std::max(byRecord[i], 1U);
+    }
 }
 
 } // namespace samples

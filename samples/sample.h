@@ -95,6 +95,19 @@ struct Record {
     /* The kind's blocks one after the other, as the catalogue's packed offsets count. Not aligned.
      */
     const std::byte* blocks;
+    /* How many samples the process was in, of those that this one stands for; 0: of those it is
+     * one. */
+    uint32_t merged = 0;
+
+    /* Where it stands for several: how far each field's minimum is below what the blocks say, and
+     * how far its maximum is above it, laid out as these. Only those of gauges, and of what
+     * applications keep, mean something. */
+    const std::byte* below() const { return blocks + kind->packedSize(); }
+    const std::byte* above() const { return below() + kind->packedSize(); }
+    /* Bytes of all that. */
+    size_t blocksSize() const {
+        return kind == nullptr ? 0 : kind->packedSize() * (merged == 0 ? size_t{1} : size_t{3});
+    }
 };
 
 /* Bytes that a Sample keeps. Unlike a vector's, they are not written before they are used. */
@@ -120,7 +133,9 @@ private:
     size_t reserved = 0;
 };
 
-/* One look at the cache. Owns its bytes; moving it leaves the records valid. */
+/* One look at the cache, or what several amount to: then times, number, states and counters are
+ * those of the last one, and gauges averages. Owns its bytes; moving it leaves the records valid.
+ */
 class Sample {
 public:
     Times times;           /* when the table was read */
@@ -128,11 +143,15 @@ public:
     int32_t slots = 0;     /* of the process table, used or not */
     int32_t used = -1;     /* slots in use; -1: unknown */
     int64_t lateNs = 0;    /* after the moment at which it was due */
+    uint32_t merged = 0;   /* how many it stands for; 0: it is one look */
 
     /* In the order of their slots. */
     std::span<const Record> records() const { return list; }
     /* The blocks of a record, to be changed. */
     std::byte* blocksOf(size_t index) { return bytes.data() + (list[index].blocks - bytes.data()); }
+    /* Lets it stand for so many samples, and each record for some of them; what is below and above
+     * is 0 where it has been one look. */
+    void merge(uint32_t numSamples, std::span<const uint32_t> byRecord);
 
     /* An equal sample with bytes of its own, as many as it needs. */
     Sample copy() const;

@@ -21,10 +21,7 @@ std::string CsvTable::nameOfColumn(const Column& column) const {
     }
     std::string name;
     column.figure->appendLabel(name);
-    const Printing printing = column.printingFor(request.printing.value_or(Printing::Total));
-    if (printing != Printing::Total) {
-        name += printing == Printing::Rate ? ":rate" : ":delta";
-    }
+    name += suffixOf(column.printingFor(request.printing.value_or(Printing::Total)));
     return name;
 }
 

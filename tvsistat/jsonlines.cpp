@@ -150,6 +150,14 @@ void JsonLines::appendGrowths(std::string& text, const Members& own, const Row& 
     });
 }
 
+void JsonLines::appendEnds(std::string& text, std::string_view name, const Members& own,
+                           const Row& row, EndOf endOf) {
+    appendNumbers(text, name, own, own.all, [&](char* to, const Member& member) -> char* {
+        const Number end = endOf(*member.column->figure, row.processes);
+        return !end || (request.isNonzero && end.isZero()) ? nullptr : samples::putJson(to, end);
+    });
+}
+
 void JsonLines::appendRow(std::string& text, const Row& row, const Shown& shown) {
     const samples::Record& record = row.record();
     text += "{\"kind\":\"";
@@ -179,6 +187,10 @@ void JsonLines::appendRow(std::string& text, const Row& row, const Shown& shown)
     }
     const Members& own = membersOf(row.kind());
     appendValues(text, own, row, shown.moment);
+    if (record.merged > 0 && !request.rows.isSum) {
+        appendEnds(text, "minimums", own, row, samples::minimumOf);
+        appendEnds(text, "maximums", own, row, samples::maximumOf);
+    }
     appendRates(text, own, row, shown.moment);
     if (shown.printing == Printing::Delta) {
         appendGrowths(text, own, row);
@@ -198,6 +210,10 @@ void JsonLines::appendSample(std::string& text, const Shown& shown) {
     appendInteger(text, int64_t{shown.sample.slots});
     text += ",\"used\":";
     appendJson(text, shown.sample.used < 0 ? Number() : Number::ofSigned(shown.sample.used));
+    if (shown.sample.merged > 0) {
+        text += ",\"samples\":";
+        appendInteger(text, uint64_t{shown.sample.merged});
+    }
     text += request.rows.isSum ? ",\"kinds\":[" : ",\"processes\":[";
     bool isFirst = true;
     for (const Row& row : shown.rows) {

@@ -53,6 +53,10 @@ private:
     void appendRates(std::string& text, const Members& own, const samples::Row& row,
                      const samples::Moment& moment);
     void appendGrowths(std::string& text, const Members& own, const samples::Row& row);
+    /* Minimums or maximums of gauges. */
+    using EndOf = samples::Number (*)(const samples::Figure&, std::span<const samples::Process>);
+    void appendEnds(std::string& text, std::string_view name, const Members& own,
+                    const samples::Row& row, EndOf endOf);
 
     TimeText utc;
     std::array<Members, samples::numKindPlaces> members;

@@ -28,6 +28,21 @@ void padLeft(std::string& text, size_t begin, size_t width) {
     text.insert(begin, length < width ? width - length : 0, ' ');
 }
 
+/* From where to where a gauge went whose average is shown. */
+void appendSpread(std::string& text, const samples::Figure& figure, const Row& row,
+                  Printing printing) {
+    const Number least = row.record().merged > 0 && printing == Printing::Total
+                             ? minimumOf(figure, row.processes)
+                             : Number();
+    if (least) {
+        text += " (";
+        appendFull(text, least);
+        text += " to ";
+        appendFull(text, maximumOf(figure, row.processes));
+        text += ')';
+    }
+}
+
 } // namespace
 
 void LongList::findTwins(const Shown& shown) {
@@ -68,11 +83,12 @@ void LongList::appendPrefix(std::string& text, const Row& row, const Shown& show
 void LongList::appendLine(std::string& text, std::string_view linePrefix, const Column& column,
                           const Row& row, const Shown& shown) {
     const samples::Figure& figure = *column.figure;
-    const bool isDelta = column.printingFor(shown.printing) == Printing::Delta;
-    const Number value =
-        shownNumber(column, isDelta ? Printing::Delta : Printing::Total, row, shown.moment);
-    const Number rate =
-        isDelta || row.kind() == nullptr ? Number() : rateOf(figure, row.processes, shown.moment);
+    const Printing asked = column.printingFor(shown.printing);
+    const Printing printing = asked == Printing::Rate ? Printing::Total : asked;
+    const Number value = shownNumber(column, printing, row, shown.moment);
+    const Number rate = printing != Printing::Total || row.kind() == nullptr
+                            ? Number()
+                            : rateOf(figure, row.processes, shown.moment);
     const bool hides = figure.isHiddenWhileZero() && !column.isChosen && value.isZero();
     if (hides || (request.isNonzero && value.isZero() && rate.isZero())) {
         return;
@@ -80,6 +96,7 @@ void LongList::appendLine(std::string& text, std::string_view linePrefix, const 
     const size_t begin = text.size();
     text += linePrefix;
     figure.appendLabel(text);
+    text += printing == Printing::Delta ? "" : suffixOf(printing);
     const size_t length = text.size() - begin;
     text.append(length < nameWidth ? nameWidth - length : 0, ' ');
     text += "  ";
@@ -110,6 +127,7 @@ void LongList::appendLine(std::string& text, std::string_view linePrefix, const 
         appendUnit(text, figure, false, false);
         text += ']';
     }
+    appendSpread(text, figure, row, printing);
     text += '\n';
 }
 

@@ -8,6 +8,7 @@
 #include "recordinginfo.h"
 #include "request.h"
 #include "servicehistory.h"
+#include "thindirectories.h"
 #include "versions.h"
 #include "view.h"
 #include "watch.h"
@@ -81,6 +82,8 @@ ExitStatus serve(Request& request) {
         return print(listFields(request));
     case Action::Info:
         return printInfo(request);
+    case Action::Thin:
+        return thinDirectories(request);
     case Action::Check:
         return ExitStatus::Ok;
     case Action::Report:

@@ -38,6 +38,10 @@ constexpr auto table = std::to_array<OptionEntry>({
     {OptionId::MaxSize, 0, "max-size", "SIZE", Kind::Word,
      "FILE is a directory, of 500M or 4G at most: the oldest hours are removed",
      Section::Recordings, Place::CommandLineOnly, Family::None},
+    {OptionId::Thin, 0, "thin", "STEP:AGE[,...]", Kind::Word,
+     "FILE is a directory, where what is older than AGE becomes a sample each STEP, as "
+     "1m:1d,10m:30d; without --write the words are directories, which are thinned once",
+     Section::Recordings, Place::CommandLineOnly, Family::None},
     {OptionId::GroupReadable, 0, "group-readable", "", Kind::None,
      "the group may read what is recorded, not its owner alone", Section::Recordings,
      Place::CommandLineOnly, Family::None},
@@ -106,7 +110,9 @@ constexpr auto table = std::to_array<OptionEntry>({
      Section::Processes, Place::Set, Family::None},
 
     {OptionId::Fields, 'f', "fields", "FIELD[,...]", Kind::Field,
-     "exactly these columns: fields, name[i] for an element, field:rate, :total, :delta; also "
+     "exactly these columns: fields, name[i] for an element, field:rate, :total, :delta, :min, "
+     ":max; "
+     "also "
      "time, "
      "cache, brox, kind, index, pid, session, name, state, started",
      Section::Fields, Place::Set, Family::FieldList},
@@ -121,7 +127,8 @@ constexpr auto table = std::to_array<OptionEntry>({
     {OptionId::Sum, 'A', "sum", "", Kind::None, "the processes of a kind taken together",
      Section::Numbers, Place::Set, Family::None},
     {OptionId::Sort, 'S', "sort", "FIELD", Kind::Field,
-     "greatest first, by a field (:rate, :total, :delta); or by index, pid, session, name or state",
+     "greatest first, by a field (:rate, :total, :delta, :min, :max); or by index, pid, session, "
+     "name or state",
      Section::Numbers, Place::Set, Family::None},
     {OptionId::Reverse, 'r', "reverse", "", Kind::None, "the other way round", Section::Numbers,
      Place::Set, Family::None},

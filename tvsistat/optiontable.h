@@ -21,6 +21,7 @@ enum class OptionId : uint8_t {
     Quiet,
     Keep,
     MaxSize,
+    Thin,
     GroupReadable,
     Read,
     Merge,

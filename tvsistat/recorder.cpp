@@ -1,10 +1,17 @@
 #include "recorder.h"
 
 #include "output.h"
+#include "streamfile.h"
+#include "thinning.h"
 
 namespace tvsistat {
 
-Recorder::Recorder(samples::RecordingWriter opened) : writer(std::move(opened)), tells(complain) {}
+Recorder::Recorder(samples::RecordingWriter opened, const RecordingRequest& asked)
+    : writer(std::move(opened)), thinning(asked.thinning, asked.path), tells(complain) {
+    if (asked.options.isDirectory) {
+        samples::removeUnfinishedThinning(asked.path);
+    }
+}
 
 std::variant<std::unique_ptr<Recorder>, samples::Failure>
 Recorder::open(const RecordingRequest& asked) {
@@ -13,12 +20,13 @@ Recorder::open(const RecordingRequest& asked) {
         return std::move(*failure);
     }
     return std::unique_ptr<Recorder>(
-        new Recorder(std::move(std::get<samples::RecordingWriter>(opened))));
+        new Recorder(std::move(std::get<samples::RecordingWriter>(opened)), asked));
 }
 
 void Recorder::take(uint32_t cache, const samples::Message& message) {
     writer.add(cache, message);
-    tell();
+    tell(writer.takeProblem());
+    tell(thinning.advance(samples::currentTimes().realNs));
 }
 
 Deadline Recorder::nextDeadline() const {
@@ -29,13 +37,12 @@ Deadline Recorder::nextDeadline() const {
 void Recorder::advance() {
     if (std::chrono::steady_clock::now() >= nextDeadline()) {
         writer.tick(samples::currentTimes());
-        tell();
+        tell(writer.takeProblem());
     }
 }
 
 /* The view goes on, whatever becomes of the recording. */
-void Recorder::tell() {
-    const std::string problem = writer.takeProblem();
+void Recorder::tell(std::string_view problem) const {
     if (!problem.empty()) {
         tells(problem);
     }

@@ -6,6 +6,7 @@
 #include "recordingwriter.h"
 #include "request.h"
 #include "stopsignal.h"
+#include "thinningchild.h"
 
 #include <functional>
 #include <memory>
@@ -45,10 +46,11 @@ public:
     samples::RecordingWriter& recording() { return writer; }
 
 private:
-    explicit Recorder(samples::RecordingWriter opened);
-    void tell();
+    Recorder(samples::RecordingWriter opened, const RecordingRequest& asked);
+    void tell(std::string_view problem) const;
 
     samples::RecordingWriter writer;
+    ThinningChild thinning;
     std::function<void(std::string_view)> tells;
     uint32_t caches = 0;
 };

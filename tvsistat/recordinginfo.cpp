@@ -69,7 +69,8 @@ std::string asTable(TimeText& times, const std::string& path, const RecordingRea
     for (size_t i = 0; i < survey.caches.size(); i++) {
         const RecordingSurvey::Cache& cache = survey.caches[i];
         appendLine(text, "cache",
-                   fmt::format("{}: {} samples, {}", titleOf(reader.caches()[i]), cache.numSamples,
+                   fmt::format("{}: {}{} samples, {}", titleOf(reader.caches()[i]),
+                               reader.damages().empty() ? "" : "at least ", cache.numSamples,
                                periodText(times, cache.firstNs, cache.lastNs)));
     }
     for (const RecordingGap& gap : survey.gaps) {
@@ -85,7 +86,9 @@ std::string asTable(TimeText& times, const std::string& path, const RecordingRea
                            survey.numFiles == 1 ? "" : "s"));
     if (survey.numValues > 0) {
         appendLine(text, "values",
-                   fmt::format("{}, of {:.3f} bytes each", survey.numValues, bytesAValue(survey)));
+                   fmt::format("{}{}, of {:.3f} bytes each",
+                               reader.damages().empty() ? "" : "at least ", survey.numValues,
+                               bytesAValue(survey)));
     }
     for (const samples::RecordingDamage& damage : reader.damages()) {
         appendLine(text, "damage", damage.sentence);

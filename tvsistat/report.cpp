@@ -160,7 +160,12 @@ void Report::addHeadings(const SectionPlan& own, const Shown& shown) {
     for (const Column& column : own.columns) {
         if (column.figure) {
             const Printing printing = column.printingFor(shown.printing);
+            const size_t begin = cellTexts.size();
             appendUnit(cellTexts, *column.figure, printing == Printing::Rate, isShort);
+            if (printing == Printing::Minimum || printing == Printing::Maximum) {
+                cellTexts += cellTexts.size() > begin ? " " : "";
+                cellTexts += suffixOf(printing).substr(1);
+            }
         }
         closeCell();
     }

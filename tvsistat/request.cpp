@@ -141,6 +141,32 @@ std::vector<std::string> commaList(std::string_view what, std::string_view text)
     return entries;
 }
 
+/* The rules of "1m:1d,10m:30d". */
+std::vector<samples::ThinningRule> thinningFrom(std::string_view what, std::string_view text) {
+    constexpr int64_t second = 1'000'000'000;
+    std::vector<samples::ThinningRule> rules;
+    for (const std::string& entry : commaList(what, text)) {
+        const size_t colon = entry.find(':');
+        if (colon == std::string::npos) {
+            refuse("{}: '{}' is not STEP:AGE, as 1m:1d", what, samples::printable(entry));
+        }
+        const samples::ThinningRule rule{longTimeFrom(what, entry.substr(0, colon)),
+                                         longTimeFrom(what, entry.substr(colon + 1))};
+        if (rule.stepNs % second != 0 || 3600 * second % rule.stepNs != 0) {
+            refuse("{}: '{}': a step is a whole part of an hour, as 10s, 1m or 10m", what,
+                   samples::printable(entry));
+        }
+        if (!rules.empty() &&
+            (rule.stepNs <= rules.back().stepNs || rule.stepNs % rules.back().stepNs != 0 ||
+             rule.ageNs <= rules.back().ageNs)) {
+            refuse("{}: '{}' must have a multiple of the step before it, and a greater age", what,
+                   samples::printable(entry));
+        }
+        rules.push_back(rule);
+    }
+    return rules;
+}
+
 /* "a, b, c" of the names that `add` is called with. */
 template <class Names> std::string listed(Names&& names) {
     std::string list;
@@ -207,14 +233,18 @@ FieldChoice::Exact exactFrom(std::string_view what, const std::string& text) {
     if (colon == std::string::npos) {
         return {text, std::nullopt};
     }
-    constexpr std::pair<std::string_view, Printing> suffixes[] = {
-        {"rate", Printing::Rate}, {"total", Printing::Total}, {"delta", Printing::Delta}};
+    constexpr std::pair<std::string_view, Printing> suffixes[] = {{"rate", Printing::Rate},
+                                                                  {"total", Printing::Total},
+                                                                  {"delta", Printing::Delta},
+                                                                  {"min", Printing::Minimum},
+                                                                  {"max", Printing::Maximum}};
     for (const auto& [suffix, printing] : suffixes) {
         if (std::string_view(text).substr(colon + 1) == suffix) {
             return {text.substr(0, colon), printing};
         }
     }
-    refuse("{}: '{}' ends with none of :rate, :total and :delta", what, samples::printable(text));
+    refuse("{}: '{}' ends with none of :rate, :total, :delta, :min and :max", what,
+           samples::printable(text));
 }
 
 Annotations::UnitOf unitFrom(std::string_view what, const std::string& text) {
@@ -394,6 +424,13 @@ void checkPrinting(std::string_view what, const std::string& name, const Figure&
     if (printing == Printing::Rate && !figure.isCounter() && figure.field != nullptr) {
         refuse("{}: '{}' is a {}: only counters have a rate", what, name, nameOf(figure.meaning));
     }
+    const bool isOfGauges = printing == Printing::Minimum || printing == Printing::Maximum;
+    if (isOfGauges &&
+        (figure.field == nullptr || figure.meaning != statscatalogue::Meaning::Gauge)) {
+        refuse("{}: '{}' is {}{}: only gauges have a minimum and a maximum", what, name,
+               figure.field == nullptr ? "derived" : "a ",
+               figure.field == nullptr ? "" : nameOf(figure.meaning));
+    }
     if (printing == Printing::Delta && !figure.hasGrowth()) {
         refuse("{}: '{}' has no difference from one sample to the next", what, name);
     }
@@ -548,16 +585,17 @@ void RequestMaker::exclude(OptionId one, OptionId other) const {
 void RequestMaker::checkExclusions() const {
     using enum OptionId;
     constexpr std::pair<OptionId, OptionId> pairs[] = {
-        {Long, Json},      {Long, Csv},          {Json, Csv},      {Rate, Total},
-        {Rate, Delta},     {Total, Delta},       {Width, Wide},    {Fields, Include},
-        {Fields, Exclude}, {Fields, Group},      {Read, History},  {Merge, History},
-        {History, Wait},   {History, Follow},    {History, Align}, {Merge, Wait},
-        {Merge, Follow},   {Merge, Align},       {Live, Merge},    {Read, Wait},
-        {Read, Follow},    {Once, Follow},       {Export, Long},   {Export, Json},
-        {Export, Csv},     {Export, Rate},       {Export, Total},  {Export, Delta},
-        {Read, Align},     {Live, Once},         {Live, Long},     {Live, Json},
-        {Live, Csv},       {Live, Sum},          {Live, Top},      {Live, Export},
-        {Live, Quiet},     {ListFields, Fields},
+        {Thin, History},      {Thin, Merge},    {Thin, Info},      {Long, Json},
+        {Long, Csv},          {Json, Csv},      {Rate, Total},     {Rate, Delta},
+        {Total, Delta},       {Width, Wide},    {Fields, Include}, {Fields, Exclude},
+        {Fields, Group},      {Read, History},  {Merge, History},  {History, Wait},
+        {History, Follow},    {History, Align}, {Merge, Wait},     {Merge, Follow},
+        {Merge, Align},       {Live, Merge},    {Read, Wait},      {Read, Follow},
+        {Once, Follow},       {Export, Long},   {Export, Json},    {Export, Csv},
+        {Export, Rate},       {Export, Total},  {Export, Delta},   {Read, Align},
+        {Live, Once},         {Live, Long},     {Live, Json},      {Live, Csv},
+        {Live, Sum},          {Live, Top},      {Live, Export},    {Live, Quiet},
+        {ListFields, Fields},
     };
     for (const auto& [one, other] : pairs) {
         exclude(one, other);
@@ -610,6 +648,9 @@ void RequestMaker::take(const GivenOption& given) {
     case OptionId::MaxSize:
         recording().options.mostBytes = sizeFrom(where, value);
         recording().options.isDirectory = true;
+        break;
+    case OptionId::Thin:
+        request.thinning = {value, thinningFrom(where, value), {}};
         break;
     case OptionId::GroupReadable:
         recording().options.isReadableByGroup = true;
@@ -777,6 +818,16 @@ void RequestMaker::takeWords() {
         request.fieldGlobs.assign(words.begin(), words.end());
         return;
     }
+    if (has(OptionId::Thin) && !has(OptionId::Write)) {
+        exclude(OptionId::Thin, OptionId::Read);
+        request.action = Action::Thin;
+        request.thinning->directories.assign(words.begin(), words.end());
+        if (words.empty() || std::ranges::find(words, "") != words.end()) {
+            refuse("--thin: name the directories to be thinned, or with --write the one that is "
+                   "recorded to");
+        }
+        return;
+    }
     if (has(OptionId::Merge)) {
         request.reads.insert(request.reads.end(), words.begin(), words.end());
         if (std::ranges::find(words, "") != words.end() || request.reads.empty()) {
@@ -824,6 +875,10 @@ void RequestMaker::takeRecording() {
         if (has(id) && !has(Write)) {
             refuse("--{} needs --write", entryOf(id).name);
         }
+    }
+    if (has(Thin) && has(Write)) {
+        recording().options.isDirectory = true;
+        recording().thinning = request.thinning->text;
     }
     const bool asksForView = has(Once) || has(Long) || has(Json) || has(Csv) || has(Live) ||
                              request.interval.has_value();

@@ -9,6 +9,7 @@
 #include "recordingwriter.h"
 #include "rowmaker.h"
 #include "selection.h"
+#include "thinning.h"
 
 #include <optional>
 #include <string>
@@ -22,6 +23,7 @@ enum class Action : uint8_t {
     ListCaches,
     ListFields,
     Info,
+    Thin,
     Check,
     Help,
     Version,
@@ -57,6 +59,14 @@ struct Layout {
 struct RecordingRequest {
     std::string path;
     samples::RecordingOptions options;
+    std::string thinning = {}; /* what --thin says; empty: nothing is thinned */
+};
+
+/* What --thin asks for. */
+struct ThinningRequest {
+    std::string text;
+    std::vector<samples::ThinningRule> rules;
+    std::vector<std::string> directories; /* for Action::Thin */
 };
 
 struct Request {
@@ -88,6 +98,7 @@ struct Request {
 
     std::vector<std::string> fieldGlobs; /* for Action::ListFields */
     std::string info;                    /* the recording, for Action::Info */
+    std::optional<ThinningRequest> thinning;
 
     bool isReplay() const { return readsHistory || !reads.empty(); }
 };

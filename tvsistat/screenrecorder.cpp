@@ -44,7 +44,7 @@ void ScreenRecorder::toggle() {
     }
     RecordingRequest wanted{model.answer, {}};
     if (request.recording && request.recording->path == model.answer) {
-        wanted.options = request.recording->options;
+        wanted = *request.recording;
     }
     auto opened = Recorder::open(wanted);
     if (const auto* failure = std::get_if<samples::Failure>(&opened)) {

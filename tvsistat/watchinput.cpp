@@ -72,10 +72,11 @@ private:
     Showing shown;
     samples::GaugeAverages averages; /* of what was passed over since the last report */
     const bool isRecording;
-    std::optional<int64_t> lastTakenNs; /* monotonic, of this stream */
-    std::optional<Failure> lost;        /* by the last stream; nothing while one runs */
-    std::optional<samples::Lost> away;  /* how it went that was there; it hasn't come back yet */
-    bool hasRun = false;                /* a sample has come */
+    std::optional<int64_t> lastTakenNs;  /* monotonic, of this stream */
+    std::optional<int64_t> lastSampleNs; /* the same, also of one that was passed over */
+    std::optional<Failure> lost;         /* by the last stream; nothing while one runs */
+    std::optional<samples::Lost> away;   /* how it went that was there; it hasn't come back yet */
+    bool hasRun = false;                 /* a sample has come */
     bool hasEnded = false;
     bool hasBaseline = false;
     bool pending = false;
@@ -85,6 +86,7 @@ void InputWatch::take(std::string& text, const samples::Message& message) {
     if (const auto* header = std::get_if<samples::StreamHeader>(&message)) {
         shown.begin(*header);
         lastTakenNs.reset();
+        lastSampleNs.reset();
         averages.clear();
         lost.reset();
         hasEnded = false;
@@ -127,16 +129,20 @@ void InputWatch::tellReturn(std::string& text, const samples::Times& times) {
     away.reset();
 }
 
-/* An INTERVAL thins the samples out: those that come earlier (by more than a tenth of it) are
- * passed over, and only their gauges count. */
+/* An INTERVAL thins the samples out: those that come earlier are passed over, and only their gauges
+ * count. By a tenth of it, and half the time between two samples, they may. */
 void InputWatch::take(std::string& text, samples::Sample sample, MessageSource& source) {
     if (away) {
         tellReturn(text, sample.times);
     }
     hasRun = true;
     const int64_t momentNs = sample.times.monotonicNs;
+    const double intervalNs = request.interval.value_or(0) * 1e9;
+    const double paceNs = lastSampleNs ? static_cast<double>(momentNs - *lastSampleNs) : 0;
+    const double toleranceNs = std::min(intervalNs / 10, paceNs / 2);
     const bool isEarly = request.interval && lastTakenNs &&
-                         static_cast<double>(momentNs - *lastTakenNs) < *request.interval * 0.9e9;
+                         static_cast<double>(momentNs - *lastTakenNs) < intervalNs - toleranceNs;
+    lastSampleNs = momentNs;
     if (isEarly || isEnough()) {
         if (!isEnough()) {
             averages.add(sample);

@@ -263,6 +263,40 @@ def history(server, directory):
         yield f"history of an hour: {part}"
 
 
+def thin(server, directory):
+    """Whoever records thins what is old meanwhile, says what can't be carried on, and leaves nothing."""
+    place = pathlib.Path(directory) / "thin"
+    write = ["--write", place, "--keep", "9999d", "-q", "demo", "0.05"]
+    tvsistat(server, *write, "30")
+    old, bad = (place / f"2020-01-01T0{hour}-00-00Z.tvsrec" for hour in (0, 1))
+    next(place.glob("*.tvsrec")).rename(old)
+    bad.write_text("nothing that was recorded")
+    pathlib.Path(f"{bad}.thin").write_text("left by one that was killed")
+    whole = {line["time"]: line["processes"][0] for line in rows(server, "-R", old)[1]}
+    recorder = server.watch(*write, "--thin", "1s:1d")
+    eventually(lambda: old.read_bytes()[10:12] == b"\1\0", "it isn't thinned")
+    status = recorder.end(signal.SIGTERM)
+    if status or f"{bad} is no recording; a new file is begun" not in recorder.err:
+        yield f"the recorder: {status} {recorder.err}"
+    names = {path.name for path in place.iterdir()}
+    if len(names) != 3 or not {old.name, bad.name} < names:
+        yield f"it has left {names}"
+    lines = rows(server, "-R", old)[1]
+    if not 2 <= len(lines) <= 4 or sum(line["samples"] for line in lines) != 30:
+        yield f"thinned: {lines}"
+    for line in lines:
+        counters = {name: line["processes"][0]["values"][name] for name in ("otPageOps", "rdbfPageIoCount")}
+        then = whole[line["time"]]["values"]
+        if any(then[name] != value for name, value in counters.items()):
+            yield f"at {line['time']}: {counters} is not {then}"
+    free = "numberOfFreeFrames"
+    shown = tvsistat(server, "-R", old, "-c", "--no-header", "-k", "monitor", "-f", f"{free}:min,{free},{free}:max")
+    for row in shown.stdout.decode().split():
+        least, average, most = map(int, row.split(","))
+        if not least <= average <= most or most == least:
+            yield f"free frames: {row}"
+
+
 def main():
     with server_directory(PROGRAMS) as directory:
         servers = [Server(PROGRAMS, directory, brox=brox) for brox in ("demo", "prod")]
@@ -270,6 +304,7 @@ def main():
             faults = [fault for question in QUESTIONS for fault in attempt(ask, servers[0], directory, question)]
             faults += [fault for question in QUESTIONS[:4] for fault in attempt(ask_alone, servers[0], directory, question)]
             faults += attempt(merge, directory) + attempt(history, servers[0], directory)
+            faults += attempt(thin, servers[0], directory)
             faults += attempt(cut, servers[0], directory) + attempt(damage, servers[0], directory)
             faults += attempt(fill_disk, servers[0], directory)
             faults += [fault for form in ("-j", "", "-c") for see in (see_an_end, see_a_return)

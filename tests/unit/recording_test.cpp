@@ -634,12 +634,16 @@ TEST(Recording, ItsInfoSaysWhatItHolds) {
           R"("until":"2026-11-16T18:21:07.000Z","seconds":55})", R"("damages":[]})"}) {
         EXPECT_THAT(good.out, HasSubstr(part));
     }
-    bytes[headsOf(bytes)[1].offset + 200] ^= 1;
+    const auto heads = headsOf(bytes);
+    bytes[std::ranges::find(heads, format::messagesType, &format::BlockHead::type)->offset + 200] ^=
+        1;
     put(path, bytes);
     const auto bad = info({"-j"});
     EXPECT_EQ(bad.status, static_cast<int>(ExitStatus::DamagedInput));
     EXPECT_THAT(bad.err, HasSubstr(path + " is damaged"));
     EXPECT_THAT(bad.out, HasSubstr(R"("damages":[{"file":")" + path + R"(","offset":)"));
+    EXPECT_THAT(bad.out, HasSubstr(R"("samples":5,)"));
+    EXPECT_THAT(info({}).out, HasSubstr(": at least 5 samples, "));
     EXPECT_EQ(info({"-c"}).status, static_cast<int>(ExitStatus::Usage));
 }
 
