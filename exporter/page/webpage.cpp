@@ -192,8 +192,11 @@ HttpAnswer WebPage::api(const HttpRequest& request) {
 HttpAnswer WebPage::ofCache(const HttpRequest& request, const CacheStatus& cache,
                             Clock::time_point now) {
     const CacheState state = stateOf(cache, now);
-    const Shown shown{cache.labels,       cache.problem, cache.picture, cache.sample,
-                      cache.sampleBefore, state,         cache.attaches};
+    Shown shown{cache.labels, cache.problem, state, cache.attaches, {}, false};
+    if (cache.sample != nullptr) {
+        shown.times = cache.sample->times;
+        shown.hasBefore = cache.sampleBefore != nullptr;
+    }
     std::string key = keyOf(request, {"cache", "fields", "brief", "process"});
     auto at = std::ranges::find(renderings, key, &Rendering::key);
     if (at == renderings.end() || at->shown != shown) {
@@ -203,14 +206,14 @@ HttpAnswer WebPage::ofCache(const HttpRequest& request, const CacheStatus& cache
             if (const auto* bad = std::get_if<BadRequest>(&address)) {
                 return refusal(400, "process: " + bad->sentence);
             }
-            text = processJson(cache, state, viewOf(shown), std::get<ProcessAddress>(address));
+            text = processJson(cache, state, viewOf(cache), std::get<ProcessAddress>(address));
         } else {
             const auto fields = chosenFields(request.argument("fields"));
             if (const auto* bad = std::get_if<BadRequest>(&fields)) {
                 return refusal(400, "fields: " + bad->sentence);
             }
             text =
-                sampleJson(cache, state, viewOf(shown), std::get<std::vector<ChosenField>>(fields),
+                sampleJson(cache, state, viewOf(cache), std::get<std::vector<ChosenField>>(fields),
                            request.argument("brief") == "1");
         }
         if (at != renderings.end()) {
@@ -230,11 +233,11 @@ HttpAnswer WebPage::ofCache(const HttpRequest& request, const CacheStatus& cache
 }
 
 /* The samples' processes, matched once for all who ask; null without a sample. */
-const SampleView* WebPage::viewOf(const Shown& shown) {
-    if (shown.sample == nullptr) {
+const SampleView* WebPage::viewOf(const CacheStatus& cache) {
+    if (cache.sample == nullptr) {
         return nullptr;
     }
-    const auto at = std::ranges::find(views, shown.sample, &View::sample);
+    const auto at = std::ranges::find(views, cache.sample, &View::sample);
     if (at != views.end()) {
         views.splice(views.begin(), views, at);
         return &views.front().view;
@@ -245,8 +248,8 @@ const SampleView* WebPage::viewOf(const Shown& shown) {
         views.emplace_front();
     }
     View& view = views.front();
-    view.sample = shown.sample;
-    view.before = shown.before;
+    view.sample = cache.sample;
+    view.before = cache.sampleBefore;
     view.view.show(*view.sample, view.before.get());
     return &view.view;
 }

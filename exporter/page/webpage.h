@@ -56,14 +56,14 @@ private:
     static HttpAnswer answerWith(const Body& body, const HttpRequest& request,
                                  std::string_view cacheControl);
 
-    /* What the answers about a cache are made of. */
+    /* What an answer about a cache was made of. Keeps no sample: nobody may ask for it again. */
     struct Shown {
         std::string labels;
         std::string problem;
-        std::shared_ptr<const Picture> picture;
-        std::shared_ptr<const samples::Sample> sample, before;
         CacheState state{};
         uint64_t attaches = 0;
+        samples::Times times; /* of the sample */
+        bool hasBefore = false;
 
         bool operator==(const Shown&) const = default;
     };
@@ -82,7 +82,7 @@ private:
     HttpAnswer api(const HttpRequest& request);
     HttpAnswer past(const HttpRequest& request, const CacheStatus& cache);
     HttpAnswer ofCache(const HttpRequest& request, const CacheStatus& cache, Clock::time_point now);
-    const SampleView* viewOf(const Shown& shown);
+    const SampleView* viewOf(const CacheStatus& cache);
 
     const HostNames hosts;
     const Board& board;
