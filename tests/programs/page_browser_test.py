@@ -57,6 +57,7 @@ return [count, faults];
 # How many pixels of a chart have each of these colours, given as the page's own names of them.
 PIXELS = """
 const canvas = document.querySelector(arguments[0] + " canvas");
+if (!canvas) return [0];
 const copy = new OffscreenCanvas(canvas.width, canvas.height).getContext("2d", {willReadFrequently: true});
 copy.drawImage(canvas, 0, 0);
 const data = copy.getImageData(0, 0, canvas.width, canvas.height).data;
