@@ -161,7 +161,7 @@ std::string descriptorOf(const Figure& figure) {
     figure.appendName(name);
     std::string text = "{\"name\":";
     appendJsonString(text, name);
-    appendText(text, "class", figure.derived != nullptr ? "derived" : nameOf(figure.meaning));
+    appendText(text, "class", figure.field == nullptr ? "derived" : nameOf(figure.meaning));
     appendText(text, "unit", nameOf(figure.unit));
     appendText(text, "symbol", symbolOf(figure.unit));
     appendText(text, "group", nameOf(figure.group()));

@@ -72,9 +72,8 @@ public:
             text += kind->shortName.view();
             text += '"';
         });
-        for (const auto& [member, numbers] :
-             {std::pair(",\"values\":", &Line::values), std::pair(",\"rates\":", &Line::rates)}) {
-            text += member;
+        for (const auto numbers : {&Line::values, &Line::rates}) {
+            text += numbers == &Line::values ? ",\"values\":" : ",\"rates\":";
             size_t field = 0;
             appendJsonList(text, question.fields, [&](const ChosenField&) {
                 appendJsonList(text, seen, [&](const Kind* kind) {
@@ -120,7 +119,8 @@ std::optional<samples::Failure> RecordedPast::check(const std::string& path) {
     return failure == nullptr ? std::nullopt : std::optional(std::move(*failure));
 }
 
-RecordedPast::RecordedPast(std::string from) : path(std::move(from)), thread([this] { run(); }) {}
+RecordedPast::RecordedPast(std::string recording)
+    : path(std::move(recording)), thread([this] { run(); }) {}
 
 RecordedPast::~RecordedPast() {
     {

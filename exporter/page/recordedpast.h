@@ -41,7 +41,7 @@ public:
     /* Fails when there is no recording at the path, a file or a directory. */
     static std::optional<samples::Failure> check(const std::string& path);
 
-    explicit RecordedPast(std::string path);
+    explicit RecordedPast(std::string recording);
     ~RecordedPast();
     RecordedPast(const RecordedPast&) = delete;
     RecordedPast& operator=(const RecordedPast&) = delete;
