@@ -156,7 +156,7 @@ ls "$out"/*.deb
 say "Looking at them with lintian"
 as_user=()
 [ "$(id -u)" -ne 0 ] || as_user=(--allow-root)
-lintian "${as_user[@]}" --fail-on error,warning --info --pedantic "$out"/tvsi_*.changes >/dev/null
+lintian "${as_user[@]}" --fail-on error,warning --info --pedantic "$out"/tvsi_*.changes
 
 if [ "$mode" = full ]; then
     say "Building them once more in another directory"
