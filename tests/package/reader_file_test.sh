@@ -6,7 +6,7 @@ manual=$2
 
 options=$("$program" --help | grep -o -- '^  -., --[a-z]*' | grep -o -- '--.*' | cut -c 3-)
 number=$(wc -w <<<"$options")
-[ "$number" -eq 9 ] || {
+[ "$number" -eq 10 ] || {
     echo "its help names $number options"
     exit 1
 }

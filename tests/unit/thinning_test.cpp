@@ -167,8 +167,14 @@ void expectIntervals(const std::vector<Message>& thinned, const std::vector<Mess
                     const auto value = static_cast<std::int64_t>(valueAt(record.blocks, figure));
                     auto [course, isNew] = courses.try_emplace(
                         {identityOf(record), figure.packedOffset}, Course{value, value, value});
-                    course->second.least = std::min(course->second.least, value);
-                    course->second.greatest = std::max(course->second.greatest, value);
+                    const auto isLess = [&](std::int64_t one, std::int64_t other) {
+                        return figure.field->type == statscatalogue::FieldType::U64
+                                   ? static_cast<std::uint64_t>(one) <
+                                         static_cast<std::uint64_t>(other)
+                                   : one < other;
+                    };
+                    course->second.least = std::min(course->second.least, value, isLess);
+                    course->second.greatest = std::max(course->second.greatest, value, isLess);
                     course->second.sum +=
                         static_cast<double>(value) - static_cast<double>(course->second.first);
                     course->second.count++;
