@@ -27,7 +27,8 @@ while IFS='|' read -r prefix libdir destination folder; do
         flags=()
         eval "flags=($(<flags))"
         cc -std=c11 "$source_dir/examples/snapshot.c" "${flags[@]}" -o snapshot
-        LD_LIBRARY_PATH="$directory/${file%/*}" ldd snapshot | grep -qF "$directory/tree/"
+        loaded=$(LD_LIBRARY_PATH="$directory/${file%/*}" ldd snapshot)
+        [[ $loaded == *"$directory/tree/"* ]] || { echo "not from the tree: $loaded"; exit 1; }
     fi
 
     # What is installed twice is removed once; another's file stays, and its folder.
