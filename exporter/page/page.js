@@ -808,7 +808,6 @@
   let refused = ""; // what it refuses
 
   function bannerText() {
-    const sentence = (text) => (text.charAt(0).toLowerCase() === text.charAt(0) || !text ? text : text);
     if (silentSince !== null) {
       return ["alarm", `EXPORTER DOES NOT ANSWER since ${clockText(silentSince)}. Retrying`];
     }
@@ -820,9 +819,9 @@
     }
     switch (status?.state) {
       case "gone":
-        return ["alarm", `SERVER GONE ${clockText(status.lost)}: ${sentence(status.loss)}. Retrying`];
+        return ["alarm", `SERVER GONE ${clockText(status.lost)}: ${status.loss}. Retrying`];
       case "waiting":
-        return ["warning", `NOT ATTACHED: ${sentence(status.problem) || "the cache is being attached"}. Retrying`];
+        return ["warning", `NOT ATTACHED: ${status.problem || "the cache is being attached"}. Retrying`];
       case "stale":
         return ["warning", `STALE: no sample has come since ${clockText(sample?.time ?? Date.now())}`];
       default:
