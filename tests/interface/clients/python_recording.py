@@ -102,8 +102,11 @@ def check_streams(directory):
     def read(content):
         return [len(sample.records) for sample in tvsi.open(io.BytesIO(content))]
 
-    for end in [*range(0, len(whole), 61), len(whole) - 1]:
+    for end in [*range(0, len(whole), 61), len(whole) - 24, len(whole) - 1]:  # an end has 24 bytes
         refused(tvsi.DamagedRecordingError, read, whole[:end])
+    fewer = bytearray(whole)
+    fewer[whole.index(b"TVSS") + 48] -= 1  # the number of records
+    refused(tvsi.DamagedRecordingError, read, bytes(fewer))
     for at in range(0, len(whole), 7):
         damaged = bytearray(whole)
         damaged[at] ^= 0x55
