@@ -13,6 +13,7 @@ import tempfile
 import tvsi
 
 brox, location, monitor_pid, brox_pid, entries = sys.argv[1:]
+KINDS = {kind.mask: kind.short_name for kind in tvsi.KINDS}
 TVSISTAT = os.environ["TVSI_TVSISTAT"]
 
 
@@ -49,6 +50,7 @@ def check_against(lines, recording):
                 (record.processId, record.sessionId, record.name, facts.state),
                 (process["pid"], process["session"], process["name"], process["state"]),
             )
+            expect(KINDS[record.statType], process["kind"])
             values = record.values()
             for name, value in process["values"].items():
                 if name in values:
@@ -93,7 +95,7 @@ def check_files(directory):
 
 def check_streams(directory):
     file = directory / "streamed"
-    tvsistat("--write", file, "-q", brox, "0.05", "2")
+    tvsistat("--write", file, "-q", brox, "0.05", "4")
     whole = tvsistat("-R", file, "--export", "stream")
     with io.BytesIO(whole) as stream, tvsi.open(stream) as recording:
         check_against(tvsistat("-R", file, "-j").splitlines(), recording)
@@ -102,12 +104,18 @@ def check_streams(directory):
     def read(content):
         return [len(sample.records) for sample in tvsi.open(io.BytesIO(content))]
 
-    for end in [*range(0, len(whole), 61), len(whole) - 24, len(whole) - 1]:  # an end has 24 bytes
+    for end in [*range(0, len(whole), 131), len(whole) - 24, len(whole) - 1]:  # an end has 24 bytes
         refused(tvsi.DamagedRecordingError, read, whole[:end])
     fewer = bytearray(whole)
     fewer[whole.index(b"TVSS") + 48] -= 1  # the number of records
     refused(tvsi.DamagedRecordingError, read, bytes(fewer))
-    for at in range(0, len(whole), 7):
+    # A name that is shorter than the one before it in the same memory.
+    shorter = bytearray(whole)
+    name_at = shorter.index(b"Vok1", shorter.rindex(b"TVSS"))
+    shorter[name_at - 13] = 3
+    names = [sample.records[0].name for sample in tvsi.open(io.BytesIO(shorter)).samples(tvsi.VOK)]
+    expect(names, ["Vok1", "Vok1", "Vok1", "Vok"])
+    for at in range(0, len(whole), 23):
         damaged = bytearray(whole)
         damaged[at] ^= 0x55
         try:
