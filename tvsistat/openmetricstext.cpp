@@ -17,7 +17,6 @@ using samples::Process;
 using samples::Row;
 using statscatalogue::Kind;
 
-constexpr size_t pieceSize = 65536;
 constexpr double exactWhole = 9007199254740992; /* 2^53 */
 
 /* The spool keeps what Prometheus keeps: a double. */

@@ -166,8 +166,8 @@ void ScreenModel::insert(ScreenEvent event) {
     const auto isSame = [&](const ScreenEvent& other) {
         return other.realNs == event.realNs && other.text == event.text;
     };
-    const auto [first, at] =
-        std::ranges::equal_range(events, event.realNs, {}, &ScreenEvent::realNs);
+    const auto first = std::ranges::lower_bound(events, event.realNs, {}, &ScreenEvent::realNs);
+    const auto at = std::ranges::upper_bound(events, event.realNs, {}, &ScreenEvent::realNs);
     if (std::any_of(first, at, isSame)) {
         return;
     }
@@ -573,6 +573,20 @@ ScreenModel::Wish ScreenModel::obeyReplay(Command command) {
     }
 }
 
+/* Begins or ends a recording, asks for its name first, or for the text of a mark. */
+ScreenModel::Wish ScreenModel::obeyRecorder(Command command) {
+    if (canSeek()) {
+        refuseKey(command);
+        return Wish::Nothing;
+    }
+    if (command == Command::Record && !recordedTo.empty()) {
+        answer.clear();
+        return Wish::Record;
+    }
+    openPrompt(command);
+    return Wish::Nothing;
+}
+
 ScreenModel::Wish ScreenModel::obey(Command command, Key key) {
     const auto page = static_cast<int64_t>(std::max<size_t>(pageSize, 2) - 1);
     constexpr int64_t far = INT32_MAX;
@@ -626,7 +640,7 @@ ScreenModel::Wish ScreenModel::obey(Command command, Key key) {
     }
     switch (command) {
     case Command::Left:
-        firstColumn -= firstColumn > 0 ? 1 : 0;
+        firstColumn -= std::min<size_t>(firstColumn, 1);
         break;
     case Command::Right:
         firstColumn++;
@@ -664,19 +678,7 @@ ScreenModel::Wish ScreenModel::obey(Command command, Key key) {
         break;
     case Command::Record:
     case Command::Mark:
-        if (canSeek()) {
-            refuseKey(command);
-            break;
-        }
-        if (command == Command::Mark) {
-            openPrompt(command);
-            break;
-        }
-        if (!recordedTo.empty()) {
-            answer.clear();
-            return Wish::Record;
-        }
-        [[fallthrough]];
+        return obeyRecorder(command);
     case Command::FilterRows:
     case Command::FilterFields:
         openPrompt(command);

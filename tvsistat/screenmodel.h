@@ -198,6 +198,7 @@ private:
     void pause(bool isOn);
     Wish changeInterval(int step);
     Wish obeyReplay(Command command);
+    Wish obeyRecorder(Command command);
     Wish goTo(int64_t realNs, ScreenGoal::Sample sample);
     Wish goToEvent(size_t event);
     void showCache(size_t place);

@@ -132,90 +132,126 @@ Identity identityOf(const Record& record) {
             record.session,           record.startedNs, slot};
 }
 
-/* Each sample of a thinned file is its interval: the last sample of it, with the averages of the
-   gauges of those processes that can be told from all others. */
+/* The samples of an interval, and what they amount to. */
+class Interval {
+public:
+    void add(const Sample& sample) {
+        last = &sample;
+        numSamples++;
+        std::map<Identity, int> here;
+        for (const Record& record : sample.records()) {
+            const Identity identity = identityOf(record);
+            twins[identity] = std::max(++here[identity], twins[identity]);
+            for (const Figure& figure : gaugesOf(record)) {
+                add(identity, figure, static_cast<std::int64_t>(valueAt(record.blocks, figure)));
+            }
+        }
+    }
+    bool endsWith(const Sample& summary) const {
+        return last != nullptr && last->times == summary.times;
+    }
+    /* It is the last sample, with the averages of the gauges of those processes that can be told
+       from all others. Returns how many of them have moved. */
+    int expect(const Sample& summary, int tolerance) const {
+        EXPECT_TRUE(endsWith(summary));
+        EXPECT_EQ(summary.merged == 0 ? 1 : summary.merged, numSamples);
+        EXPECT_EQ(summary.records().size(), last->records().size());
+        int numMoved = 0;
+        for (std::size_t i = 0; i < std::min(summary.records().size(), last->records().size());
+             i++) {
+            const Record& record = summary.records()[i];
+            const Record& of = last->records()[i];
+            EXPECT_EQ(identityOf(record), identityOf(of));
+            EXPECT_EQ(std::pair(record.state, record.uid), std::pair(of.state, of.uid));
+            if (record.kind != nullptr && summary.merged != 0) {
+                numMoved += expect(record, of, tolerance);
+            }
+        }
+        return numMoved;
+    }
+
+private:
+    static std::vector<Figure> figuresIn(const Record& record) {
+        auto figures = record.kind == nullptr ? std::vector<Figure>() : figuresOf(*record.kind, {});
+        std::erase_if(figures, [](const Figure& figure) { return figure.field == nullptr; });
+        return figures;
+    }
+    static std::vector<Figure> gaugesOf(const Record& record) {
+        auto figures = figuresIn(record);
+        std::erase_if(figures,
+                      [](const Figure& figure) { return figure.meaning != Meaning::Gauge; });
+        return figures;
+    }
+
+    void add(const Identity& identity, const Figure& figure, std::int64_t value) {
+        const auto isLess = [&](std::int64_t one, std::int64_t other) {
+            return figure.field->type == statscatalogue::FieldType::U64
+                       ? static_cast<std::uint64_t>(one) < static_cast<std::uint64_t>(other)
+                       : one < other;
+        };
+        Course& course =
+            courses.try_emplace({identity, figure.packedOffset}, Course{value, value, value})
+                .first->second;
+        course.least = std::min(course.least, value, isLess);
+        course.greatest = std::max(course.greatest, value, isLess);
+        course.sum += static_cast<double>(value) - static_cast<double>(course.first);
+        course.count++;
+    }
+
+    int expect(const Record& record, const Record& of, int tolerance) const {
+        int numMoved = 0;
+        for (const Figure& figure : figuresIn(record)) {
+            if (figure.meaning != Meaning::Gauge) {
+                EXPECT_EQ(valueAt(record.blocks, figure), valueAt(of.blocks, figure));
+            } else if (twins.at(identityOf(of)) == 1) {
+                const Course& course = courses.at({identityOf(of), figure.packedOffset});
+                expect(record, figure, course, tolerance);
+                numMoved += course.least != course.greatest ? 1 : 0;
+            }
+        }
+        return numMoved;
+    }
+    static void expect(const Record& record, const Figure& figure, const Course& course,
+                       int tolerance) {
+        const samples::Process process{&record, nullptr};
+        const auto average = static_cast<std::int64_t>(valueAt(record.blocks, figure));
+        constexpr std::int64_t exact = std::int64_t{1} << 50; /* of doubles */
+        if (course.least > -exact && course.greatest < exact) {
+            EXPECT_NEAR(static_cast<double>(average - course.first), course.sum / course.count,
+                        tolerance + 0.51);
+        }
+        EXPECT_EQ(minimumOf(figure, {&process, 1}).asSigned(), course.least);
+        EXPECT_EQ(maximumOf(figure, {&process, 1}).asSigned(), course.greatest);
+        EXPECT_EQ(record.merged, course.count);
+    }
+
+    const Sample* last = nullptr;
+    unsigned numSamples = 0;
+    std::map<std::pair<Identity, std::size_t>, Course> courses;
+    std::map<Identity, int> twins;
+};
+
+/* Each sample of a thinned file is its interval. */
 void expectIntervals(const std::vector<Message>& thinned, const std::vector<Message>& whole,
                      std::int64_t step, int tolerance) {
     std::size_t at = 0;
-    int numGauges = 0;
+    int numMoved = 0;
     for (const Message& message : thinned) {
         const auto* summary = std::get_if<Sample>(&message);
         if (summary == nullptr) {
             continue;
         }
-        std::map<std::pair<Identity, std::size_t>, Course> courses;
-        std::map<Identity, int> twins;
-        const Sample* last = nullptr;
-        unsigned numSamples = 0;
-        for (; at < whole.size() && (last == nullptr || last->times != summary->times); at++) {
-            const auto* sample = std::get_if<Sample>(&whole[at]);
-            if (sample == nullptr) {
-                continue;
-            }
-            ASSERT_EQ(sample->times.realNs / step, summary->times.realNs / step);
-            last = sample;
-            numSamples++;
-            std::map<Identity, int> here;
-            for (const Record& record : sample->records()) {
-                twins[identityOf(record)] =
-                    std::max(++here[identityOf(record)], twins[identityOf(record)]);
-                for (const Figure& figure :
-                     record.kind == nullptr ? std::vector<Figure>() : figuresOf(*record.kind, {})) {
-                    if (figure.field == nullptr || figure.meaning != Meaning::Gauge) {
-                        continue;
-                    }
-                    const auto value = static_cast<std::int64_t>(valueAt(record.blocks, figure));
-                    auto [course, isNew] = courses.try_emplace(
-                        {identityOf(record), figure.packedOffset}, Course{value, value, value});
-                    const auto isLess = [&](std::int64_t one, std::int64_t other) {
-                        return figure.field->type == statscatalogue::FieldType::U64
-                                   ? static_cast<std::uint64_t>(one) <
-                                         static_cast<std::uint64_t>(other)
-                                   : one < other;
-                    };
-                    course->second.least = std::min(course->second.least, value, isLess);
-                    course->second.greatest = std::max(course->second.greatest, value, isLess);
-                    course->second.sum +=
-                        static_cast<double>(value) - static_cast<double>(course->second.first);
-                    course->second.count++;
-                }
+        Interval interval;
+        for (; at < whole.size() && !interval.endsWith(*summary); at++) {
+            if (const auto* sample = std::get_if<Sample>(&whole[at])) {
+                ASSERT_EQ(sample->times.realNs / step, summary->times.realNs / step);
+                interval.add(*sample);
             }
         }
-        ASSERT_TRUE(last != nullptr && last->times == summary->times);
-        EXPECT_EQ(summary->merged == 0 ? 1 : summary->merged, numSamples);
-        ASSERT_EQ(summary->records().size(), last->records().size());
-        for (std::size_t i = 0; i < last->records().size(); i++) {
-            const Record& record = summary->records()[i];
-            const Record& of = last->records()[i];
-            ASSERT_EQ(identityOf(record), identityOf(of));
-            EXPECT_EQ(std::pair(record.state, record.uid), std::pair(of.state, of.uid));
-            if (record.kind == nullptr || summary->merged == 0) {
-                continue;
-            }
-            for (const Figure& figure : figuresOf(*record.kind, {})) {
-                if (figure.field == nullptr) {
-                    continue;
-                }
-                if (figure.meaning != Meaning::Gauge) {
-                    EXPECT_EQ(valueAt(record.blocks, figure), valueAt(of.blocks, figure));
-                } else if (twins[identityOf(of)] == 1) {
-                    const Course& course = courses.at({identityOf(of), figure.packedOffset});
-                    const samples::Process process{&record, nullptr};
-                    const auto average = static_cast<std::int64_t>(valueAt(record.blocks, figure));
-                    constexpr std::int64_t exact = std::int64_t{1} << 50; /* of doubles */
-                    if (course.least > -exact && course.greatest < exact) {
-                        EXPECT_NEAR(static_cast<double>(average - course.first),
-                                    course.sum / course.count, tolerance + 0.51);
-                    }
-                    EXPECT_EQ(minimumOf(figure, {&process, 1}).asSigned(), course.least);
-                    EXPECT_EQ(maximumOf(figure, {&process, 1}).asSigned(), course.greatest);
-                    EXPECT_EQ(record.merged, course.count);
-                    numGauges += course.least != course.greatest ? 1 : 0;
-                }
-            }
-        }
+        ASSERT_TRUE(interval.endsWith(*summary));
+        numMoved += interval.expect(*summary, tolerance);
     }
-    EXPECT_GT(numGauges, 10);
+    EXPECT_GT(numMoved, 10);
 }
 
 std::string eventsOf(const std::vector<Message>& messages) {
