@@ -5,6 +5,7 @@
 #include "sparkline.h"
 
 #include <algorithm>
+#include <array>
 #include <fmt/format.h>
 #include <span>
 
@@ -400,11 +401,10 @@ size_t Layouter::heading(const Row& row, size_t rowIndex, size_t at, size_t end,
         grid.put(from, at, column.title, boldLook);
         if (isSorted) {
             const bool isUp = column.identity.has_value() != model.table.isReversed();
-            const char32_t mark = surface.takesUnicode ? (isUp ? U'\u2191' : U'\u2193')
-                                  : isUp               ? U'^'
-                                                       : U'v';
-            grid.set(column.isText() ? x + column.title.size() : x + column.width, at, mark,
-                     boldLook);
+            constexpr std::array<std::array<char32_t, 2>, 2> marks{
+                {{U'v', U'^'}, {U'\u2193', U'\u2191'}}};
+            grid.set(from + column.title.size(), at,
+                     marks[surface.takesUnicode ? 1 : 0][isUp ? 1 : 0], boldLook);
         }
         const std::string unit = model.table.unitOf(column);
         if (hasUnits) {

@@ -22,7 +22,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 /* The processes of a sample: no two samples have the same rates. */
-std::vector<StreamProcess> processesAt(int second) {
+std::vector<StreamProcess> processesAt(std::int64_t second) {
     StreamProcess monitor{SHRPC_MONITOR, 99, 0, "mon", {{"numberOfFreeFrames", second * 10}}};
     return {monitor, brox(second * second), vok(201, 3 * second * second), vok(202, 7)};
 }
