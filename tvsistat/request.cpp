@@ -560,6 +560,7 @@ private:
     void take(const GivenOption& given);
     void takeList(const GivenOption& given);
     void takeWords();
+    void takeTargets(std::span<const std::string> words);
     void takeRecording();
     void takeTimes();
     void compileNames();
@@ -853,6 +854,10 @@ void RequestMaker::takeWords() {
     if (!intervalWord.empty()) {
         request.interval = durationWithin("INTERVAL", intervalWord, minInterval, maxInterval);
     }
+    takeTargets(words);
+}
+
+void RequestMaker::takeTargets(std::span<const std::string> words) {
     for (const std::string& word : words) {
         if (word.empty()) {
             refuse("the name of a cache is empty");

@@ -8,7 +8,6 @@
 namespace exporter {
 namespace {
 
-using samples::Figure;
 using statscatalogue::Kind;
 
 BadRequest problemWith(std::string_view name, std::string_view problem) {
