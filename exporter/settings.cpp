@@ -103,7 +103,7 @@ std::string hostOf(const std::string& text) {
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._";
     constexpr std::string_view digits = "0123456789abcdefABCDEF:.";
     const bool isBracketed = text.size() > 2 && text.front() == '[' && text.back() == ']';
-    const std::string name = isBracketed ? text.substr(1, text.size() - 2) : text;
+    std::string name = isBracketed ? text.substr(1, text.size() - 2) : text;
     if (name.empty() ||
         name.find_first_not_of(isBracketed ? digits : letters) != std::string::npos) {
         throw UsageError{"--host: " + inQuotes(text) +

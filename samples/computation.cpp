@@ -10,7 +10,6 @@ namespace {
 
 using statscatalogue::Aggregation;
 using statscatalogue::DerivedFigure;
-using statscatalogue::FieldType;
 using statscatalogue::Reading;
 using statscatalogue::Term;
 using statscatalogue::Terms;

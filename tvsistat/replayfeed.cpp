@@ -8,6 +8,7 @@
 #include "timetext.h"
 
 #include <algorithm>
+#include <cmath>
 #include <deque>
 #include <fmt/format.h>
 #include <utility>
@@ -45,7 +46,7 @@ double roundedTo2(double seconds) {
     while (unit * 99.5 <= seconds) {
         unit *= 10;
     }
-    return static_cast<double>(static_cast<int64_t>(seconds / unit + 0.5)) * unit;
+    return std::round(seconds / unit) * unit;
 }
 
 std::chrono::nanoseconds nanoseconds(double ns) {
@@ -485,7 +486,7 @@ bool ReplayFeed::readSome() {
             ahead.reset();
         }
         if (!readUntil(next.untilNs, limit)) {
-            return std::exchange(replay().isReading, true) == false;
+            return !std::exchange(replay().isReading, true);
         }
         stretches.pop_front();
     }

@@ -89,7 +89,9 @@ std::variant<std::vector<std::string>, Failure> serviceHistory(const Request& re
         const std::string brox =
             target.isBrox ? target.name : target.name.substr(0, target.name.rfind('~'));
         const std::string instance = instanceName(brox);
-        std::string path = parent + "/" + instance;
+        std::string path = parent;
+        path += '/';
+        path += instance;
         const auto files = samples::recordingFiles(path);
         if (!files && errno != ENOENT) {
             return cannotRead(path, errno);
