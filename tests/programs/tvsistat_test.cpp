@@ -200,7 +200,7 @@ TEST(TvsistatTranscript, OfAStreamThatIsCutAnywhereIsShownWhatCame) {
              " | { \"$0\" --read - -f pid --no-header 2>/dev/null; echo $?; }); echo $n; done | "
              "uniq -c",
          TVSISTAT},
-        {}, 55);
+        {}, 200);
     const size_t rest = whole.size() - sample.size();
     const std::string nothing = std::to_string(sample.size()), some = std::to_string(rest);
     EXPECT_EQ(wordsOf(outcome.out),
