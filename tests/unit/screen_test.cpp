@@ -266,7 +266,6 @@ TEST(ScreenKeys, EachHasOneMeaningAndStandsInTheManual) {
     std::ostringstream page;
     page << file.rdbuf();
     std::string list;
-    std::optional<KeyGroup> group;
     std::set<Key> all;
     for (const KeyEntry& entry : keyTable()) {
         for (const Key key : entry.keys) {
