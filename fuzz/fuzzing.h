@@ -71,6 +71,7 @@ public:
         std::fill_n(bytes_.get(), size, '?');
     }
     char* get() { return bytes_.get(); }
+    std::size_t size() const { return size_; }
     void requireTerminated() const {
         require(size_ == 0 || std::memchr(bytes_.get(), '\0', size_) != nullptr,
                 "the text is terminated");
