@@ -118,6 +118,7 @@ class Load(unittest.TestCase):
         self.addCleanup(holder.cleanup)
         self.directory, self.faults, self.threads = holder.name, [], []
         self.over = threading.Event()
+        self.addCleanup(self.stop)
 
     def serve(self, *options):
         server = Server(programs, self.directory, "demo", *options)

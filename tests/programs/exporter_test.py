@@ -14,7 +14,7 @@ import threading
 import time
 import unittest
 
-from exporting import Exporter, Server, until
+from exporting import Exporter, Server, until, written
 
 programs = pathlib.Path(sys.argv.pop(1))
 OWN = "tvsi_exporter_"
@@ -296,7 +296,7 @@ class Starting(Case):
             notify.settimeout(30)
             moved = os.dup2(listener.fileno(), 3)
             launch = f"LISTEN_PID=$$ LISTEN_FDS=1 NOTIFY_SOCKET={path} exec {programs}/tvsi-exporter --listen 0.0.0.0:1"
-            errors = tempfile.TemporaryFile("a+")
+            errors = tempfile.TemporaryFile()
             process = subprocess.Popen(["sh", "-c", launch], pass_fds=[moved], stderr=errors,
                                        env=os.environ | {"TALVEX_GLOBAL_DIR": self.directory})
             self.addCleanup(lambda: (process.kill(), process.wait(), errors.close()))
@@ -305,11 +305,10 @@ class Starting(Case):
                 connection.sendall(b"GET /healthz HTTP/1.0\r\n\r\n")
                 self.assertTrue(Exporter.rest(connection).endswith(b"ok\n"))
             process.send_signal(signal.SIGHUP)
-            until(lambda: errors.seek(0) or "nothing to read anew" in errors.read())
+            until(lambda: "nothing to read anew" in written(errors))
             process.terminate()
             self.assertEqual(process.wait(30), 0)
-            errors.seek(0)
-            self.assertIn("there is nothing to read anew", errors.read())
+            self.assertIn("there is nothing to read anew", written(errors))
 
 
 if __name__ == "__main__":

@@ -24,6 +24,11 @@ def until(condition, seconds=30):
     return value
 
 
+def written(file):
+    """What a process that shares the descriptor has written so far; doesn't move where it goes on."""
+    return os.pread(file.fileno(), os.fstat(file.fileno()).st_size, 0).decode()
+
+
 class Server:
     """A stand-in server in a global directory of its own."""
 
@@ -43,7 +48,7 @@ class Server:
 class Exporter:
     def __init__(self, programs, directory, *options, port=None, **keywords):
         self.port = port or free_port()
-        self.errors = tempfile.TemporaryFile("a+")  # reading must not move where it writes
+        self.errors = tempfile.TemporaryFile()
         self.process = subprocess.Popen(
             [programs / "tvsi-exporter", "--listen", f"127.0.0.1:{self.port}", *options],
             env=os.environ | {"TALVEX_GLOBAL_DIR": str(directory)}, stderr=self.errors, **keywords)
@@ -96,8 +101,7 @@ class Exporter:
         return int(re.search(r"VmRSS:\s+(\d+)", (proc / "status").read_text())[1])
 
     def said(self):
-        self.errors.seek(0)
-        return self.errors.read()
+        return written(self.errors)
 
     def end(self, number=signal.SIGTERM):
         """The exit status."""
