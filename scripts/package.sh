@@ -10,12 +10,13 @@ usage() {
 Usage: scripts/package.sh [--tarball | --no-check | --full]
 
 Makes build/package/tvsi-VERSION.tar.xz and the Debian packages beside it from the last commit, without
-network and without git; lintian finds neither errors nor warnings in them; they are installed,
-upgraded, used, removed and purged in a Debian of their own.
+network and without git; lintian finds neither errors nor warnings in them; the library's, built once
+more elsewhere, are the same to the byte; they are installed, upgraded, used, removed and purged in a
+Debian of their own.
 
   --tarball   make the source tarball alone
   --no-check  make the packages, and try nothing
-  --full      build them a second time elsewhere and compare the bytes, and run piuparts, too
+  --full      build all of them once more elsewhere and compare the bytes, and run piuparts, too
 
 DEBIAN_MIRROR is where that Debian comes from; unless given, where this host's comes from.
 EOF
@@ -63,6 +64,24 @@ build_packages() {
     (cd "$directory/$name" && "${isolate[@]}" env PATH="$directory/no-git:$PATH" \
         dpkg-buildpackage --no-sign --jobs-try="$(nproc)" "$@") >"$directory/log" 2>&1 ||
         { tail -n 60 "$directory/log"; fail "the packages can't be built; the whole log: $directory/log"; }
+}
+
+# Builds them, or the library's alone, once more under other circumstances: the bytes are the same.
+compare_elsewhere() {
+    local elsewhere package different=() arguments=(--build=any --build-profiles=pkg.tvsi.onlylib)
+    [ "$mode" != full ] || arguments=()
+    say "Building them once more in another directory"
+    elsewhere=$(mktemp -d)
+    (
+        umask 027
+        TZ=Pacific/Auckland LC_ALL=C build_packages "$elsewhere/another place" "${arguments[@]}"
+    )
+    for package in "$elsewhere/another place"/*.deb; do
+        cmp "$package" "$out/${package##*/}" || different+=("${package##*/}")
+    done
+    [ ${#different[@]} -eq 0 ] ||
+        fail "these depend on where and when they are built; the others are in $elsewhere: ${different[*]}"
+    rm -rf "$elsewhere"
 }
 
 # The library of another version of the server, whose package goes beside this one's.
@@ -158,16 +177,7 @@ as_user=()
 [ "$(id -u)" -ne 0 ] || as_user=(--allow-root)
 lintian "${as_user[@]}" --fail-on error,warning --info --pedantic "$out"/tvsi_*.changes
 
-if [ "$mode" = full ]; then
-    say "Building them once more in another directory"
-    elsewhere=$(mktemp -d)
-    trap 'rm -rf "$elsewhere"' EXIT
-    TZ=Pacific/Auckland LC_ALL=C build_packages "$elsewhere/another place"
-    for package in "$out"/*.deb; do
-        cmp "$package" "$elsewhere/another place/${package##*/}"
-    done
-fi
-
+compare_elsewhere
 make_system
 build_neighbour
 check_in_system
