@@ -14,7 +14,6 @@ import weakref
 from collections.abc import Callable, Iterator, Sequence
 from dataclasses import dataclass
 from functools import lru_cache
-from types import TracebackType
 from typing import TYPE_CHECKING, Any, Generic, Self, TypeVar, cast, overload
 
 from . import records as _records
@@ -239,12 +238,7 @@ class Cache:
     def __enter__(self) -> Self:
         return self
 
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        problem: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
+    def __exit__(self, *problem: object) -> None:
         self.close()
 
     def close(self) -> None:

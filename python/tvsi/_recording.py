@@ -11,7 +11,6 @@ from collections.abc import Iterator
 from dataclasses import dataclass
 from datetime import datetime
 from pathlib import Path
-from types import TracebackType
 from typing import IO, Any, Generic, NamedTuple, NoReturn, Self, TypeVar, overload
 
 from . import records as _records
@@ -160,12 +159,7 @@ class Recording:
     def __enter__(self) -> Self:
         return self
 
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        problem: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
+    def __exit__(self, *problem: object) -> None:
         self.close()
 
     def __del__(self) -> None:

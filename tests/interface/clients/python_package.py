@@ -9,6 +9,7 @@ import threading
 import time
 
 import tvsi
+from checks import expect, refused
 from tvsi._library import library
 
 try:
@@ -17,21 +18,6 @@ except ImportError:
     numpy = None
 
 brox, location, monitor_pid, brox_pid, entries = sys.argv[1:]
-
-
-def expect(found, wanted):
-    if found != wanted:
-        raise AssertionError(f"found {found!r}, wanted {wanted!r}")
-
-
-def refused(error, call, *arguments, **named):
-    """The sentence of the error that the call raises."""
-    try:
-        call(*arguments, **named)
-    except error as problem:
-        expect(str(problem) != "", True)
-        return str(problem)
-    raise AssertionError(f"{call} took {arguments} {named}")
 
 
 def check_attachment():

@@ -11,6 +11,7 @@ import sys
 import tempfile
 
 import tvsi
+from checks import expect, refused
 
 brox, location, monitor_pid, brox_pid, entries = sys.argv[1:]
 KINDS = {kind.mask: kind.short_name for kind in tvsi.KINDS}
@@ -19,20 +20,6 @@ TVSISTAT = os.environ["TVSI_TVSISTAT"]
 
 def tvsistat(*words):
     return subprocess.run([TVSISTAT, *words], check=True, capture_output=True, timeout=50).stdout
-
-
-def expect(found, wanted):
-    if found != wanted:
-        raise AssertionError(f"found {found!r}, wanted {wanted!r}")
-
-
-def refused(error, call, *arguments, **named):
-    try:
-        call(*arguments, **named)
-    except error as problem:
-        expect(type(problem), error)
-        return str(problem)
-    raise AssertionError(f"{call} took {arguments} {named}")
 
 
 def children():
