@@ -76,30 +76,33 @@ void again(const std::vector<BlockMessage>& messages) {
             "what is read is what was written");
 }
 
-/* Appends a chunk whose sizes hold. */
-void takeChunk(Input& input, Bytes& chunks) {
-    std::array<std::span<const std::byte>, 4> sections;
-    for (auto& section : sections) {
-        section = input.takeBytes(input.take<std::uint16_t>());
-        const auto size = static_cast<std::uint32_t>(section.size());
-        const auto bytes = std::as_bytes(std::span(&size, 1));
-        chunks.insert(chunks.end(), bytes.begin(), bytes.end());
-    }
-    for (const auto& section : sections) {
-        chunks.insert(chunks.end(), section.begin(), section.end());
-    }
+template <class Pieces> void append(Bytes& to, const Pieces& pieces) {
+    const auto bytes = std::as_bytes(std::span(pieces));
+    to.insert(to.end(), bytes.begin(), bytes.end());
 }
 
+/* One chunk, or as many as the input has, for a payload. */
 Bytes takeChunks(Input& input, unsigned how, bool isLast) {
-    Bytes chunks;
+    Bytes payload;
     if ((how & isRaw) != 0) {
-        const auto raw = input.takeBytes(isLast ? SIZE_MAX : input.take<std::uint16_t>());
-        return {raw.begin(), raw.end()};
+        append(payload, input.takeBytes(isLast ? SIZE_MAX : input.take<std::uint16_t>()));
+        return payload;
     }
+    std::vector<std::uint32_t> sizes{0};
+    std::array<Bytes, numBlockSections> sections;
     do {
-        takeChunk(input, chunks);
+        for (Bytes& section : sections) {
+            const auto bytes = input.takeBytes(input.take<std::uint16_t>());
+            append(section, bytes);
+            sizes.push_back(static_cast<std::uint32_t>(bytes.size()));
+        }
+        sizes[0]++;
     } while (isLast && !input.isEmpty());
-    return chunks;
+    append(payload, sizes);
+    for (const Bytes& section : sections) {
+        append(payload, section);
+    }
+    return payload;
 }
 
 void take(Input& input, unsigned how, const FieldTable& table) {

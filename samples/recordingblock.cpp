@@ -8,6 +8,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <numeric>
 #include <type_traits>
 #include <unordered_map>
 #include <zstd.h>
@@ -32,13 +33,13 @@ enum class MessageType : uint8_t {
 enum class RosterForm : uint8_t { Changed, AsBefore };
 enum class RosterStep : uint8_t { Run, Record };
 
-constexpr size_t numSections = 4;
 constexpr int compressionLevel = 1;
 /* A chunk is encoded when its samples take so much memory. */
 constexpr size_t largestArena = size_t{4} << 20;
 /* Records of the sample before that are compared when several are alike. */
 constexpr int mostCandidates = 8;
 constexpr uint32_t nowhere = UINT32_MAX;
+using ChunkSizes = std::array<uint32_t, numBlockSections>;
 /* What a reader needs of each record besides the record itself, about. */
 constexpr size_t decodedPlaceSize = 32;
 
@@ -55,6 +56,11 @@ template <class Unsigned> constexpr Unsigned zigzag(Unsigned growth) {
 
 template <class Unsigned> constexpr Unsigned unzigzag(Unsigned bits) {
     return static_cast<Unsigned>(bits >> 1) ^ static_cast<Unsigned>(-(bits & 1));
+}
+
+/* The section for a plane, when so many bits of its values are left. */
+constexpr size_t planeSection(unsigned bitsLeft) {
+    return std::min<unsigned>(bitsLeft, CHAR_BIT) - 1;
 }
 
 std::byte* extend(std::vector<std::byte>& bytes, size_t count) {
@@ -194,6 +200,39 @@ bool decompress(std::span<const std::byte> payload, size_t unpacked, std::vector
     into.resize(unpacked);
     return ZSTD_decompress(into.data(), unpacked, payload.data(), payload.size()) == unpacked;
 }
+
+/* Compresses pieces into one payload. Each of them ends a block of zstd's, so that it has a coding
+ * of its own. */
+class Packer {
+public:
+    Packer(ZSTD_CCtx* of, BlockPayload& to) : context(of), payload(to) {
+        payload.bytes.clear();
+        payload.unpacked = 0;
+        ZSTD_CCtx_reset(context, ZSTD_reset_session_only);
+        ZSTD_CCtx_setParameter(context, ZSTD_c_compressionLevel, compressionLevel);
+    }
+    void add(std::span<const std::byte> piece) {
+        payload.unpacked += static_cast<uint32_t>(piece.size());
+        pack(piece, ZSTD_e_flush);
+    }
+    void end() { pack({}, ZSTD_e_end); }
+
+private:
+    void pack(std::span<const std::byte> piece, ZSTD_EndDirective how) {
+        ZSTD_inBuffer from{piece.data(), piece.size(), 0};
+        size_t left = 0;
+        do {
+            const size_t known = payload.bytes.size();
+            ZSTD_outBuffer to{extend(payload.bytes, ZSTD_CStreamOutSize()), ZSTD_CStreamOutSize(),
+                              0};
+            left = ZSTD_compressStream2(context, &to, &from, how);
+            payload.bytes.resize(known + to.pos);
+        } while (left != 0 && ZSTD_isError(left) == 0);
+    }
+
+    ZSTD_CCtx* context;
+    BlockPayload& payload;
+};
 
 } // namespace
 
@@ -443,25 +482,30 @@ bool BlockEncoder::isFull() const {
     return decodedSize > maxPayload / 2;
 }
 
+BlockEncoder::Sections BlockEncoder::sections() const {
+    Sections all{&messages, &firsts, &widths};
+    std::ranges::transform(planes, all.end() - planes.size(), [](auto& each) { return &each; });
+    return all;
+}
+
+BlockEncoder::Sizes BlockEncoder::sizes() const {
+    Sizes all;
+    std::ranges::transform(sections(), all.begin(), [](auto* each) { return each->size(); });
+    return all;
+}
+
+size_t BlockEncoder::size() const {
+    const Sizes of = sizes();
+    return std::reduce(of.begin(), of.end()) + arena.size();
+}
+
 /* Encodes the samples at hand; the last one stays as what the next chunk continues. */
 void BlockEncoder::closeChunk() {
-    if (messages.empty()) {
+    if (messages.size() == (chunkEnds.empty() ? 0 : chunkEnds.back()[0])) {
         return;
     }
     putColumns();
-    const std::array<const std::vector<std::byte>*, numSections> sections{&messages, &firsts,
-                                                                          &widths, &planes};
-    for (const auto* section : sections) {
-        const auto size = static_cast<uint32_t>(section->size());
-        std::memcpy(extend(chunks, sizeof size), &size, sizeof size);
-    }
-    for (const auto* section : sections) {
-        chunks.insert(chunks.end(), section->begin(), section->end());
-    }
-    messages.clear();
-    firsts.clear();
-    widths.clear();
-    planes.clear();
+    chunkEnds.push_back(sizes());
     if (samples.size() > 1) {
         KeptSample& last = samples.back();
         const auto first = records.begin() + static_cast<std::ptrdiff_t>(last.firstRecord);
@@ -555,46 +599,55 @@ template <class Unsigned> void BlockEncoder::putColumn(const Series& of, size_t 
         all |= growth;
         before = value;
     }
-    const auto width = (static_cast<unsigned>(std::bit_width(all)) + 7) / 8;
+    const auto width = static_cast<unsigned>(std::bit_width(all));
     putByte(widths, static_cast<uint8_t>(width));
-    if (width == 0) {
-        return;
-    }
-    std::byte* to = extend(planes, width * count);
-    for (unsigned shift = 0; shift < width * 8; shift += 8) {
+    for (unsigned shift = 0; shift < width; shift += CHAR_BIT) {
+        std::byte* to = extend(planes[planeSection(width - shift)], count);
         for (size_t i = 0; i < count; i++) {
             *to++ = static_cast<std::byte>(growths[i] >> shift);
         }
     }
 }
 
-void BlockEncoder::compress(std::span<const std::byte> from, BlockPayload& payload) {
-    payload.unpacked = static_cast<uint32_t>(from.size());
-    payload.bytes.resize(ZSTD_compressBound(from.size()));
-    const size_t size =
-        ZSTD_compressCCtx(static_cast<ZSTD_CCtx*>(context), payload.bytes.data(),
-                          payload.bytes.size(), from.data(), from.size(), compressionLevel);
-    payload.bytes.resize(ZSTD_isError(size) != 0 ? 0 : size);
+void BlockEncoder::compress(size_t firstChunk, BlockPayload& payload) {
+    const Sizes begins = firstChunk == 0 ? Sizes{} : chunkEnds[firstChunk - 1];
+    Sizes ends = begins;
+    std::vector<uint32_t> sizes{static_cast<uint32_t>(chunkEnds.size() - firstChunk)};
+    for (size_t chunk = firstChunk; chunk < chunkEnds.size(); chunk++) {
+        for (size_t i = 0; i < ends.size(); i++) {
+            sizes.push_back(static_cast<uint32_t>(chunkEnds[chunk][i] - ends[i]));
+        }
+        ends = chunkEnds[chunk];
+    }
+    Packer packer(static_cast<ZSTD_CCtx*>(context), payload);
+    packer.add(std::as_bytes(std::span(sizes)));
+    for (size_t i = 0; i < ends.size(); i++) {
+        packer.add(std::span(*sections()[i]).subspan(begins[i], ends[i] - begins[i]));
+    }
+    packer.end();
 }
 
 void BlockEncoder::makePart(BlockPayload& payload) {
     closeChunk();
-    compress(std::span(chunks).subspan(partAt), payload);
+    compress(numChunksWritten, payload);
 }
 
 void BlockEncoder::partIsWritten() {
-    partAt = chunks.size();
+    numChunksWritten = chunkEnds.size();
     current = {};
 }
 
 void BlockEncoder::makeMinute(BlockPayload& payload) {
     closeChunk();
-    compress(chunks, payload);
+    compress(0, payload);
 }
 
 void BlockEncoder::clear() {
-    chunks.clear();
     messages.clear();
+    firsts.clear();
+    widths.clear();
+    std::ranges::for_each(planes, &std::vector<std::byte>::clear);
+    chunkEnds.clear();
     records.clear();
     samples.clear();
     arena.clear();
@@ -612,10 +665,12 @@ class BlockDecoder {
 public:
     BlockDecoder(const FieldTable& by, std::vector<BlockMessage>& to) : table(by), messages(to) {}
 
-    bool decode(std::span<const std::byte> chunks);
+    bool decode(std::span<const std::byte> payload);
     static void disownForeignKinds(Sample& sample);
 
 private:
+    using Planes = std::span<Section>; /* sections of a chunk, by the bits of the planes in them */
+
     /* A record of the sample before, or of this one. */
     struct Place {
         const RecordedKind* kind;
@@ -631,8 +686,7 @@ private:
         std::vector<std::byte*> blocks;
     };
 
-    bool decodeChunk(std::span<const std::byte> whole,
-                     const std::array<uint32_t, numSections>& sizes);
+    bool decodeChunk(std::vector<Section>& sections);
     void beginChunk();
     bool takeMessage(Section& from);
     bool takeSample(Section& from, bool isSummary);
@@ -641,12 +695,12 @@ private:
     bool linksDiffer(size_t numEarlier) const;
     bool takeRecord(Section& from, Record& record);
     bool place(Sample& sample, const std::vector<Record>& roster);
-    bool fillColumns(Section& firsts, Section& widths, Section& planes) const;
+    bool fillColumns(Section& firsts, Section& widths, Planes planes) const;
     static bool fillPart(const Series& of, size_t part, Section& firsts, Section& widths,
-                         Section& planes);
+                         Planes planes);
     template <class Unsigned>
     static bool fillColumn(const Series& of, int32_t at, Section& firsts, Section& widths,
-                           Section& planes);
+                           Planes planes);
     const Sample* lastSample() const;
 
     const FieldTable& table;
@@ -662,29 +716,41 @@ const Sample* BlockDecoder::lastSample() const {
     return lastSampleAt == SIZE_MAX ? nullptr : &std::get<Sample>(messages[lastSampleAt].message);
 }
 
-bool BlockDecoder::decode(std::span<const std::byte> chunks) {
+bool BlockDecoder::decode(std::span<const std::byte> payload) {
     for (size_t i = messages.size(); i-- > 0 && lastSampleAt == SIZE_MAX;) {
         if (std::holds_alternative<Sample>(messages[i].message)) {
             lastSampleAt = i;
         }
     }
-    while (!chunks.empty()) {
-        std::array<uint32_t, numSections> sizes;
-        if (chunks.size() < sizeof sizes) {
-            return false;
-        }
-        std::memcpy(sizes.data(), chunks.data(), sizeof sizes);
-        chunks = chunks.subspan(sizeof sizes);
-        uint64_t total = 0;
-        for (const uint32_t size : sizes) {
-            total += size;
-        }
-        if (total > chunks.size() || !decodeChunk(chunks.first(total), sizes)) {
-            return false;
-        }
-        chunks = chunks.subspan(total);
+    uint32_t numChunks = 0;
+    if (payload.size() < sizeof numChunks) {
+        return false;
     }
-    return true;
+    std::memcpy(&numChunks, payload.data(), sizeof numChunks);
+    payload = payload.subspan(sizeof numChunks);
+    if (numChunks > payload.size() / sizeof(ChunkSizes)) {
+        return false;
+    }
+    std::vector<ChunkSizes> chunks(numChunks);
+    const auto sizes = std::as_writable_bytes(std::span(chunks));
+    std::ranges::copy(payload.first(sizes.size()), sizes.begin());
+    Section rest(payload.subspan(sizes.size()));
+    std::vector<Section> sections;
+    for (size_t i = 0; i < numBlockSections; i++) {
+        uint64_t size = 0;
+        for (const ChunkSizes& chunk : chunks) {
+            size += chunk[i];
+        }
+        sections.emplace_back(rest.take(size));
+    }
+    return rest.isGood() && rest.isAtEnd() &&
+           std::ranges::all_of(chunks, [&](const ChunkSizes& chunk) {
+               std::vector<Section> own;
+               for (size_t i = 0; i < numBlockSections; i++) {
+                   own.emplace_back(sections[i].take(chunk[i]));
+               }
+               return decodeChunk(own);
+           });
 }
 
 void BlockDecoder::beginChunk() {
@@ -697,20 +763,14 @@ void BlockDecoder::beginChunk() {
     }
 }
 
-bool BlockDecoder::decodeChunk(std::span<const std::byte> whole,
-                               const std::array<uint32_t, numSections>& sizes) {
-    std::vector<Section> sections;
-    for (const uint32_t size : sizes) {
-        sections.emplace_back(whole.first(size));
-        whole = whole.subspan(size);
-    }
+bool BlockDecoder::decodeChunk(std::vector<Section>& sections) {
     beginChunk();
     while (!sections[0].isAtEnd()) {
         if (!takeMessage(sections[0])) {
             return false;
         }
     }
-    return fillColumns(sections[1], sections[2], sections[3]) &&
+    return fillColumns(sections[1], sections[2], std::span(sections).subspan(3)) &&
            std::ranges::all_of(sections,
                                [](const Section& each) { return each.isGood() && each.isAtEnd(); });
 }
@@ -916,7 +976,7 @@ bool BlockDecoder::place(Sample& sample, const std::vector<Record>& roster) {
     return true;
 }
 
-bool BlockDecoder::fillColumns(Section& firsts, Section& widths, Section& planes) const {
+bool BlockDecoder::fillColumns(Section& firsts, Section& widths, Planes planes) const {
     return std::ranges::all_of(series, [&](const Series& each) {
         for (size_t part = 0; part < partsOf(each.isOfSummaries); part++) {
             if (!fillPart(each, part, firsts, widths, planes)) {
@@ -928,7 +988,7 @@ bool BlockDecoder::fillColumns(Section& firsts, Section& widths, Section& planes
 }
 
 bool BlockDecoder::fillPart(const Series& of, size_t part, Section& firsts, Section& widths,
-                            Section& planes) {
+                            Planes planes) {
     const size_t begin = of.kind->kind == nullptr ? 0 : part * of.kind->kind->packedSize();
     for (const RecordedKind::Run& run : of.kind->runs) {
         for (int32_t i = 0; i < run.count; i++) {
@@ -949,7 +1009,7 @@ bool BlockDecoder::fillPart(const Series& of, size_t part, Section& firsts, Sect
 /* `at`: where the element belongs in this program's records; below 0: it knows no such one. */
 template <class Unsigned>
 bool BlockDecoder::fillColumn(const Series& of, int32_t at, Section& firsts, Section& widths,
-                              Section& planes) {
+                              Planes planes) {
     const auto store = [at](std::byte* blocks, Unsigned value) {
         if (at >= 0) {
             std::memcpy(blocks + at, &value, sizeof value);
@@ -967,20 +1027,25 @@ bool BlockDecoder::fillColumn(const Series& of, int32_t at, Section& firsts, Sec
     } else if (at >= 0) {
         value = load<Unsigned>(of.base + at);
     }
-    const size_t width = widths.byte();
-    const size_t count = blocks.size();
-    if (width > sizeof(Unsigned)) {
+    const unsigned width = widths.byte();
+    if (width > std::numeric_limits<Unsigned>::digits) {
         return false;
     }
-    const auto bytes = planes.take(width * count);
-    if (!firsts.isGood() || !widths.isGood() || !planes.isGood()) {
+    std::array<const std::byte*, sizeof(Unsigned)> bytes;
+    for (unsigned shift = 0; shift < width; shift += CHAR_BIT) {
+        Section& plane = planes[planeSection(width - shift)];
+        bytes[shift / CHAR_BIT] = plane.take(blocks.size()).data();
+        if (!plane.isGood()) {
+            return false;
+        }
+    }
+    if (!firsts.isGood() || !widths.isGood()) {
         return false;
     }
-    for (size_t i = 0; i < count; i++) {
+    for (size_t i = 0; i < blocks.size(); i++) {
         Unsigned growth = 0;
-        for (size_t plane = 0; plane < width; plane++) {
-            growth |= static_cast<Unsigned>(static_cast<Unsigned>(bytes[plane * count + i])
-                                            << (plane * 8));
+        for (unsigned shift = 0; shift < width; shift += CHAR_BIT) {
+            growth |= static_cast<Unsigned>(bytes[shift / CHAR_BIT][i]) << shift;
         }
         value = static_cast<Unsigned>(value + unzigzag(growth));
         store(blocks[i], value);

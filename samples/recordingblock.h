@@ -4,20 +4,21 @@
  *
  * The messages of a minute are encoded chunk by chunk as they come. A chunk continues the one
  * before it: values are told by their growth since then. So the parts of a minute in the tail are
- * read in their order, and a minute's block is its chunks one after the other, compressed as a
- * whole.
+ * read in their order, and a minute's block is all its chunks.
  *
- *   payload    zstd( chunk* )
- *   chunk      u32 size of each of four sections | messages | firsts | widths | planes
+ *   payload    zstd( u32 number of chunks | of each chunk: u32 size of each of its sections |
+ *                    the first section of all chunks | the second one of all | ... )
  *
  *   messages   what isn't a statistic, one message after the other: each begins with its type. Of a
  *              sample, times and numbers as differences to the sample before, and its records: one
  *              byte when they are those of the sample before, else how they come from it; of a
  *              summary, a sample that stands for several, for how many as well
  *   firsts     first values of the columns that continue none
- *   widths     for each column, bytes that the greatest growth takes; 0: it stands still
- *   planes     for each column that moves, its growths in zigzag form: the lowest byte of all of
- *              them, then the next one of all
+ *   widths     for each column, bits that the greatest growth takes; 0: it stands still
+ *   planes     eight sections. A column that moves is its growths in zigzag form, as planes: the
+ *              lowest byte of all of them, then the next one of all. A plane stands in the section
+ *              for as many bits as it can have: 8, but of the highest one. So what is alike stands
+ *              together, and each of these sections has a coding of its own
  *
  * A column is one element of the statistics of one process, over the samples of the chunk; behind
  * those of a process in summaries come as many that say how far below its value each element has
@@ -30,6 +31,8 @@
 #include "fieldtable.h"
 #include "sample.h"
 
+#include <array>
+#include <climits>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -63,6 +66,8 @@ struct BlockPayload {
     uint32_t unpacked = 0;
 };
 
+inline constexpr size_t numBlockSections = 3 + CHAR_BIT;
+
 /* Collects the messages of one cache from one minute to the next. */
 class BlockEncoder {
 public:
@@ -80,7 +85,7 @@ public:
     const BlockContents& minute() const { return whole; }
     const BlockContents& part() const { return current; }
     /* Bytes that the minute takes: what bounds it besides its time. */
-    size_t size() const { return chunks.size() + arena.size(); }
+    size_t size() const;
     /* It takes a good part of what a reader would make of one block. */
     bool isFull() const;
 
@@ -97,7 +102,11 @@ private:
     struct KeptRecord;
     struct KeptSample;
     struct Series;
+    using Sections = std::array<const std::vector<std::byte>*, numBlockSections>;
+    using Sizes = std::array<size_t, numBlockSections>;
 
+    Sections sections() const;
+    Sizes sizes() const;
     void addSample(const Sample& sample);
     void linkRecords(const KeptSample& now, const KeptSample& before);
     void putSample(const KeptSample& now, const KeptSample& before);
@@ -107,7 +116,7 @@ private:
     void findSeries();
     void putColumns();
     template <class Unsigned> void putColumn(const Series& of, size_t at);
-    void compress(std::span<const std::byte> from, BlockPayload& payload);
+    void compress(size_t firstChunk, BlockPayload& payload);
 
     StreamHeader attached;
     BlockContents whole;
@@ -115,8 +124,13 @@ private:
     int64_t lastSampleNs = 0;
     uint64_t decodedSize = 0; /* bytes that a reader makes of the minute */
 
-    std::vector<std::byte> chunks; /* of the minute, not compressed */
-    size_t partAt = 0;             /* where the part begins in it */
+    /* Of the minute, not compressed. */
+    std::vector<std::byte> messages;
+    std::vector<std::byte> firsts;
+    std::vector<std::byte> widths;
+    std::array<std::vector<std::byte>, CHAR_BIT> planes; /* by bits, from 1 */
+    std::vector<Sizes> chunkEnds;
+    size_t numChunksWritten = 0; /* what is behind them is the part */
 
     /* The chunk under way. The first sample is the last one of the chunk before, if there is one:
      * the rest continues it. */
@@ -124,10 +138,6 @@ private:
     std::vector<KeptRecord> records;
     std::vector<KeptSample> samples;
     bool hasBase = false;
-    std::vector<std::byte> messages;
-    std::vector<std::byte> firsts;
-    std::vector<std::byte> widths;
-    std::vector<std::byte> planes;
 
     std::vector<Series> series; /* scratch, as the rest */
     std::vector<uint32_t> seriesOf;
