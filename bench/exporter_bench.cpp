@@ -245,8 +245,8 @@ void addOfManySeries(const Plan& plan) {
                   });
     };
     add("at its peak", Form::gzip, &Memory::greatest, {Target::ratio, 0.2});
-    add("between scrapes", Form::gzip, &Memory::now, {});
-    add("at its peak, uncompressed", Form::plain, &Memory::greatest, {});
+    add("between scrapes", Form::gzip, &Memory::now, {Target::ratio, 0.2});
+    add("at its peak, uncompressed", Form::plain, &Memory::greatest, {Target::ratio, 0.2});
 }
 
 void addOfKinds(const Plan& plan) {

@@ -108,21 +108,17 @@ void Accumulation::addGains(Members& members, bool countsFirst) const {
     }
 }
 
-Group Accumulation::groupOf(const Members& members, std::string labels) const {
+void Accumulation::appendValues(std::vector<Number>& values, const Members& members) const {
     const auto metrics = plan.of(*members.kind);
-    Group group{members.kind, std::move(labels), {}};
-    group.values.reserve(metrics.size());
     for (size_t i = 0; i < metrics.size(); i++) {
         if (metrics[i].place->family->isCounter) {
-            group.values.push_back(Number::ofUnsigned(members.gains[i]));
+            values.push_back(Number::ofUnsigned(members.gains[i]));
         } else {
-            group.values.push_back(
-                members.processes.empty()
-                    ? Number()
-                    : samples::gaugeOf(metrics[i].figure, members.processes, {}));
+            values.push_back(members.processes.empty()
+                                 ? Number()
+                                 : samples::gaugeOf(metrics[i].figure, members.processes, {}));
         }
     }
-    return group;
 }
 
 std::optional<samples::Sample> Accumulation::add(samples::Sample sample) {
@@ -176,14 +172,29 @@ void Accumulation::publish() {
     picture->lateNs = last->lateNs;
     picture->slots = last->slots;
     picture->used = last->used;
+    size_t numValues = 0;
+    for (const Members& members : byKind) {
+        numValues += members.gains.size();
+    }
+    for (const auto& [labels, members] : byLabels) {
+        numValues += members.gains.size();
+    }
+    picture->values.reserve(numValues);
+    const auto addGroup = [&](std::vector<Group>& groups, const Members& members,
+                              std::string labels) {
+        const size_t first = picture->values.size();
+        appendValues(picture->values, members);
+        groups.push_back(
+            {members.kind, std::move(labels), std::span(picture->values).subspan(first)});
+    };
     for (const Members& members : byKind) {
         if (members.kind != nullptr) {
-            picture->kinds.push_back(groupOf(members, kindLabel(*members.kind)));
+            addGroup(picture->kinds, members, kindLabel(*members.kind));
         }
     }
     picture->processes.reserve(byLabels.size());
     for (const auto& [labels, members] : byLabels) {
-        picture->processes.push_back(groupOf(members, labels));
+        addGroup(picture->processes, members, labels);
     }
     for (const Record& record : last->records()) {
         picture->states[samples::placeOf(record.kind)][static_cast<size_t>(record.state)]++;

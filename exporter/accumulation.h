@@ -65,8 +65,8 @@ private:
 /* Series that share their labels: of the processes of a kind, or of one process. */
 struct Group {
     const statscatalogue::Kind* kind;
-    std::string labels;                  /* behind those of the cache: kind="vok",pid="4711",... */
-    std::vector<samples::Number> values; /* by metric; nothing: there is no series */
+    std::string labels; /* behind those of the cache: kind="vok",pid="4711",... */
+    std::span<const samples::Number> values; /* by metric; nothing: there is no series */
 };
 
 /* kind="vok": the first of a group's labels, and of a kind's the only one. */
@@ -74,7 +74,8 @@ std::string kindLabel(const statscatalogue::Kind& kind);
 
 inline constexpr size_t numProcessStates = 5;
 
-/* A cache at the moment of a sample. */
+/* A cache at the moment of a sample. Its groups' values stand in one block, which goes back to the
+ * system as a whole when the picture is replaced. */
 struct Picture {
     samples::Times times;
     int64_t lateNs = 0;
@@ -83,6 +84,11 @@ struct Picture {
     std::vector<Group> kinds;
     std::vector<Group> processes;
     std::array<std::array<uint32_t, numProcessStates>, samples::numKindPlaces> states{};
+    std::vector<samples::Number> values;
+
+    Picture() = default;
+    Picture(const Picture&) = delete;
+    Picture& operator=(const Picture&) = delete;
 };
 
 class Accumulation {
@@ -112,7 +118,7 @@ private:
     };
 
     void addGains(Members& members, bool countsFirst) const;
-    Group groupOf(const Members& members, std::string labels) const;
+    void appendValues(std::vector<samples::Number>& values, const Members& members) const;
     void gather();
     void publish();
 

@@ -11,6 +11,7 @@ namespace {
 constexpr int effort = Z_BEST_SPEED;
 constexpr int rawDeflate = -15;
 constexpr int memoryLevel = 8;
+constexpr std::string_view head("\x1F\x8B\x08\0\0\0\0\0\x04\xFF", 10); /* no name, no time */
 
 /* Deflate blocks of a text that comes in parts. */
 class Deflater {
@@ -60,13 +61,41 @@ void appendLittleEndian(std::string& bytes, uint32_t number) {
 
 } // namespace
 
+struct GzipText::State {
+    std::shared_ptr<const GzipPiece> piece;
+    z_stream stream{};
+    bool isGood = false;
+};
+
+GzipText::GzipText(std::shared_ptr<const GzipPiece> read) : state(std::make_unique<State>()) {
+    state->piece = std::move(read);
+    auto& stream = state->stream;
+    const std::string_view packed = std::string_view(state->piece->bytes).substr(head.size());
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
+    stream.avail_in = static_cast<uInt>(packed.size());
+    state->isGood = inflateInit2(&stream, rawDeflate) == Z_OK;
+}
+
+GzipText::~GzipText() {
+    inflateEnd(&state->stream);
+}
+
+size_t GzipText::read(std::span<char> room) {
+    auto& stream = state->stream;
+    stream.next_out = reinterpret_cast<Bytef*>(room.data());
+    stream.avail_out = static_cast<uInt>(room.size());
+    while (state->isGood && stream.avail_out > 0) {
+        state->isGood = inflate(&stream, Z_NO_FLUSH) == Z_OK; /* it ends with Z_BUF_ERROR */
+    }
+    return room.size() - stream.avail_out;
+}
+
 struct GzipBeginning::State {
     Deflater deflater;
     bool isGood = true;
 };
 
 GzipBeginning::GzipBeginning() : state(std::make_unique<State>()) {
-    constexpr std::string_view head("\x1F\x8B\x08\0\0\0\0\0\x04\xFF", 10); /* no name, no time */
     piece.bytes = head;
 }
 

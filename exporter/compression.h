@@ -1,10 +1,11 @@
 /* Bodies in gzip form, put together from pieces that were compressed apart: what many answers share
- * is compressed once. For any thread. */
+ * is compressed once, and kept in that form alone. For any thread. */
 #ifndef COMPRESSION_H
 #define COMPRESSION_H
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -33,6 +34,23 @@ private:
     struct State;
     std::unique_ptr<State> state;
     GzipPiece piece;
+};
+
+/* Reads the text of a piece, from its beginning to its end. */
+class GzipText {
+public:
+    explicit GzipText(std::shared_ptr<const GzipPiece> read);
+    ~GzipText();
+    GzipText(const GzipText&) = delete;
+    GzipText& operator=(const GzipText&) = delete;
+
+    /* Fills the room as far as there is text left, and returns how much that was; 0 also when there
+     * was no memory for it. */
+    size_t read(std::span<char> room);
+
+private:
+    struct State;
+    std::unique_ptr<State> state;
 };
 
 /* What makes a gzip file of the piece and the text behind it; null when there is no piece, or no

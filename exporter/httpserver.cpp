@@ -50,7 +50,57 @@ void freeBody(void* body) {
     delete static_cast<Body*>(body);
 }
 
-MHD_Response* responseOf(HttpAnswer& answer) {
+/* What is left of a streamed body. */
+struct StreamedBody {
+    HttpStream stream;
+    Body behind;
+};
+
+constexpr size_t streamRoom = 32768;
+
+ssize_t readBody(void* closure, uint64_t at, char* room, size_t size) {
+    auto& body = *static_cast<StreamedBody*>(closure);
+    if (at < body.stream.size) {
+        const size_t got =
+            body.stream.read({room, std::min<uint64_t>(size, body.stream.size - at)});
+        return got > 0 ? static_cast<ssize_t>(got) : MHD_CONTENT_READER_END_WITH_ERROR;
+    }
+    at -= body.stream.size;
+    for (const auto& piece : body.behind) {
+        if (at < piece->size()) {
+            return static_cast<ssize_t>(piece->copy(room, size, at));
+        }
+        at -= piece->size();
+    }
+    return MHD_CONTENT_READER_END_OF_STREAM;
+}
+
+void freeStream(void* body) {
+    delete static_cast<StreamedBody*>(body);
+}
+
+uint64_t sizeOf(const HttpAnswer& answer) {
+    uint64_t size = answer.stream.size;
+    for (const auto& piece : answer.body) {
+        size += piece->size();
+    }
+    return size;
+}
+
+/* Null when there is no memory for it; else it owns the body. */
+MHD_Response* streamOf(HttpAnswer& answer) {
+    const uint64_t size = sizeOf(answer);
+    auto body = std::make_unique<StreamedBody>(
+        StreamedBody{std::move(answer.stream), std::move(answer.body)});
+    MHD_Response* response =
+        MHD_create_response_from_callback(size, streamRoom, readBody, body.get(), freeStream);
+    if (response != nullptr) {
+        static_cast<void>(body.release());
+    }
+    return response;
+}
+
+MHD_Response* piecesOf(HttpAnswer& answer) {
     std::vector<MHD_IoVec> pieces;
     for (const auto& piece : answer.body) {
         pieces.push_back({piece->data(), piece->size()});
@@ -58,10 +108,17 @@ MHD_Response* responseOf(HttpAnswer& answer) {
     auto body = std::make_unique<Body>(std::move(answer.body));
     MHD_Response* response = MHD_create_response_from_iovec(
         pieces.data(), static_cast<unsigned>(pieces.size()), freeBody, body.get());
+    if (response != nullptr) {
+        static_cast<void>(body.release());
+    }
+    return response;
+}
+
+MHD_Response* responseOf(HttpAnswer& answer) {
+    MHD_Response* response = answer.stream.size > 0 ? streamOf(answer) : piecesOf(answer);
     if (response == nullptr) {
         return nullptr;
     }
-    static_cast<void>(body.release()); /* the response has it now */
     MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, answer.contentType.c_str());
     MHD_add_response_header(response, "X-Content-Type-Options", "nosniff");
     MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, answer.cacheControl.c_str());
@@ -281,10 +338,7 @@ private:
         }
         startPhase(peerOf(connection), true);
         HttpAnswer answer = isServed ? self.answerTo(connection, url) : refusal();
-        uint64_t size = 0;
-        for (const auto& piece : answer.body) {
-            size += piece->size();
-        }
+        const uint64_t size = sizeOf(answer);
         const unsigned status = answer.status;
         MHD_Response* response = responseOf(answer);
         if (response == nullptr) {

@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -36,11 +37,20 @@ struct HttpRequest {
     std::function<std::string_view(const char* name)> argument;
 };
 
+/* A text that is made while it is sent, so that nobody needs room for the whole of it. */
+struct HttpStream {
+    uint64_t size = 0;
+    /* Fills the room with what comes next, as far as there is some left; less than that breaks the
+     * answer off. */
+    std::function<size_t(std::span<char> room)> read;
+};
+
 struct HttpAnswer {
     unsigned status = 200;
     std::string contentType = "text/plain; charset=utf-8";
     std::string cacheControl = "no-store";
-    /* The body, one piece after the other; shared with other answers. */
+    HttpStream stream; /* the beginning of the body; usually there is none */
+    /* The body behind it, one piece after the other; shared with other answers. */
     std::vector<std::shared_ptr<const std::string>> body;
     std::vector<std::pair<const char*, std::string>> headers; /* besides those of every answer */
 };

@@ -4,6 +4,7 @@
 #include "versions.h"
 
 #include <algorithm>
+#include <new>
 
 namespace exporter {
 namespace {
@@ -102,17 +103,6 @@ Scraper::Rendering& Scraper::renderingOf(TextForm form, const BoardState& state,
     return rendering;
 }
 
-void Scraper::render(Rendering& rendering, TextForm form, std::span<const LiveCache> live) {
-    if (rendering.text == nullptr) {
-        std::string text;
-        text.reserve(textSize + textSize / 64);
-        exposition.append(text, form, live, choice.isPerProcess && !rendering.isLimited,
-                          [](std::string& /*grows*/) {});
-        textSize = text.size();
-        rendering.text = std::make_shared<const std::string>(std::move(text));
-    }
-}
-
 /* Piece by piece, so that the text as a whole needs no room. */
 void Scraper::compress(Rendering& rendering, TextForm form, std::span<const LiveCache> live) {
     if (rendering.compressed == nullptr) {
@@ -125,6 +115,9 @@ void Scraper::compress(Rendering& rendering, TextForm form, std::span<const Live
         exposition.append(text, form, live, choice.isPerProcess && !rendering.isLimited, take);
         take(text);
         rendering.compressed = beginning.end();
+        if (rendering.compressed == nullptr) {
+            throw std::bad_alloc();
+        }
     }
 }
 
@@ -177,16 +170,16 @@ HttpAnswer Scraper::metrics(const HttpRequest& request, const HttpTraffic& traff
                              ? "application/openmetrics-text; version=1.0.0; charset=utf-8"
                              : "text/plain; version=0.0.4; charset=utf-8";
     answer.headers.emplace_back("Vary", "Accept, Accept-Encoding");
-    if (takesGzip(request.acceptEncoding)) {
-        compress(rendering, form, live);
-        if (auto end = endGzip(rendering.compressed, *own)) {
-            answer.headers.emplace_back("Content-Encoding", "gzip");
-            answer.body = {{rendering.compressed, &rendering.compressed->bytes}, std::move(end)};
-        }
-    }
-    if (answer.body.empty()) {
-        render(rendering, form, live);
-        answer.body = {rendering.text, std::move(own)};
+    compress(rendering, form, live);
+    auto end = takesGzip(request.acceptEncoding) ? endGzip(rendering.compressed, *own) : nullptr;
+    if (end != nullptr) {
+        answer.headers.emplace_back("Content-Encoding", "gzip");
+        answer.body = {{rendering.compressed, &rendering.compressed->bytes}, std::move(end)};
+    } else {
+        const auto text = std::make_shared<GzipText>(rendering.compressed);
+        answer.stream = {rendering.compressed->textSize,
+                         [text](std::span<char> room) { return text->read(room); }};
+        answer.body = {std::move(own)};
     }
     lastDuration = Clock::now() - begun;
     wholeDuration += lastDuration;

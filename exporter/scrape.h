@@ -1,6 +1,7 @@
 /*
  * Answers scrapes from the board. What the caches' samples say is rendered and compressed once,
- * whoever asks how often; what changes with every scrape follows it. For the server's thread.
+ * whoever asks how often, and is kept compressed alone: who wants it as it is has it unpacked while
+ * it is sent. What changes with every scrape follows it. For the server's thread.
  */
 #ifndef SCRAPE_H
 #define SCRAPE_H
@@ -29,8 +30,8 @@ public:
     HttpAnswer readiness() const;
 
 private:
-    /* The live caches' series in one form, and what was made of them: null until somebody wants it.
-     * Their samples aren't kept for it. */
+    /* The live caches' series in one form, and what was made of them: null until somebody
+     * wants it. Their samples aren't kept for it. */
     struct Rendering {
         struct Source {
             std::string labels;
@@ -39,11 +40,9 @@ private:
         };
         std::vector<Source> sources{};
         bool isLimited = false;
-        std::shared_ptr<const std::string> text{};
         std::shared_ptr<const GzipPiece> compressed{};
     };
     Rendering& renderingOf(TextForm form, const BoardState& state, Clock::time_point now);
-    void render(Rendering& rendering, TextForm form, std::span<const LiveCache> live);
     void compress(Rendering& rendering, TextForm form, std::span<const LiveCache> live);
     std::string ownSeries(TextForm form, const BoardState& state, const HttpTraffic& traffic,
                           bool isLimited, Clock::time_point now) const;
@@ -52,7 +51,6 @@ private:
     Exposition exposition;
     const Board& board;
     std::array<Rendering, 2> renderings; /* by form */
-    size_t textSize = 0;                 /* of the last text */
     uint64_t scrapes = 0;
     Clock::duration lastDuration{};
     Clock::duration wholeDuration{};
