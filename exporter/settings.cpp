@@ -53,7 +53,13 @@ uint32_t kindsOf(std::string_view list) {
         const std::string_view name = list.substr(0, list.find(','));
         const auto* kind = statscatalogue::kindNamed(name);
         if (kind == nullptr || (kind->bit & SHRPC_ALL) == 0) {
-            throw UsageError{"--kinds: there is no kind " + inQuotes(name)};
+            std::string known;
+            for (const auto& other : statscatalogue::kinds()) {
+                known += known.empty() ? "" : ", ";
+                known += other.shortName.view();
+            }
+            throw UsageError{"--kinds: there is no kind " + inQuotes(name) + "; there are " +
+                             known};
         }
         mask |= kind->bit;
         if (name.size() == list.size()) {
@@ -91,8 +97,11 @@ samples::NamePattern nameOf(const std::string& text) {
 size_t countOf(const std::string& text) {
     size_t count = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
+    if (error == std::errc::result_out_of_range) {
+        throw UsageError{"--max-series: " + inQuotes(text) + " is too large a number"};
+    }
     if (error != std::errc() || end != text.data() + text.size()) {
-        throw UsageError{"--max-series: " + inQuotes(text) + " is no number"};
+        throw UsageError{"--max-series: " + inQuotes(text) + " is no whole number, as 20000"};
     }
     return count;
 }
@@ -122,7 +131,7 @@ SeriesChoice::Pattern patternOf(const std::string& text, bool isIncluded) {
     };
     if (std::ranges::none_of(statscatalogue::kinds(), matchesIn)) {
         throw UsageError{std::string(isIncluded ? "--include: " : "--exclude: ") +
-                         "no field matches " + inQuotes(text)};
+                         "no field matches " + inQuotes(text) + "; tvsi-stats(7) has their names"};
     }
     return {pattern, isIncluded};
 }
@@ -177,7 +186,12 @@ public:
             [this](const auto& text) { settings.page.hosts.push_back(hostOf(text)); });
         add("--recording", "PATH",
             "With --web-page: a recording of tvsistat, which gives the charts their past",
-            [this](const auto& text) { settings.page.recording = text; });
+            [this](const auto& text) {
+                if (text.empty()) {
+                    throw UsageError{"--recording: the path is empty"};
+                }
+                settings.page.recording = text;
+            });
         add("--max-series", "N",
             "Leave out series of processes when there are more than N (default " +
                 std::to_string(settings.series.maxSeries) + ")",
@@ -186,7 +200,17 @@ public:
 
     /* Throws CLI::ParseError and UsageError. */
     void parse(int argc, char** argv) {
+        app.allow_extras();
         app.parse(argc, argv);
+        for (const std::string& word : app.remaining()) {
+            if (word != "--") {
+                throw UsageError{word.starts_with('-')
+                                     ? "there is no option " + inQuotes(word)
+                                     : "nothing is known of " + inQuotes(word) +
+                                           ": --brox and --cache name a cache, --reader its "
+                                           "socket"};
+            }
+        }
         std::vector<size_t> taken(actions.size());
         for (const CLI::Option* option : app.parse_order()) {
             const auto at = std::ranges::find(actions, option, &Action::option);
@@ -200,6 +224,11 @@ public:
         finishPage();
     }
     std::string help() const { return app.help(); }
+    /* What to say of an option that has no argument although it needs one. */
+    std::string sentenceOfMissing(std::string_view name) const {
+        const std::string option(name);
+        return option + " needs an argument: " + app.get_option(option)->get_type_name();
+    }
 
 private:
     struct Action {
@@ -221,11 +250,19 @@ private:
     }
     void addFlag(const std::string& name, const std::string& sentence,
                  std::function<void()> apply) {
-        actions.push_back({app.add_flag(name, sentence),
-                           [apply = std::move(apply)](const std::string&) { apply(); }});
+        const auto act = [name, apply = std::move(apply)](const std::string& value) {
+            if (value != "true") { /* "--all=x" */
+                throw UsageError{name + " takes no argument"};
+            }
+            apply();
+        };
+        actions.push_back({app.add_flag(name, sentence), act});
     }
     void finishPage() {
         PageSettings& page = settings.page;
+        if (!settings.series.isPerProcess && app.count("--name") > 0) {
+            throw UsageError{"--name is for --per-process"};
+        }
         if (!page.isOn && !page.hosts.empty()) {
             throw UsageError{"--host is for --web-page"};
         }
@@ -248,7 +285,8 @@ private:
         auto address = parseListenAddress(text);
         if (!address) {
             throw UsageError{"--listen: " + inQuotes(text) +
-                             " is no address with a port, as 127.0.0.1:9964 or [::1]:9964"};
+                             " is no address with a port from 1 to 65535, as 127.0.0.1:9964 or "
+                             "[::1]:9964"};
         }
         settings.listen = std::move(*address);
     }
@@ -274,6 +312,10 @@ std::variant<Settings, TextRequest, Failure> settingsFrom(int argc, char** argv)
         return TextRequest{line.help()};
     } catch (const CLI::CallForVersion& version) {
         return TextRequest{std::string(version.what()) + "\n"};
+    } catch (const CLI::ArgumentMismatch& error) {
+        /* "--listen: ..." */
+        const std::string_view text = error.what();
+        return usage(line.sentenceOfMissing(text.substr(0, text.find(':'))));
     } catch (const CLI::ParseError& error) {
         return usage(error.what());
     } catch (const UsageError& error) {

@@ -123,6 +123,7 @@ class Http(PageCase):
             self.assertRegex(body.decode(), words)
         self.assertIsNone(self.api(exporter, f"process?{CACHE}&process=vok.1.2.0")["process"])
         for options, words in [(["--host", "a"], "--host is for"), (["--recording", "x"], "--recording is for"),
+                               (["--web-page", "--recording", ""], "the path is empty"),
                                (["--web-page", "--host", "a:80"], "without a port"),
                                (["--web-page", "--recording", "/nonexistent"], "/nonexistent")]:
             ended = subprocess.run([programs / "tvsi-exporter", "--listen", "127.0.0.1:9", *options], capture_output=True,
