@@ -1,8 +1,9 @@
 /*
  * make_recording FILE HOURS MOVING [UPDATES [PROCESSES]]: a recording of 199 processes, a sample a
- * second, as a server's would be, made by the writer itself; and what that took. MOVING is the
- * percentage of the values that move, UPDATES how often each of them does in a second (10, as those
- * of tvxstandin).
+ * second, as a server's would be, made by the writer itself; and what that took. A FILE that ends
+ * in a slash is a directory with a file for each hour, as the service's. MOVING is the percentage
+ * of the values that move, UPDATES how often each of them does in a second (10, as those of
+ * tvxstandin).
  *
  * Prints lines of "name value": bytes a value, microseconds of CPU a sample in the writer, bytes
  * written for each byte of the file, the most that the process has held in kilobytes.
@@ -20,10 +21,10 @@
 #include <cstring>
 #include <deque>
 #include <exception>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <vector>
 
 namespace {
@@ -79,9 +80,16 @@ private:
     std::vector<bool> isMoving_;
 };
 
+/* Of a file, or of all files of a directory. */
 uint64_t sizeOf(const std::string& path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
+    if (!std::filesystem::is_directory(path)) {
+        return std::filesystem::file_size(path);
+    }
+    uint64_t size = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(path)) {
+        size += entry.file_size();
+    }
+    return size;
 }
 
 int make(int argc, char** argv) {
@@ -100,7 +108,9 @@ int make(int argc, char** argv) {
         owners.emplace_back(number % 4 == 0 ? SHRPC_VOK_PGSVR_MAIN : SHRPC_VOK, number, moving);
     }
 
-    auto opened = samples::RecordingWriter::open(path, {});
+    samples::RecordingOptions options;
+    options.isDirectory = path.ends_with('/');
+    auto opened = samples::RecordingWriter::open(path, options);
     require(std::holds_alternative<samples::RecordingWriter>(opened), "FILE can be written");
     auto& writer = std::get<samples::RecordingWriter>(opened);
     samples::StreamEncoder encoder;

@@ -29,8 +29,13 @@ using namespace format;
 namespace {
 
 constexpr int64_t secondNs = 1'000'000'000;
-constexpr int64_t partNs = 5 * secondNs;
 constexpr int64_t minuteNs = 60 * secondNs;
+/* A minute has 13 syncs: those of so many parts, and its own. A part is synced when its first
+ * message is a thirteenth of a minute old, which leaves the disk 0.38 of 5 seconds; or before, when
+ * no sample is expected until then. */
+constexpr uint32_t partsOfMinute = 12;
+constexpr int64_t partNs = minuteNs / (partsOfMinute + 1);
+constexpr int64_t retryNs = 5 * secondNs;
 constexpr int64_t hourNs = 3600 * secondNs;
 /* A minute of so many bytes ends early; while nothing can be written it may take so many more. */
 constexpr size_t largestMinute = size_t{32} << 20;
@@ -127,6 +132,12 @@ private:
         BlockEncoder encoder;
         bool hasHeader = false;
         uint32_t parts = 0; /* in the tail */
+        /* Monotonic: its last sample, and when the next one is expected, as far behind it as it was
+         * behind the one before. Nothing: unknown. */
+        std::optional<int64_t> sampledNs;
+        std::optional<int64_t> nextSampleNs;
+
+        void expectNext(const Message& message);
     };
 
     bool isThinned() const { return options.thinnedNs != 0; }
@@ -141,6 +152,7 @@ private:
                      const BlockPayload& packed);
     void appendTable(int64_t realNs);
     int appendToMain();
+    bool partIsComplete() const;
     int writePart();
     int writeMinute();
     void endMinute();
@@ -162,6 +174,7 @@ private:
     std::map<uint32_t, Cache> caches;
     uint64_t run = 0;
     uint32_t minute = 1;
+    uint32_t numParts = 0;             /* written of the minute */
     int64_t minuteBegin = 0;           /* wall minute, since the epoch, of the minute under way */
     std::optional<Times> firstOfPart;  /* nothing: the part is empty */
     bool hasMinute = false;            /* the minute holds something */
@@ -379,10 +392,45 @@ void RecordingWriter::State::add(uint32_t number, const Message& message) {
         firstOfPart = times;
     }
     cache.encoder.add(message);
-    samplesAdded += std::holds_alternative<Sample>(message) ? 1U : 0U;
-    if (!retryAtNs && (memory() > largestMinute || cache.encoder.isFull())) {
-        endMinute();
+    const bool isSample = std::holds_alternative<Sample>(message);
+    samplesAdded += isSample ? 1U : 0U;
+    cache.expectNext(message);
+    if (retryAtNs) {
+        return;
     }
+    if (memory() > largestMinute || cache.encoder.isFull()) {
+        endMinute();
+    } else if (isSample && !isThinned() && partIsComplete()) {
+        const int error = writePart();
+        tell(error);
+    }
+}
+
+void RecordingWriter::State::Cache::expectNext(const Message& message) {
+    if (std::holds_alternative<Notice>(message) || std::holds_alternative<Mark>(message)) {
+        return;
+    }
+    const int64_t nowNs = timesOf(message).monotonicNs;
+    nextSampleNs.reset();
+    if (!std::holds_alternative<Sample>(message)) {
+        sampledNs.reset(); /* it begins or ends */
+    } else if (const auto before = std::exchange(sampledNs, nowNs); before && *before < nowNs) {
+        nextSampleNs = nowNs + (nowNs - *before);
+    }
+}
+
+/* No sample is expected before the part is due, so that waiting would only make it older. What was
+ * expected and didn't come doesn't make more parts than a minute has. */
+bool RecordingWriter::State::partIsComplete() const {
+    const int64_t intoMinuteNs = firstOfPart->realNs - minuteBegin * minuteNs;
+    if (numParts >= partsOfMinute || intoMinuteNs < numParts * partNs) {
+        return false;
+    }
+    const int64_t dueNs = firstOfPart->monotonicNs + partNs;
+    return std::ranges::all_of(caches, [&](const auto& entry) {
+        const Cache& cache = entry.second;
+        return cache.nextSampleNs ? *cache.nextSampleNs >= dueNs : !cache.sampledNs;
+    });
 }
 
 void RecordingWriter::State::carry(uint32_t number, const StreamHeader& header) {
@@ -402,7 +450,7 @@ void RecordingWriter::State::advance(const Times& now) {
     }
     if (retryAtNs) {
         const int64_t leftNs = *retryAtNs - now.monotonicNs;
-        if (leftNs > 0 && leftNs <= partNs) {
+        if (leftNs > 0 && leftNs <= retryNs) {
             return;
         }
         retryAtNs.reset();
@@ -417,7 +465,7 @@ void RecordingWriter::State::advance(const Times& now) {
         }
     }
     if (isFailing && !retryAtNs) {
-        retryAtNs = now.monotonicNs + partNs;
+        retryAtNs = now.monotonicNs + retryNs;
     }
 }
 
@@ -540,6 +588,7 @@ int RecordingWriter::State::writePart() {
         return error;
     }
     written += blocks.size();
+    numParts++;
     for (auto& entry : caches) {
         if (hasPart(entry)) {
             entry.second.parts++;
@@ -605,6 +654,7 @@ void RecordingWriter::State::endMinute() {
         cache.parts = 0;
     }
     minute++;
+    numParts = 0;
     hasMinute = false;
     firstOfPart.reset();
     retryAtNs.reset();

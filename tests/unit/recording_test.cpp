@@ -99,6 +99,61 @@ TEST(Recording, AllThatIsWrittenIsRead) {
     EXPECT_EQ(difference(read(directory.file("file")), twice), "");
 }
 
+/* What a caller sees who does what is due in time. */
+TEST(Recording, WhatIsOlderThanFiveSecondsIsSynced) {
+    struct Pace {
+        double interval; /* seconds */
+        int numCaches;
+        double oldest; /* seconds, of what isn't synced */
+        int mostSyncs; /* in a minute */
+    };
+    const std::vector<std::pair<std::string, Pace>> paces{{"without a pause", {0.01, 1, 4.62, 13}},
+                                                          {"often", {0.2, 1, 4.62, 13}},
+                                                          {"usual", {1, 1, 4, 13}},
+                                                          {"usual, two caches", {1, 2, 4, 13}},
+                                                          {"two seconds", {2, 1, 4, 11}},
+                                                          {"about a part", {4.7, 1, 4.62, 13}},
+                                                          {"seldom", {10, 1, 4.62, 7}}};
+    forEachRow(paces, [](const std::string& name, const Pace& pace) {
+        const TemporaryDirectory directory;
+        auto writer = writerOf(directory.file("r"));
+        StoryCache story(1, 3);
+        std::map<std::int64_t, int> syncs; /* by minute */
+        std::optional<std::int64_t> unsyncedFrom;
+        std::int64_t oldest = 0;
+        const auto look = [&](std::int64_t now, int before) {
+            oldest = std::max(oldest, now - unsyncedFrom.value_or(now));
+            syncs[(begin + now) / minute] += numSyncs - before;
+            if (numSyncs != before || !unsyncedFrom) {
+                unsyncedFrom = writer.nextDueNs() ? std::optional(now) : std::nullopt;
+            }
+        };
+        for (std::uint32_t i = 0; i < static_cast<std::uint32_t>(pace.numCaches); i++) {
+            writer.add(i, headerOf("c" + std::to_string(i) + "~1", 0));
+        }
+        const auto pause = static_cast<std::int64_t>(pace.interval * second);
+        for (std::int64_t next = 0; next < 4 * minute; next += pause) {
+            while (writer.nextDueNs().value_or(INT64_MAX) < at(next).monotonicNs) {
+                const std::int64_t now = *writer.nextDueNs() - at(0).monotonicNs;
+                const int before = numSyncs;
+                writer.tick(at(now));
+                look(now, before);
+            }
+            for (int i = 0; i < pace.numCaches; i++) {
+                const int before = numSyncs;
+                writer.add(static_cast<std::uint32_t>(i), story.sample(next + i));
+                look(next + i, before);
+            }
+        }
+        EXPECT_LE(static_cast<double>(oldest) / second, pace.oldest + 1e-6) << name;
+        syncs.erase(syncs.begin()); /* with that of the file's beginning */
+        EXPECT_THAT(syncs, SizeIs(testing::Ge(3))) << name;
+        for (const auto& [at, count] : syncs) {
+            EXPECT_LE(count, pace.mostSyncs) << name;
+        }
+    });
+}
+
 TEST(Recording, TheOrderOfTimeHoldsAcrossCaches) {
     const TemporaryDirectory directory;
     record(directory.file("r"), storyOf(200));
