@@ -237,6 +237,11 @@ std::optional<int64_t> RecordingReader::State::sampleAfter(int64_t realNs, size_
 
 /* ---- survey ---- */
 
+void RecordingSurvey::Extent::add(int64_t fromNs, int64_t untilNs) {
+    firstNs = firstNs == 0 ? fromNs : std::min(firstNs, fromNs);
+    lastNs = std::max(lastNs, untilNs);
+}
+
 /* Walks over a recording, group by group. */
 class Surveyor {
 public:
@@ -293,6 +298,9 @@ void Surveyor::addMessages(const CacheMessages& of) {
             track.cache = state.cacheOf(*header);
             survey.caches.resize(std::max(survey.caches.size(), *track.cache + 1));
         }
+        if (isRecordedHere(message)) {
+            survey.caches[*track.cache].add(realNsOf(message), realNsOf(message));
+        }
         if (std::holds_alternative<Sample>(message.message)) {
             addSample(track, realNsOf(message));
         } else if (auto event = isRecordedHere(message) ? eventOf(message.message) : std::nullopt) {
@@ -332,12 +340,16 @@ void Surveyor::add(const BlockGroup& group) {
         if (!track.cache) {
             continue; /* what could tell whose it is has been damaged */
         }
+        RecordingSurvey::Extent& cache = survey.caches[*track.cache];
         if (!withMessages.contains(head->cache)) {
             addHead(*head);
+            cache.add(head->firstNs, head->lastNs);
         }
-        RecordingSurvey::Cache& cache = survey.caches[*track.cache];
-        cache.firstNs = cache.firstNs == 0 ? head->firstNs : std::min(cache.firstNs, head->firstNs);
-        cache.lastNs = std::max(cache.lastNs, head->lastNs);
+        if (head->thinnedSeconds > 0) {
+            RecordingSurvey::Extent& thinned = survey.thinned[head->thinnedSeconds];
+            thinned.add(head->firstNs, head->lastNs);
+            thinned.numSamples += head->numSamples;
+        }
         cache.numSamples += head->numSamples;
         survey.numSamples += head->numSamples;
         survey.numValues += head->numValues;

@@ -13,6 +13,7 @@
 #include "sample.h"
 #include "streamfile.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -50,12 +51,16 @@ struct RecordedEvent {
 
 /* What a walk over the whole recording finds. */
 struct RecordingSurvey {
-    struct Cache {
+    struct Extent {
         uint64_t numSamples = 0;
         int64_t firstNs = 0; /* real time of its first message and the last one */
         int64_t lastNs = 0;
+
+        void add(int64_t fromNs, int64_t untilNs);
     };
-    std::vector<Cache> caches; /* as RecordingReader::caches() */
+    std::vector<Extent> caches; /* as RecordingReader::caches() */
+    /* What is thinned, of all caches, by the seconds that a sample stands for. */
+    std::map<unsigned, Extent> thinned;
     uint64_t numSamples = 0;
     uint64_t numValues = 0; /* elements of the fields of all records of all samples */
     uint64_t numBytes = 0;  /* of all files */

@@ -25,7 +25,7 @@ struct Extent {
 /* Of all caches; nothing without messages. */
 std::optional<Extent> extentOf(const RecordingSurvey& survey) {
     std::optional<Extent> all;
-    for (const RecordingSurvey::Cache& cache : survey.caches) {
+    for (const RecordingSurvey::Extent& cache : survey.caches) {
         if (cache.firstNs != 0) {
             all = all ? Extent{std::min(all->firstNs, cache.firstNs),
                                std::max(all->lastNs, cache.lastNs)}
@@ -67,11 +67,28 @@ std::string asTable(TimeText& times, const std::string& path, const RecordingRea
     appendLine(text, "span",
                extent ? periodText(times, extent->firstNs, extent->lastNs) : "no messages");
     for (size_t i = 0; i < survey.caches.size(); i++) {
-        const RecordingSurvey::Cache& cache = survey.caches[i];
+        const RecordingSurvey::Extent& cache = survey.caches[i];
+        const StreamHeader& header = reader.caches()[i];
+        if (header.location.empty() && cache.numSamples == 0) {
+            appendLine(text, "attempt",
+                       fmt::format("{}: not attached, {}", titleOf(header),
+                                   periodText(times, cache.firstNs, cache.lastNs)));
+            continue;
+        }
         appendLine(text, "cache",
-                   fmt::format("{}: {}{} samples, {}", titleOf(reader.caches()[i]),
+                   fmt::format("{}: {}{} samples, {}", titleOf(header),
                                reader.damages().empty() ? "" : "at least ", cache.numSamples,
                                periodText(times, cache.firstNs, cache.lastNs)));
+    }
+    for (const auto& [seconds, thinned] : survey.thinned) {
+        std::string step;
+        appendShortSeconds(step, seconds);
+        appendLine(text, "thinned",
+                   fmt::format("to a sample in {}: {} samples, {}", step, thinned.numSamples,
+                               periodText(times, thinned.firstNs, thinned.lastNs)));
+    }
+    if (survey.thinned.empty()) {
+        appendLine(text, "thinned", "none");
     }
     for (const RecordingGap& gap : survey.gaps) {
         appendLine(text, "gap",
@@ -147,7 +164,7 @@ std::string asJson(const std::string& path, const RecordingReader& reader,
     appendText(text, "path", path);
     appendTime(text, "first", extent ? std::optional(extent->firstNs) : std::nullopt);
     appendTime(text, "last", extent ? std::optional(extent->lastNs) : std::nullopt);
-    appendArray(text, "caches", survey.caches, [&](const RecordingSurvey::Cache& cache) {
+    appendArray(text, "caches", survey.caches, [&](const RecordingSurvey::Extent& cache) {
         const StreamHeader& header = caches[static_cast<size_t>(&cache - survey.caches.data())];
         appendText(text, "cache", header.location);
         appendText(text, "brox", header.brox);
@@ -155,6 +172,12 @@ std::string asJson(const std::string& path, const RecordingReader& reader,
         appendNumber(text, "samples", cache.numSamples);
         appendTime(text, "first", cache.firstNs);
         appendTime(text, "last", cache.lastNs);
+    });
+    appendArray(text, "thinned", survey.thinned, [&](const auto& each) {
+        appendNumber(text, "seconds", each.first);
+        appendNumber(text, "samples", each.second.numSamples);
+        appendTime(text, "first", each.second.firstNs);
+        appendTime(text, "last", each.second.lastNs);
     });
     appendArray(text, "gaps", survey.gaps, [&](const RecordingGap& gap) {
         appendText(text, "cache", caches[gap.cache].location);

@@ -663,7 +663,11 @@ TEST(Recording, ItsInfoSaysWhatItHolds) {
     {
         auto writer = writerOf(path);
         StoryCache cache(9);
-        writer.add(0, headerOf("prod~1f2e", 0));
+        StreamHeader attempt = headerOf("", 0);
+        attempt.brox = "prod";
+        writer.add(0, attempt);
+        writer.add(0, Lost{7, "it isn't there", at(1)});
+        writer.add(0, headerOf("prod~1f2e", 2));
         for (const int moment : {1, 2, 3, 4, 5, 60, 61, 62, 63, 120}) {
             writer.add(0, cache.sample(moment * second));
         }
@@ -677,7 +681,10 @@ TEST(Recording, ItsInfoSaysWhatItHolds) {
     EXPECT_EQ(std::pair(good.status, good.err), std::pair(0, std::string()));
     for (const std::string& line : std::vector<std::string>{
              "file     " + path, "span     2026-11-16T18:20:07Z to 2026-11-16T18:22:07Z (2m00s)",
+             "attempt  prod on h\\xf6st: not attached, 2026-11-16T18:20:07Z to "
+             "2026-11-16T18:20:07Z ",
              "cache    prod~1f2e on h\\xf6st: 10 samples, 2026-11-16T18:20:07Z to ",
+             "thinned  none",
              "gap      prod~1f2e on h\\xf6st: 2026-11-16T18:20:12Z to 2026-11-16T18:21:07Z (55s)",
              "size     " + std::to_string(bytes.size()) + " bytes in 1 file\n", "damage   none"}) {
         EXPECT_THAT("\n" + good.out, HasSubstr("\n" + line));
@@ -685,7 +692,8 @@ TEST(Recording, ItsInfoSaysWhatItHolds) {
     good = info({"-j"});
     for (const char* part :
          {R"("first":"2026-11-16T18:20:07.000Z","last":"2026-11-16T18:22:07.000Z","caches":[{)",
-          R"("cache":"prod~1f2e","brox":"prod","host":"h\\xf6st","samples":10,)",
+          R"("samples":0,"first":"2026-11-16T18:20:07.000Z",)",
+          R"("cache":"prod~1f2e","brox":"prod","host":"h\\xf6st","samples":10,)", R"("thinned":[])",
           R"("until":"2026-11-16T18:21:07.000Z","seconds":55})", R"("damages":[]})"}) {
         EXPECT_THAT(good.out, HasSubstr(part));
     }

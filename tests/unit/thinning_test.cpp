@@ -285,6 +285,8 @@ TEST_F(Thinning, KeepsOfEachIntervalWhatItAmountsTo) {
     const auto tens = read(file);
     EXPECT_EQ(eventsOf(tens), eventsOf(whole));
     expectIntervals(tens, whole, 10 * minute, 1);
+    EXPECT_THAT(run({TVSISTAT, "--info", path}).out,
+                HasSubstr("\nthinned  to a sample in 10m00s: "));
 }
 
 /* The lines of a program, without the first. */
