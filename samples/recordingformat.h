@@ -13,10 +13,10 @@
  *   messages   messages of one cache, of one minute (recordingblock.h); of an hour in a file
  *              that was made anew with fewer samples
  *
- * `FILE.tail` beside it has the parts of the minute under way, of up to 5 seconds each. When the minute
- * is in the file, and synced, the tail is cut. So a reader that reads the tail first, and then the
- * file to its end, sees everything; what it has in both it takes from the file: the parts of a
- * minute have its run, minute and cache.
+ * `FILE.tail` beside it has the parts of the minute under way, of up to 5 seconds each. When the
+ * minute is in the file, and synced, the tail is cut. So a reader that reads the tail first, and
+ * then the file to its end, sees everything; what it has in both it takes from the file: the parts
+ * of a minute have its run, minute and cache.
  */
 #ifndef RECORDINGFORMAT_H
 #define RECORDINGFORMAT_H
