@@ -301,6 +301,7 @@ std::optional<Message> StreamDecoder::decodeSample(Cursor& cursor, const Times& 
     sample.slots = body.slots;
     sample.used = body.used;
     sample.lateNs = body.lateNs;
+    sample.merged = 0; /* the spare one may have been made to stand for several */
     sample.list.resize(body.numRecords);
     for (Record& record : sample.list) {
         if (!decodeRecord(cursor, record)) {

@@ -320,4 +320,19 @@ TEST(Stream, MemoryIsUsedAgain) {
     }
 }
 
+TEST(Stream, MemoryOfASummaryBecomesAPlainSample) {
+    StreamDecoder decoder;
+    decoder.feed(someStream());
+    int numSamples = 0;
+    while (auto message = decoder.next()) {
+        if (auto* sample = std::get_if<Sample>(&*message)) {
+            numSamples++;
+            EXPECT_EQ(sample->merged, 0U) << "sample " << numSamples;
+            sample->merge(3, std::vector<std::uint32_t>(sample->records().size(), 3));
+            decoder.recycle(std::move(*sample));
+        }
+    }
+    EXPECT_GE(numSamples, 2);
+}
+
 } // namespace
