@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -21,6 +22,8 @@ constexpr int lowestPriority = 19;
 /* In the child: nothing of this program's but its executable. */
 [[noreturn]] void become(char* const* words) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const sched_param ordinary{}; /* a recorder may have the priority of real time */
+    sched_setscheduler(0, SCHED_BATCH, &ordinary);
     setpriority(PRIO_PROCESS, 0, lowestPriority);
     sigset_t none;
     sigemptyset(&none);
