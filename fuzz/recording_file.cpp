@@ -65,6 +65,10 @@ std::vector<Message> goodMessages() {
     decoder.feed(encoder.bytes());
     std::vector<Message> messages;
     while (auto message = decoder.next()) {
+        auto* sample = std::get_if<Sample>(&*message);
+        if (sample != nullptr && sample->sequence > 4) { /* of what is thinned */
+            sample->merge(20, std::vector<uint32_t>(sample->records().size(), 19));
+        }
         messages.push_back(std::move(*message));
     }
     return messages;
