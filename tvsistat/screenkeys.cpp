@@ -32,7 +32,7 @@ constexpr auto table = std::to_array<KeyEntry>({
      Choosing,
      {'/'},
      "/",
-     "only processes whose name, process id or kind matches a regular expression"},
+     "only processes whose name, pid or kind matches a regular expression"},
     {Command::FilterFields, Choosing, {'\\'}, "\\", "only fields whose name holds a text"},
     {Command::HideIdle, Choosing, {'z'}, "z", "hide or show processes that show only zeros"},
     {Command::Columns, Choosing, {'c'}, "c", "choose the columns"},

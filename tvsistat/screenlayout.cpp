@@ -32,6 +32,7 @@ constexpr std::string_view legend[] = {
     "an arrow (v) behind a title: sorted, the greatest first; up (^): the smallest first",
     "> there are more columns at the right, < at the left",
     "x + m  on the line of a recording: a cache was gone, was there (again), a mark",
+    "the mouse chooses a row, sorts by a title, goes to a moment on that line; it scrolls",
 };
 
 class Layouter {
@@ -63,6 +64,8 @@ private:
                     const std::vector<RecentSamples::Sighting>& sightings);
     void eventLog(size_t at);
     void eventLine(size_t index, size_t at);
+    std::vector<std::string> restOfEvent(size_t index);
+    std::string timeOfEvent(size_t index);
     void eventList();
     void lastLine();
     void help();
@@ -579,12 +582,28 @@ void Layouter::eventLog(size_t at) {
 }
 
 /* In a replay, a sign stands before those that have happened by the moment that is shown. */
-void Layouter::eventLine(size_t index, size_t at) {
-    const ScreenEvent& event = model.events[index];
+std::string Layouter::timeOfEvent(size_t index) {
     const bool isPassed = index < model.numPassedEvents();
     const std::string_view sign = !model.canSeek() ? "" : isPassed ? "* " : "  ";
-    grid.put(0, at, fmt::format("{}{}  {}", sign, clock(event.realNs), event.text),
-             isPassed ? plainLook : dimLook, width);
+    return fmt::format("{}{}  ", sign, clock(model.events[index].realNs));
+}
+
+void Layouter::eventLine(size_t index, size_t at) {
+    const bool isPassed = index < model.numPassedEvents();
+    grid.put(0, at, timeOfEvent(index) + model.events[index].text, isPassed ? plainLook : dimLook,
+             width);
+}
+
+/* What is wider than the screen, as lines that go below the text of the first one. */
+std::vector<std::string> Layouter::restOfEvent(size_t index) {
+    const size_t indent = timeOfEvent(index).size();
+    const size_t room = std::max(width, indent + 1) - indent;
+    const std::string_view text = model.events[index].text;
+    std::vector<std::string> rest;
+    for (size_t at = room; at < text.size(); at += room) {
+        rest.push_back(std::string(indent, ' ') + std::string(text.substr(at, room)));
+    }
+    return rest;
 }
 
 void Layouter::eventList() {
@@ -593,9 +612,15 @@ void Layouter::eventList() {
     model.pageSize = room;
     model.chosenEvent =
         std::min(model.chosenEvent, events.size() - std::min<size_t>(events.size(), 1));
-    model.topEvent =
-        std::clamp(model.topEvent, model.chosenEvent - std::min(model.chosenEvent, room - 1),
-                   model.chosenEvent);
+    /* The chosen one is shown as a whole. */
+    std::vector<std::string> rest;
+    if (!events.empty()) {
+        rest = restOfEvent(model.chosenEvent);
+    }
+    rest.resize(std::min(rest.size(), room - 1));
+    model.topEvent = std::clamp(
+        model.topEvent, model.chosenEvent - std::min(model.chosenEvent, room - 1 - rest.size()),
+        model.chosenEvent);
     grid.clear(0, 0, width, height);
     grid.put(0, 0, "Events", boldLook);
     grid.putBefore(width, 0, model.replay ? replayText() : clock(surface.nowNs), boldLook);
@@ -603,10 +628,17 @@ void Layouter::eventList() {
     if (events.empty()) {
         grid.put(0, 1, "nothing has happened yet");
     }
-    for (size_t i = 0; i < room && model.topEvent + i < events.size(); i++) {
-        eventLine(model.topEvent + i, 1 + i);
-        if (model.topEvent + i == model.chosenEvent) {
-            grid.add(0, 1 + i, width, reverseLook);
+    size_t line = 1;
+    for (size_t i = model.topEvent; line <= room && i < events.size(); i++) {
+        eventLine(i, line++);
+        if (i != model.chosenEvent) {
+            continue;
+        }
+        for (const std::string& more : rest) {
+            grid.put(0, line++, more);
+        }
+        for (size_t own = line - 1 - rest.size(); own < line; own++) {
+            grid.add(0, own, width, reverseLook);
         }
     }
     grid.put(0, height - 1,

@@ -3,6 +3,7 @@
 sizes, through death and return; what is read is the text of the screen. Skipped without tmux.
 """
 
+import json
 import os
 import pathlib
 import re
@@ -130,6 +131,23 @@ def check_keys(screen):
     screen.press("G", "^vokthr .*VokThr15 ")
 
 
+def check_new_interval(screen, file):
+    """A second reader takes over; the rates go on, as the monitor is the same."""
+    screen.press("+", "every 2 s")
+    for _ in range(PATIENCE * 2):
+        read = subprocess.run([TVSISTAT, "-R", file, "-j", "-k", "monitor"], capture_output=True, timeout=PATIENCE)
+        samples = [line for line in map(json.loads, read.stdout.splitlines()) if "interval" in line]
+        intervals = [sample["interval"] or 0 for sample in samples]
+        if any(1.9 < each < 2.1 for each in intervals[-2:]):
+            break
+        time.sleep(0.5)
+    else:
+        sys.exit(f"a sample is never taken every two seconds: {intervals}")
+    if not all(intervals[1:]):
+        sys.exit(f"rates begin anew with another interval: {intervals}")
+    screen.press("-", "every 1 s")
+
+
 def check_recording(screen):
     """Keys begin a recording, set a mark and end it."""
     file = f"{screen.directory}/r"
@@ -140,7 +158,7 @@ def check_recording(screen):
     screen.press("m", "^mark:$")
     screen.send("slow here", "Enter")
     screen.wait("^mark: slow here")
-    time.sleep(2)  # of samples
+    check_new_interval(screen, file)
     screen.press("w", "has ended", without=["REC "])
     recorded = pathlib.Path(file).read_bytes()
     if not recorded.startswith(b"\x89TVSREC") or len(recorded) < 8192:

@@ -160,6 +160,7 @@ TEST(Screen, FiltersAndSortsRows) {
     EXPECT_EQ(screen.model.selectedRow()->record().pid, 203) << "the selected process is followed";
     screen.model.chooseTitle(0, screen.picture.titles.at(4).column);
     EXPECT_EQ(rows(), "312");
+    EXPECT_EQ(screen.model.selectedRow()->record().pid, 203) << "and so it is when it moves";
 }
 
 TEST(Screen, ColumnsAreChosenAndNumbersShownInOtherWays) {
@@ -213,6 +214,9 @@ TEST(Screen, ACacheThatGoesKeepsItsLastValuesAndRatesBeginAnewWhenItIsBack) {
     EXPECT_THAT(screen.text(80, 40),
                 AllOf(Not(HasSubstr("GONE since")), HasSubstr("18:20:09  GONE: cache prod~1f2e")));
     EXPECT_THAT(screen.line("is back", 100, 40), HasSubstr("is back: monitor 300"));
+    screen.press("e"); /* the chosen event is seen as a whole, also where it is wider */
+    EXPECT_THAT(screen.text(40), HasSubstr("is back: monit\n          or 300\n"));
+    screen.press("\033");
     screen.take({{brox(40), vok(201, 9)}}, 300);
     EXPECT_THAT(screen.line("aborts", 131), testing::ContainsRegex("30/s +#     #"));
 }
@@ -226,6 +230,13 @@ TEST(Screen, ABroxThatIsDeadIsToldAndItsFiguresAreMarked) {
     screen.press("2");
     EXPECT_THAT(screen.line("101 "), HasSubstr("DEAD"));
     EXPECT_EQ(screen.lookOf("DEAD") & alarmLook, alarmLook);
+    for (const auto& [state, sentence] : {std::pair(samples::ProcessState::Stopped, "is stopped"),
+                                          {samples::ProcessState::Zombie, "was not reaped"}}) {
+        Screen other;
+        other.take({{brox(10)}, {brox(10, state), vok(201, 5)}});
+        EXPECT_THAT(other.line("!"), HasSubstr(sentence));
+        EXPECT_THAT(other.line("aborts"), HasSubstr("commits        0/s=")) << sentence;
+    }
 }
 
 TEST(Screen, NamesOfAnyBytesTakeTheCellsThatTheyShow) {

@@ -217,6 +217,7 @@ TEST_F(ScreenReplays, PlaysToTheEndAndStaysThere) {
     EXPECT_FALSE(screen.model.replay->isPlaying) << "Space plays, too";
     EXPECT_EQ(screen.model.replay->speed, 1);
     EXPECT_THAT(screen.line("stands"), HasSubstr("stands x1"));
+    EXPECT_THAT(screen.type("xx").line("stands"), HasSubstr("stands x5"));
 }
 
 TEST_F(ScreenReplays, KeysThatMakeNoSenseSaySo) {
