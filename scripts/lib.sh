@@ -16,8 +16,8 @@ declare -A packages=(
     [bench]="libbenchmark-dev prometheus-cpp-dev prometheus-node-exporter python3 varnish"
     [lint]="clang clang-format clang-tidy git shellcheck"
     [monitoring]="chromium chromium-driver nginx-light openssl prometheus python3-selenium"
-    [package]="debhelper debootstrap dh-python dpkg-dev fakeroot git lintian mandoc piuparts python3
-        util-linux xz-utils"
+    [package]="build-essential debhelper debootstrap dh-python dpkg-dev fakeroot git lintian mandoc
+        piuparts python3 util-linux xz-utils"
 )
 
 say() { printf '\n== %s\n' "$*"; }

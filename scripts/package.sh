@@ -160,7 +160,7 @@ check_in_system() {
     as_root rm -rf "$root"
 }
 
-need package
+need build package
 mkdir -p "$out"
 make_tarball
 [ "$mode" != tarball ] || exit 0

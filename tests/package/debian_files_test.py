@@ -38,10 +38,15 @@ expect("debian/*.symbols", f"{library}.so {library} #MINVER#", symbols[0])
 found = {line.split()[0] for line in symbols[2:]}
 expect("debian/*.symbols", {f"{name}@{node}" for name in functions | {node}}, found)
 
-needed = re.search(r'\[build\]="([^"]*)"', read("scripts/lib.sh"))[1].split()
+tables = read("scripts/lib.sh")
+needed, more = (re.search(rf'\[{key}\]="([^"]*)"', tables)[1].split() for key in ("build", "package"))
 libraries = {name for name in needed if name.endswith("-dev")} - {"libc6-dev"}
 paragraph = control.partition("\nPackage:")[0]
-expect("build dependencies missing", set(), libraries - set(re.findall(r"[\w.+-]+", paragraph)))
+depends = re.findall(r"^ ([\w.+-]+)", paragraph.partition("Build-Depends:")[2], re.MULTILINE)
+virtual = {"debhelper-compat": "debhelper", "dh-sequence-python3": "dh-python"}
+depends = {virtual.get(name, name) for name in depends}
+expect("build dependencies missing", set(), libraries - depends)
+expect("scripts/package.sh doesn't install", set(), {"build-essential", *depends} - {*needed, *more})
 notices = set(re.findall(r"`([\w.+-]+-dev)`", read("docs/third-party.md")))
 expect("docs/third-party.md lacks", set(), libraries - notices)
 sys.exit("\n".join(faults) or None)

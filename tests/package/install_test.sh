@@ -18,8 +18,10 @@ for component in library development programs exporter python doc; do
     rm -rf "$component"
 done
 diff <(files_of first) <(sort files)
-for file in bin/{tvsistat,tvsi-reader,tvsi-exporter,tvxstandin} share/man/man1/tvsistat.1 \
-    share/man/man3/tvsi.3 share/man/man7/tvsi-stats.7 share/bash-completion/completions/tvsistat; do
+programs=(tvsistat tvsi-reader tvsi-exporter tvxstandin)
+pages=("${programs[@]/%/.1}")
+for file in "${programs[@]/#/bin/}" "${pages[@]/#/share/man/man1/}" share/man/man3/tvsi.3 \
+    share/man/man7/tvsi-stats.7 share/bash-completion/completions/tvsistat share/zsh/site-functions/_tvsistat; do
     [[ -s first/$file ]] || { echo "$file is missing"; exit 1; }
 done
 mv first "moved to"
@@ -32,6 +34,11 @@ package=$(find "$root" -name tvsi.pc)
 PYTHONPATH=$(dirname "$(find "$root" -name tvsi -path '*-packages/*')")
 export PYTHONPATH LD_LIBRARY_PATH=${package%/pkgconfig/*} PKG_CONFIG_PATH=${package%/*}
 export CMAKE_PREFIX_PATH=$root PYTHONDONTWRITEBYTECODE=1
+
+# Python, pip and type checkers know what is there.
+"$python" -c 'import importlib.metadata as metadata, importlib.resources as resources, tvsi
+assert metadata.version("tvsi") == tvsi.__version__
+assert resources.files(tvsi).joinpath("py.typed").is_file()'
 
 flags=()
 eval "flags=($(pkg-config --cflags --libs tvsi))" # which escapes blanks for a shell
