@@ -226,6 +226,26 @@ TEST_F(TvsiHpp, SamplesKeepToTheirScheduleAndEndWithTheDeathOnce) {
     EXPECT_THAT(failures, ElementsAre(TVSI_ERR_CACHE_CONNECTION_SEVERED));
 }
 
+/* On a busy machine a sample may be late, but not each of many. */
+TEST_F(TvsiHpp, TheLoopDoesNotMoveTheMomentsOfItsSamples) {
+    const tvsi::Cache attached = attach();
+    const auto isOnTime = [&] {
+        const auto start = std::chrono::steady_clock::now();
+        for (const auto& sample : attached.samples(20ms, buffer)) {
+            if (sample->number > 0) {
+                return sample->time - start < 20ms * static_cast<int>(sample->number) + 10ms;
+            }
+            std::this_thread::sleep_for(10ms);
+        }
+        return false;
+    };
+    int attempts = 0;
+    while (attempts < 200 && !isOnTime()) {
+        attempts++;
+    }
+    EXPECT_LT(attempts, 200);
+}
+
 /* Queries of several threads while the cache dies: each answer is a documented one. */
 TEST_F(TvsiHpp, ThreadsShareAnAttachment) {
     const tvsi::Cache attached = attach();

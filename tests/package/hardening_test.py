@@ -42,7 +42,7 @@ def faults(file, is_library, is_optimised):
         "the mark of shadow stacks": "SHSTK" in marks,
         "the mark of checked branches": not is_library or "IBT" in marks,
         "debug information": len(producers) >= 5,
-        "a folder that is the same everywhere": not any(name[0] == "/" for name in folders),
+        "a folder that is the same everywhere": set(folders) == {"build"},
     }
     lacking = [what for what, holds in wanted.items() if not holds]
     return lacking + [

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# library_file_test.sh SOURCE_DIR LIBRARY VERSION SANITIZERS CLIENT...: what the dynamic linker sees
-# of the library, and that each function of tvsi.h is everywhere where it has to be.
+# library_file_test.sh SOURCE_DIR LIBRARY VERSION sanitizers=[SANITIZERS] CLIENT...: what the dynamic linker
+# sees of the library, and that each function of tvsi.h is everywhere where it has to be.
 set -uo pipefail
 export LC_ALL=C
 source_dir=$1
 library=$2
 version=$3
-sanitizers=$4
+sanitizers=${4#sanitizers=}
 shift 4
 failures=0
 
@@ -38,6 +38,10 @@ if [ -z "$sanitizers" ]; then # only an instrumented program can load an instrum
 for name in '''$others'''.split():
     if hasattr(CDLL('$library'), name) and CDLL('$library')[name](*[None] * 6) == 1:
         print(name, flush=True)")"
+    # A watcher thread may be running in it.
+    expect "still there when it was closed" "True" "$(python3 -c "import _ctypes, ctypes
+_ctypes.dlclose(ctypes.CDLL('$library')._handle)
+print('$library' in open('/proc/self/maps').read())")"
     # The order of the load-time steps must not depend on the order of linking.
     expect "compiler-made initialisers" "" "$(readelf --wide --syms "$library" | grep _GLOBAL__sub)"
     expect "needed libraries" "libc.so.6" \
