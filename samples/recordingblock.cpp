@@ -509,7 +509,8 @@ void BlockEncoder::closeChunk() {
     if (samples.size() > 1) {
         KeptSample& last = samples.back();
         const auto first = records.begin() + static_cast<std::ptrdiff_t>(last.firstRecord);
-        const uint32_t arenaAt = first == records.end() ? 0 : first->arenaAt;
+        const uint32_t arenaAt =
+            first == records.end() ? static_cast<uint32_t>(arena.size()) : first->arenaAt;
         records.erase(records.begin(), first);
         arena.erase(arena.begin(), arena.begin() + arenaAt);
         for (KeptRecord& record : records) {
@@ -675,7 +676,7 @@ private:
     struct Place {
         const RecordedKind* kind;
         std::byte* blocks;         /* null: of a chunk before */
-        const std::byte* contents; /* the same */
+        const std::byte* contents; /* the same; null: none */
         uint32_t series;
     };
     struct Series {
@@ -687,7 +688,7 @@ private:
     };
 
     bool decodeChunk(std::vector<Section>& sections);
-    void beginChunk();
+    bool beginChunk();
     bool takeMessage(Section& from);
     bool takeSample(Section& from, bool isSummary);
     static bool takeCounts(Section& from, Sample& sample, std::vector<Record>& roster);
@@ -753,18 +754,31 @@ bool BlockDecoder::decode(std::span<const std::byte> payload) {
            });
 }
 
-void BlockDecoder::beginChunk() {
+/* What a chunk continues takes its part of the memory, too, so that many small ones end. */
+bool BlockDecoder::beginChunk() {
     series.clear();
     places.clear();
-    if (const Sample* base = lastSample()) {
-        for (const Record& record : base->records()) {
-            places.push_back({table.kindOf(record.statType), nullptr, record.blocks, nowhere});
-        }
+    const Sample* const base = lastSample();
+    if (base == nullptr) {
+        return true;
     }
+    const uint64_t cost = base->records().size() * sizeof(Place);
+    if (cost > budget) {
+        return false;
+    }
+    budget -= cost;
+    for (const Record& record : base->records()) {
+        /* By another catalogue its kind may have been none, and it has no blocks. */
+        const std::byte* const contents = record.kind != nullptr ? record.blocks : nullptr;
+        places.push_back({table.kindOf(record.statType), nullptr, contents, nowhere});
+    }
+    return true;
 }
 
 bool BlockDecoder::decodeChunk(std::vector<Section>& sections) {
-    beginChunk();
+    if (sections[0].isAtEnd() || !beginChunk()) {
+        return false;
+    }
     while (!sections[0].isAtEnd()) {
         if (!takeMessage(sections[0])) {
             return false;
@@ -961,6 +975,9 @@ bool BlockDecoder::place(Sample& sample, const std::vector<Record>& roster) {
             continue;
         }
         const Place* const before = links[i] == nowhere ? nullptr : &places[links[i]];
+        if (before != nullptr && record.kind != nullptr && before->contents == nullptr) {
+            return false;
+        }
         here.series = before == nullptr ? nowhere : before->series;
         if (here.series == nowhere) {
             here.series = static_cast<uint32_t>(series.size());

@@ -503,6 +503,34 @@ TEST(Recording, WhatIsNoRecordingIsRefusedWithASentence) {
     EXPECT_THAT(std::get<Failure>(rival).sentence, HasSubstr("another program"));
 }
 
+/* No writer makes such parts: what they continue isn't there, or they are without end. */
+TEST(Recording, APartThatContinuesNothingIsDamaged) {
+    StoryCache cache(7, 12);
+    BlockEncoder encoder;
+    BlockPayload parts[2];
+    encoder.add(headerOf("prod~1f2e", 0));
+    for (BlockPayload& part : parts) {
+        encoder.add(cache.sample(1));
+        encoder.makePart(part);
+        encoder.partIsWritten();
+    }
+    std::string text = FieldTable::own().text();
+    for (std::size_t at = 0; (at = text.find("kind ", at)) != std::string::npos; at++) {
+        text.insert(text.find('\n', at), "Foreign");
+    }
+    const auto foreign = FieldTable::from(text);
+    ASSERT_TRUE(foreign);
+    std::vector<BlockMessage> messages;
+    ASSERT_TRUE(decodeBlock(parts[0].bytes, parts[0].unpacked, *foreign, messages));
+    EXPECT_FALSE(decodeBlock(parts[1].bytes, parts[1].unpacked, FieldTable::own(), messages));
+
+    constexpr std::uint32_t numChunks = 3;
+    std::vector<std::uint32_t> empty(1 + numChunks * numBlockSections);
+    empty[0] = numChunks;
+    EXPECT_FALSE(decodeChunks(std::as_bytes(std::span(empty)), FieldTable::own(), messages));
+    EXPECT_THAT(messages, SizeIs(2)) << "nothing stays of what is refused";
+}
+
 /* The same bytes by a catalogue in which fields have other names, and a bit another kind. */
 TEST(Recording, ACatalogueOfAnotherReleaseIsReadByItsNames) {
     const TemporaryDirectory directory;
