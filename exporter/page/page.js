@@ -446,6 +446,9 @@
     setText($("by-kind-title"), isRate ? "Rate by kind" : "Value by kind");
     const seen = new Set(kindTrack.entries.flatMap((entry) => [...entry.of.keys()]));
     kindPast.body?.kinds.forEach((kind) => seen.add(kind));
+    const problem = kindPast.body?.problem ?? "";
+    $("past-problem").hidden = problem === "";
+    setText($("past-problem"), problem && `The recording has not all of the past: ${problem}.`);
     const kinds = [...catalogue.kinds.keys()].filter((kind) => seen.has(kind));
     const { times, lines } = linesFrom(kindPast.body, kindTrack, kinds, view.chart, isRate, view.span);
     if (times.length === 0) {

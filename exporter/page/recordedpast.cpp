@@ -2,6 +2,7 @@
 
 #include "exactnumber.h"
 #include "pagejson.h"
+#include "printable.h"
 #include "sampleview.h"
 
 #include <algorithm>
@@ -50,15 +51,22 @@ public:
         }
     }
 
-    /* {"times":[],"kinds":[],"values":[],"rates":[]}: by field, kind and time. */
-    std::string json() {
+    /* {"problem":null,"times":[],"kinds":[],"values":[],"rates":[]}: by field, kind and time. The
+     * problem is why something may be missing; empty when there is none. */
+    std::string json(std::string_view problem) {
         for (auto& own : lines) {
             for (Line& line : own) { /* it may not have been there to the end */
                 line.values.resize(times.size());
                 line.rates.resize(times.size());
             }
         }
-        std::string text = "{\"version\":1,\"times\":";
+        std::string text = "{\"version\":1,\"problem\":";
+        if (problem.empty()) {
+            text += "null";
+        } else {
+            samples::appendJsonString(text, problem);
+        }
+        text += ",\"times\":";
         appendJsonList(text, times, [&](int64_t time) { appendMilliseconds(text, time); });
         std::vector<const Kind*> seen;
         for (const Kind& kind : statscatalogue::kinds()) {
@@ -110,6 +118,14 @@ private:
     std::vector<int64_t> times;
     std::array<std::vector<Line>, SHRPC_numStatTypes> lines; /* by kind and field */
 };
+
+std::string sentenceOf(std::span<const samples::RecordingDamage> damages) {
+    if (damages.empty()) {
+        return "";
+    }
+    const std::string more = damages.size() == 1 ? "" : "; more is damaged behind it";
+    return damages.front().sentence + more;
+}
 
 } // namespace
 
@@ -183,7 +199,7 @@ std::string RecordedPast::answerTo(const PastQuestion& question) const {
     const int64_t from = until - question.seconds * second;
     const int64_t step = question.seconds * second / mostPoints;
     if (reader == nullptr) {
-        return points.json();
+        return points.json(std::get<samples::Failure>(opened).sentence);
     }
     const auto isOfCache = [&](size_t index) {
         const auto& header = reader->caches()[index];
@@ -222,7 +238,7 @@ std::string RecordedPast::answerTo(const PastQuestion& question) const {
             reader->seek(due);
         }
     }
-    return points.json();
+    return points.json(sentenceOf(reader->damages()));
 }
 
 } // namespace exporter

@@ -110,11 +110,10 @@ class Collecting(Case):
             with listener.accept()[0] as connection:
                 reader = subprocess.Popen([programs / "tvsi-reader", "--brox", "demo", "--interval", "60"],
                                           env=os.environ | {"TALVEX_GLOBAL_DIR": self.directory}, stdout=connection)
+                self.addCleanup(lambda: (reader.kill(), reader.wait()))
             self.assertTrue(until(lambda: "has sent no sample for 5 seconds" in exporter.get("/ready")[1].decode()))
             self.assertEqual(exporter.series()[f'tvsi_severed_total{DEMO[:-1]},reason="hung"}}'], 0)
             self.assertFalse([name for name in exporter.series() if "kind=" in name], "no stale values")
-            reader.kill()
-            reader.wait()
 
     @unittest.skipIf(os.geteuid() != 0, "other users need root")
     def test_the_right_to_a_cache_is_that_of_its_group(self):

@@ -177,7 +177,7 @@ class Monitoring(unittest.TestCase):
             truth = (later - count) / (end - begin)
             (_, rates[brox]), = self.query(f"rate({SERIES % brox}[{round(end - begin) - 2}s])")
             self.assertAlmostEqual(rates[brox] / truth, 1, delta=0.02)
-        self.assertEqual(self.query('ALERTS{alertname="TvsiCacheDown"}'), [])
+        self.assertEqual(self.query('ALERTS{alertname="TvsiCacheDown",alertstate="firing"}'), [])
 
         servers["b"].terminate()
         servers["b"].wait(60)
@@ -192,7 +192,7 @@ class Monitoring(unittest.TestCase):
         for counter in counters:
             values = [float(value) for _, value in counter["values"]]
             self.assertEqual(values, sorted(values), counter["metric"])
-        spikes = self.query(f"max_over_time(rate({SERIES % 'b'}[5s])[1m:1s]) > {1.25 * rates['b']}")
+        spikes = self.query(f"max_over_time(rate({SERIES % 'b'}[5s])[1m:1s]) > {3 * rates['b']}")
         self.assertEqual(spikes, [])
         self.assertEqual(self.query("increase(tvsi_attaches_total[5m]) > 0.5")[0][0]["brox"], "b")
 

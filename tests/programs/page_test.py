@@ -195,6 +195,36 @@ class Http(PageCase):
         print(f"{body['processes']['count']} processes, 2 fields: {len(zipped)} bytes")
         self.assertLess(len(zipped), 14000)
 
+    def test_a_recording_that_is_damaged_is_told(self):
+        self.serve()
+        whole = pathlib.Path(self.directory, "recording")
+        for _ in range(3):
+            subprocess.run([programs / "tvsistat", "--write", whole, "-q", "demo", "0.05", "3"], check=True, capture_output=True,
+                           env=os.environ | {"TALVEX_GLOBAL_DIR": self.directory})
+        content = whole.read_bytes()
+        blocks = [at for at in range(0, len(content), 4096) if content[at + 12:at + 16] == b"TVRM"]
+
+        def changed(at):
+            return content[:at] + bytes([content[at] ^ 1]) + content[at + 1:]
+
+        counts = {}
+        for name, bytes_, words in [("whole", content, None), ("flipped", changed(blocks[1] + 200), "flipped is damaged: "),
+                                    ("cut", content[:blocks[2] + 100], "cut is cut off or damaged"), ("gone", None, "gone")]:
+            file = whole.with_name(name)
+            file.write_bytes(content if bytes_ is None else bytes_)
+            exporter = self.export("--web-page", "--recording", file)
+            self.live(exporter)
+            if bytes_ is None:
+                file.unlink()
+            path = f"past?{CACHE}&fields={FIELDS}&seconds=3600"
+            past = until(lambda: (found := self.api(exporter, path)).get("times") is not None and found)
+            self.assertRegex(past["problem"] or "none", words or "^none$")
+            counts[name] = len(past["times"])
+            for line in past["values"][0]:  # what is shown is true: counters that grow
+                self.assertEqual(line, sorted(line))
+            exporter.end()
+        self.assertEqual(counts["gone"], 0)
+
     def test_a_recording_is_the_past(self):
         self.serve()
         recording = os.path.join(self.directory, "recording")
