@@ -10,6 +10,7 @@
 #include <dirent.h>
 #include <fmt/format.h>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 namespace tvsistat {
@@ -39,14 +40,23 @@ std::variant<std::vector<std::string>, Failure> everyHistory(const std::string& 
     if (listing == nullptr && errno != ENOENT) {
         return cannotRead(parent, errno);
     }
+    std::optional<Failure> unreadable; /* the first one */
     while (const dirent* entry = listing ? readdir(listing.get()) : nullptr) {
+        if (entry->d_name[0] == '.') {
+            continue;
+        }
         const std::string path = parent + "/" + entry->d_name;
-        const auto files = entry->d_name[0] == '.' ? std::nullopt : samples::recordingFiles(path);
+        const auto files = samples::recordingFiles(path);
         if (files && !files->empty()) {
             directories.push_back(path);
+        } else if (!files && errno != ENOENT && errno != ENOTDIR && !unreadable) {
+            unreadable = cannotRead(path, errno);
         }
     }
     std::ranges::sort(directories);
+    if (directories.empty() && unreadable) {
+        return *unreadable;
+    }
     if (directories.empty()) {
         return Failure{ExitStatus::NoCache,
                        fmt::format("nothing is recorded in {}: the service "

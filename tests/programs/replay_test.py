@@ -248,6 +248,12 @@ def history(server, directory):
     if read.returncode != 3 or b"nothing is recorded in " + str(place).encode() not in read.stderr:
         yield f"no history: {read}"
     place.mkdir()
+    loop = place / "loop"
+    loop.symlink_to("loop")
+    read = tvsistat(server, "--history", env=here)
+    if read.returncode != 1 or str(loop).encode() + b" cannot be read: " not in read.stderr:
+        yield f"unreadable history: {read}"
+    loop.unlink()
     live = {}
     for brox in ("demo", "prod"):
         live[brox] = tvsistat(server, "--write", place / brox, "--keep", "1d", "-j", brox, "0.05", "4")
