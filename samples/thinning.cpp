@@ -98,6 +98,9 @@ bool ThinnedFile::hold() {
     }
     held = Descriptor(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat now;
+    if (held.get() < 0 && errno == ENOENT) {
+        return false; /* it was too old to be kept */
+    }
     if (held.get() < 0 || fstat(held.get(), &before) != 0) {
         failure = fileFailure(path, "written", errno);
         return false;
