@@ -1,7 +1,5 @@
 #include "output.h"
 
-#include "stopsignal.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -42,13 +40,17 @@ size_t pieceSize() {
 
 } // namespace
 
-int writeOut(std::string_view text) {
+int writeOut(std::string_view text, const std::function<Deadline()>& meanwhile) {
     const bool isFile = neverWaits(STDOUT_FILENO);
     while (!text.empty()) {
         size_t piece = text.size();
         if (!isFile) {
             pollfd out{STDOUT_FILENO, POLLOUT, 0};
-            if (pollUntil({&out, 1}, noDeadline) < 0) {
+            int ready = 0;
+            while (ready == 0) {
+                ready = pollUntil({&out, 1}, meanwhile ? meanwhile() : noDeadline);
+            }
+            if (ready < 0) {
                 return errno;
             }
             piece = std::min(piece, pieceSize());

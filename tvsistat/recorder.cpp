@@ -34,11 +34,12 @@ Deadline Recorder::nextDeadline() const {
     return due ? Deadline(std::chrono::nanoseconds(*due)) : noDeadline;
 }
 
-void Recorder::advance() {
+Deadline Recorder::advance() {
     if (std::chrono::steady_clock::now() >= nextDeadline()) {
         writer.tick(samples::currentTimes());
         tell(writer.takeProblem());
     }
+    return nextDeadline();
 }
 
 /* The view goes on, whatever becomes of the recording. */

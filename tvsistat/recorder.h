@@ -36,9 +36,10 @@ public:
     /* The header that holds for what comes; it was not met at this place. */
     void carry(uint32_t cache, const samples::StreamHeader& header) { writer.carry(cache, header); }
 
-    /* When advance() is to be called at the latest, so that what was taken is written. */
+    /* When advance() is to be called at the latest, so that what was taken is written; it says so,
+     * too. */
     Deadline nextDeadline() const;
-    void advance();
+    Deadline advance();
 
     /* Problems are told there rather than on standard error. */
     void tellTo(std::function<void(std::string_view)> listener) { tells = std::move(listener); }

@@ -177,7 +177,8 @@ void Watcher::showRound() {
 
 int Watcher::flush() {
     if (outputError == 0 && !text.empty()) {
-        outputError = writeOut(text);
+        outputError =
+            writeOut(text, [this] { return recorder ? recorder->advance() : noDeadline; });
     }
     text.clear();
     return outputError;

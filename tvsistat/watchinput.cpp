@@ -388,7 +388,8 @@ void InputWatcher::showRound() {
 
 int InputWatcher::flush() {
     if (outputError == 0 && !text.empty()) {
-        outputError = writeOut(text);
+        outputError =
+            writeOut(text, [this] { return recorder ? recorder->advance() : noDeadline; });
     }
     text.clear();
     return outputError;

@@ -303,6 +303,21 @@ def thin(server, directory):
             yield f"free frames: {row}"
 
 
+def stall(server, directory):
+    """What has been recorded is safe in time also while nobody takes the reports."""
+    file = pathlib.Path(directory) / "stalled"
+    with subprocess.Popen([PROGRAMS / "tvsistat", "--write", file, "-j", "demo", "0.05"], env=server.environment,
+                          stdout=subprocess.PIPE) as tool:
+        try:
+            eventually(lambda: os.path.exists(f"{file}.tail") and os.path.getsize(f"{file}.tail") > 0, "a part of the tail")
+        finally:
+            tool.kill()
+        reports = tool.stdout.read().count(b"\n")
+    recorded = tvsistat(server, "--read", file, "-j").stdout.count(b"\n")
+    if not 0 < reports <= recorded:
+        yield f"{reports} reports were taken, and {recorded} samples recorded"
+
+
 def main():
     with server_directory(PROGRAMS) as directory:
         servers = [Server(PROGRAMS, directory, brox=brox) for brox in ("demo", "prod")]
@@ -315,6 +330,7 @@ def main():
             faults += attempt(fill_disk, servers[0], directory)
             faults += [fault for form in ("-j", "", "-c") for see in (see_an_end, see_a_return)
                        for fault in attempt(see, directory, form)]
+            faults += attempt(stall, servers[0], directory)
             faults += attempt(stream_again, servers[0], directory)
         finally:
             for server in servers:
