@@ -194,7 +194,11 @@ private:
                                       pollfd{wake.get(), POLLIN, 0}};
         while ((watched[1].revents & POLLIN) == 0) {
             poll(watched.data(), watched.size(), timeout());
+            const bool wasFull = peers.size() >= mostConnections;
             MHD_run(daemon);
+            if (wasFull && peers.size() < mostConnections) {
+                MHD_run(daemon); /* the first one has made room, this one listens again */
+            }
             pollfd waiting{listener, POLLIN, 0};
             isWaitedFor = peers.size() >= mostConnections && poll(&waiting, 1, 0) == 1;
             cutOffLatePeers();
