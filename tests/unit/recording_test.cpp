@@ -709,8 +709,7 @@ TEST(Recording, ItsInfoSaysWhatItHolds) {
     EXPECT_EQ(std::pair(good.status, good.err), std::pair(0, std::string()));
     for (const std::string& line : std::vector<std::string>{
              "file     " + path, "span     2026-11-16T18:20:07Z to 2026-11-16T18:22:07Z (2m00s)",
-             "attempt  prod on h\\xf6st: not attached, 2026-11-16T18:20:07Z to "
-             "2026-11-16T18:20:07Z ",
+             "attempt  prod on h\\xf6st: not attached, 2026-11-16T18:20:07Z to ",
              "cache    prod~1f2e on h\\xf6st: 10 samples, 2026-11-16T18:20:07Z to ",
              "thinned  none",
              "gap      prod~1f2e on h\\xf6st: 2026-11-16T18:20:12Z to 2026-11-16T18:21:07Z (55s)",
